@@ -1,9 +1,135 @@
-#include <cstdio>
+// Mosaro: a keyboard-driven window tiler for X11 desktops.
 
-int main()
+#include "App/AppDelegate.h"
+#include "App/X11/DesktopServices.h"
+#include "Diagnostics/Log.h"
+#include "KeyboardShortcuts/KeyboardShortcuts.h"
+#include "Overlay/HotkeyAction.h"
+#include "Platform/FileDefaultsStore.h"
+#include "Platform/LocalEventMonitors.h"
+#include "Platform/QtScheduler.h"
+#include "Platform/X11/X11Accessibility.h"
+#include "Platform/X11/X11AccessibilityTrust.h"
+#include "Platform/X11/X11Beeper.h"
+#include "Platform/X11/X11Connection.h"
+#include "Platform/X11/X11DesktopWatcher.h"
+#include "Platform/X11/X11HotKeyService.h"
+#include "Platform/X11/X11OverlayWindow.h"
+#include "Platform/X11/X11ScreenList.h"
+#include "Platform/X11/XkbKeyboardLayout.h"
+#include "Preferences/PreferencesFile.h"
+
+#include <QApplication>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace mosaro;
+
+namespace {
+
+int g_signalPipe[2] = {-1, -1};
+
+void onSignal(int)
 {
-    std::fputs("mosaro: the X11 desktop layer (global trigger, overlay panel, window placement) is not built yet.\n"
-               "mosaro: this build holds the platform-free core only; run `make test` to exercise it.\n",
-               stderr);
-    return 1;
+    const char c = 1;
+    [[maybe_unused]] auto n = ::write(g_signalPipe[1], &c, 1);
+}
+
+// SIGINT and SIGTERM end the event loop normally, so the overlay is torn down and a resized
+// grid saved before the process exits.
+void quitOnSignals(QApplication& app)
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, g_signalPipe) != 0)
+        return;
+    auto* notifier = new QSocketNotifier(g_signalPipe[0], QSocketNotifier::Read, &app);
+    QObject::connect(notifier, &QSocketNotifier::activated, &app, [&app] {
+        char c;
+        [[maybe_unused]] auto n = ::read(g_signalPipe[0], &c, 1);
+        app.quit();
+    });
+    struct sigaction action {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+bool hasArgument(int argc, char** argv, const char* name)
+{
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], name) == 0)
+            return true;
+    return false;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+        std::fputs("mosaro: no X display ($DISPLAY is not set). Mosaro runs on X11 desktops.\n", stderr);
+        return 1;
+    }
+    // All geometry is in X pixels, whatever scaling Qt would apply.
+    qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
+    qputenv("QT_QPA_PLATFORM", "xcb");
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Mosaro"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    const bool verbose = hasArgument(argc, argv, "--verbose");
+    if (verbose)
+        Log::setMinimumLevel(Log::Level::debug);
+    installLogSinks(verbose || hasArgument(argc, argv, "--log-stderr"));
+
+    X11Connection connection;
+    if (!connection.isConnected()) {
+        std::fprintf(stderr, "mosaro: cannot connect to the X display %s\n", qgetenv("DISPLAY").constData());
+        return 1;
+    }
+    connection.attachToEventLoop();
+
+    X11ScreenList screens(connection);
+    X11Accessibility accessibility(connection);
+    X11AccessibilityTrust trust(connection);
+    X11Beeper beeper(connection);
+    X11HotKeyService hotKeys(connection);
+    XkbKeyboardLayout layout(connection);
+    FileDefaultsStore defaults;
+    LocalEventMonitors monitors;
+    QtScheduler scheduler;
+    DesktopUrlOpener urlOpener;
+    X11Application application(connection);
+    NotificationCenter& defaultCenter = NotificationCenter::defaultCenter();
+    NotificationCenter& workspaceCenter = NotificationCenter::workspaceCenter();
+    X11DesktopWatcher watcher(connection, workspaceCenter, defaultCenter);
+    screens.onDisplaysChanged = [&watcher] { watcher.displaysChanged(); };
+    X11OverlayWindowFactory panels(connection, screens, monitors, defaultCenter);
+
+    KeyboardShortcuts::configure({&defaults, &hotKeys, &layout, &defaultCenter});
+    KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));
+
+    AppDelegate delegate(AppEnvironment{
+        accessibility,
+        trust,
+        defaults,
+        urlOpener,
+        scheduler,
+        application,
+        OverlayPlatform{screens, beeper, application, monitors, panels, defaultCenter, workspaceCenter,
+                        preferencesFileURL()},
+        {},
+    });
+
+    quitOnSignals(app);
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [&delegate] { delegate.applicationWillTerminate(); });
+    delegate.applicationDidFinishLaunching();
+    return app.exec();
 }

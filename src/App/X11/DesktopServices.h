@@ -1,0 +1,31 @@
+#pragma once
+
+#include "App/AppDelegate.h"
+#include "Platform/System.h"
+#include "Platform/X11/X11Connection.h"
+
+namespace mosaro {
+
+// Opens URLs with the desktop's handlers. The host's accessibility settings page has no
+// counterpart here: the permission is a running EWMH window manager.
+class DesktopUrlOpener final : public UrlOpener {
+public:
+    bool openUrl(const QString& url) override;
+};
+
+class X11Application final : public Application, public DesktopSession {
+public:
+    explicit X11Application(X11Connection& connection) : m_connection(connection) {}
+    void activateIgnoringOtherApps() override;
+    bool isActive() const override;
+    bool hasVisibleTitledWindow() const override;
+    void hide() override;
+
+private:
+    X11Connection& m_connection;
+};
+
+// Sends every log entry to the journal, and to standard error when asked to.
+void installLogSinks(bool toStandardError);
+
+} // namespace mosaro

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Platform/AccessibilityTrust.h"
+#include "Platform/X11/X11Connection.h"
+
+namespace mosaro {
+
+// On X11 the permission to move other applications' windows is the presence of an EWMH window
+// manager to ask; there is nothing the user could be prompted for.
+class X11AccessibilityTrust : public AccessibilityTrust {
+public:
+    explicit X11AccessibilityTrust(X11Connection& connection) : m_connection(connection) {}
+    bool isProcessTrustedWithOptions(bool prompt) override;
+
+private:
+    X11Connection& m_connection;
+    bool m_promptLogged = false;
+};
+
+} // namespace mosaro

@@ -1,0 +1,396 @@
+#include "Platform/X11/X11HotKeyService.h"
+
+#include "Diagnostics/Log.h"
+#include "Platform/KeyCodeMap.h"
+
+// The XKB protocol header names a field after a C++ keyword.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
+#include <algorithm>
+
+namespace mosaro {
+
+namespace {
+
+constexpr const char* connectionClosedMessage = "global hotkeys unavailable: X connection to '%{public}s' is closed";
+constexpr const char* regrabFailedMessage = "hotkey on keycode %u lost after a keyboard mapping change (status %d)";
+
+constexpr std::uint8_t badAccess = 10;
+constexpr xcb_keysym_t numLockKeysym = 0xff7f;
+
+// One event as the handlers see it: hotkey events carry the id, raw key events the key.
+class X11HotKeyEvent final : public HotKeyEvent {
+public:
+    static X11HotKeyEvent hotKey(std::uint32_t kind, EventHotKeyID id)
+    {
+        X11HotKeyEvent e(kind);
+        e.m_id = id;
+        e.m_hasID = true;
+        return e;
+    }
+    static X11HotKeyEvent rawKey(std::uint32_t kind, std::uint32_t keyCode, std::uint32_t modifiers)
+    {
+        X11HotKeyEvent e(kind);
+        e.m_keyCode = keyCode;
+        e.m_modifiers = modifiers;
+        e.m_hasKey = true;
+        return e;
+    }
+
+    std::uint32_t eventClass() const override { return kEventClassKeyboard; }
+    std::uint32_t kind() const override { return m_kind; }
+    OSStatus hotKeyID(EventHotKeyID& out) const override
+    {
+        if (!m_hasID)
+            return HotKeyStatus::eventParameterNotFound;
+        out = m_id;
+        return HotKeyStatus::noErr;
+    }
+    OSStatus keyCode(std::uint32_t& out) const override
+    {
+        if (!m_hasKey)
+            return HotKeyStatus::eventParameterNotFound;
+        out = m_keyCode;
+        return HotKeyStatus::noErr;
+    }
+    OSStatus keyModifiers(std::uint32_t& out) const override
+    {
+        if (!m_hasKey)
+            return HotKeyStatus::eventParameterNotFound;
+        out = m_modifiers;
+        return HotKeyStatus::noErr;
+    }
+
+private:
+    explicit X11HotKeyEvent(std::uint32_t kind) : m_kind(kind) {}
+    std::uint32_t m_kind;
+    EventHotKeyID m_id;
+    std::uint32_t m_keyCode = 0;
+    std::uint32_t m_modifiers = 0;
+    bool m_hasID = false;
+    bool m_hasKey = false;
+};
+
+OSStatus statusForGrabError(const X11Error& error)
+{
+    if (error.kind == X11Error::Kind::connectionLost)
+        return HotKeyStatus::paramErr;
+    if (error.code == badAccess)
+        return HotKeyStatus::hotKeyExists; // another client holds the combination
+    return HotKeyStatus::hotKeyInvalid;
+}
+
+} // namespace
+
+X11HotKeyService::X11HotKeyService(X11Connection& connection) : m_connection(connection)
+{
+    if (!connected())
+        return;
+    xcb_connection_t* c = m_connection.connection();
+
+    // With detectable auto-repeat a held key repeats as presses only, so a held trigger is one
+    // press and one release.
+    auto use = m_connection.reply<xcb_xkb_use_extension_reply_t>(
+        xcb_xkb_use_extension_reply, xcb_xkb_use_extension(c, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION));
+    const xcb_query_extension_reply_t* xkb = xcb_get_extension_data(c, &xcb_xkb_id);
+    if (use && (*use)->supported && xkb && xkb->present) {
+        m_xkbFirstEvent = xkb->first_event;
+        const std::uint32_t flag = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
+        auto flags = m_connection.reply<xcb_xkb_per_client_flags_reply_t>(
+            xcb_xkb_per_client_flags_reply,
+            xcb_xkb_per_client_flags(c, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0));
+        m_detectableAutoRepeat = flags && ((*flags)->value & flag);
+        const std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+        xcb_xkb_select_events(c, XCB_XKB_ID_USE_CORE_KBD, events, 0, events, 0xff, 0xff, nullptr);
+    }
+    refreshModifierMapping();
+    m_listener = m_connection.addEventListener([this](xcb_generic_event_t* event) { return handleEvent(event); });
+    m_connection.flush();
+}
+
+X11HotKeyService::~X11HotKeyService()
+{
+    if (m_listener)
+        m_connection.removeEventListener(m_listener);
+    if (m_connection.isConnected()) {
+        for (auto& [ref, registration] : m_registrations)
+            ungrab(registration);
+        m_connection.flush();
+    }
+}
+
+bool X11HotKeyService::connected()
+{
+    if (m_connection.isConnected())
+        return true;
+    if (!m_deadReported) {
+        m_deadReported = true;
+        Log::lifecycle().error(connectionClosedMessage, m_connection.displayName());
+    }
+    return false;
+}
+
+OSStatus X11HotKeyService::registerEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers, EventHotKeyID id,
+                                               EventHotKeyRef& out)
+{
+    out = 0;
+    if (!connected())
+        return HotKeyStatus::paramErr;
+    if (keyCode > 0xFFFF)
+        return HotKeyStatus::hotKeyInvalid;
+    const auto evdev = evdevForMacKeyCode(std::uint16_t(keyCode));
+    const xcb_setup_t* setup = xcb_get_setup(m_connection.connection());
+    if (!evdev || *evdev + x11KeycodeOffset < setup->min_keycode || *evdev + x11KeycodeOffset > setup->max_keycode)
+        return HotKeyStatus::hotKeyInvalid;
+
+    Registration registration;
+    registration.id = id;
+    registration.keycode = xcb_keycode_t(*evdev + x11KeycodeOffset);
+    registration.modifiers = x11ModifiersFromCarbon(modifiers);
+    for (const auto& [ref, existing] : m_registrations) {
+        if (existing.keycode == registration.keycode && existing.modifiers == registration.modifiers)
+            return HotKeyStatus::hotKeyExists;
+    }
+    if (const OSStatus status = grab(registration); status != HotKeyStatus::noErr)
+        return status;
+    out = m_nextRef++;
+    m_registrations.emplace(out, std::move(registration));
+    return HotKeyStatus::noErr;
+}
+
+OSStatus X11HotKeyService::unregisterEventHotKey(EventHotKeyRef ref)
+{
+    auto it = m_registrations.find(ref);
+    if (it == m_registrations.end())
+        return HotKeyStatus::paramErr;
+    if (m_connection.isConnected()) {
+        ungrab(it->second);
+        m_connection.flush();
+    }
+    m_registrations.erase(it);
+    return HotKeyStatus::noErr;
+}
+
+OSStatus X11HotKeyService::installEventHandler(Handler handler, const std::vector<EventTypeSpec>& types,
+                                               EventHandlerRef& out)
+{
+    out = 0;
+    if (!handler)
+        return HotKeyStatus::paramErr;
+    out = m_nextHandler++;
+    m_handlers[out].handler = std::move(handler);
+    return addEventTypesToHandler(out, types);
+}
+
+OSStatus X11HotKeyService::addEventTypesToHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types)
+{
+    auto it = m_handlers.find(handler);
+    if (it == m_handlers.end())
+        return HotKeyStatus::paramErr;
+    for (const auto& type : types) {
+        if (type.eventClass == kEventClassKeyboard)
+            it->second.kinds.insert(type.eventKind);
+    }
+    return HotKeyStatus::noErr;
+}
+
+OSStatus X11HotKeyService::removeEventTypesFromHandler(EventHandlerRef handler,
+                                                       const std::vector<EventTypeSpec>& types)
+{
+    auto it = m_handlers.find(handler);
+    if (it == m_handlers.end())
+        return HotKeyStatus::paramErr;
+    for (const auto& type : types) {
+        if (type.eventClass == kEventClassKeyboard)
+            it->second.kinds.erase(type.eventKind);
+    }
+    return HotKeyStatus::noErr;
+}
+
+OSStatus X11HotKeyService::deliverRawKey(std::uint16_t macKeyCode, std::uint32_t carbonModifiers, bool down)
+{
+    const std::uint32_t kind = down ? HotKeyEventKind::rawKeyDown : HotKeyEventKind::rawKeyUp;
+    return dispatch(kind, X11HotKeyEvent::rawKey(kind, macKeyCode, carbonModifiers));
+}
+
+std::vector<std::uint16_t> X11HotKeyService::lockVariants(std::uint16_t modifiers) const
+{
+    std::vector<std::uint16_t> variants;
+    for (std::uint16_t extra : {std::uint16_t(0), X11ModMask::lock, m_numLockMask,
+                                std::uint16_t(X11ModMask::lock | m_numLockMask)}) {
+        const std::uint16_t v = modifiers | extra;
+        if (std::find(variants.begin(), variants.end(), v) == variants.end())
+            variants.push_back(v);
+    }
+    return variants;
+}
+
+OSStatus X11HotKeyService::grab(Registration& registration)
+{
+    xcb_connection_t* c = m_connection.connection();
+    const xcb_window_t root = m_connection.root();
+    const auto variants = lockVariants(registration.modifiers);
+    std::vector<xcb_void_cookie_t> cookies;
+    for (std::uint16_t v : variants) {
+        // Not owner-events: every grabbed key arrives at the root, where we look for it.
+        cookies.push_back(xcb_grab_key_checked(c, 0, root, v, registration.keycode, XCB_GRAB_MODE_ASYNC,
+                                               XCB_GRAB_MODE_ASYNC));
+    }
+    OSStatus status = HotKeyStatus::noErr;
+    registration.grabbed.clear();
+    for (std::size_t i = 0; i < cookies.size(); ++i) {
+        auto result = m_connection.check(cookies[i]);
+        if (result)
+            registration.grabbed.push_back(variants[i]);
+        else if (status == HotKeyStatus::noErr)
+            status = statusForGrabError(result.error());
+    }
+    if (status != HotKeyStatus::noErr) {
+        if (status == HotKeyStatus::paramErr)
+            connected(); // logs the loss
+        ungrab(registration); // no half-registered combination stays behind
+        m_connection.flush();
+    }
+    return status;
+}
+
+void X11HotKeyService::ungrab(Registration& registration)
+{
+    for (std::uint16_t v : registration.grabbed)
+        xcb_ungrab_key(m_connection.connection(), registration.keycode, m_connection.root(), v);
+    registration.grabbed.clear();
+    registration.down = false;
+}
+
+void X11HotKeyService::refreshModifierMapping()
+{
+    xcb_connection_t* c = m_connection.connection();
+    const xcb_setup_t* setup = xcb_get_setup(c);
+    const xcb_keycode_t minCode = setup->min_keycode;
+    const xcb_keycode_t maxCode = setup->max_keycode;
+    auto modmap = m_connection.reply<xcb_get_modifier_mapping_reply_t>(xcb_get_modifier_mapping_reply,
+                                                                       xcb_get_modifier_mapping(c));
+    auto keymap = m_connection.reply<xcb_get_keyboard_mapping_reply_t>(
+        xcb_get_keyboard_mapping_reply, xcb_get_keyboard_mapping(c, minCode, std::uint8_t(maxCode - minCode + 1)));
+    std::uint16_t mask = 0;
+    if (modmap && keymap) {
+        const xcb_keycode_t* modKeys = xcb_get_modifier_mapping_keycodes(modmap->get());
+        const int modKeyCount = xcb_get_modifier_mapping_keycodes_length(modmap->get());
+        const int perModifier = (*modmap)->keycodes_per_modifier;
+        const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(keymap->get());
+        const int symCount = xcb_get_keyboard_mapping_keysyms_length(keymap->get());
+        const int perKey = (*keymap)->keysyms_per_keycode;
+        for (int mod = 0; mod < 8 && !mask; ++mod) {
+            for (int j = 0; j < perModifier && mod * perModifier + j < modKeyCount; ++j) {
+                const xcb_keycode_t key = modKeys[mod * perModifier + j];
+                if (key < minCode || key > maxCode)
+                    continue;
+                const int base = (key - minCode) * perKey;
+                for (int l = 0; l < perKey && base + l < symCount; ++l) {
+                    if (syms[base + l] == numLockKeysym)
+                        mask = std::uint16_t(1u << mod);
+                }
+            }
+        }
+    }
+    // A Num Lock sharing a bit with a shortcut modifier cannot be told apart; grab without it.
+    const std::uint16_t reserved = X11ModMask::shift | X11ModMask::lock | X11ModMask::control | X11ModMask::mod1 |
+                                   X11ModMask::mod4;
+    m_numLockMask = (mask & reserved) ? 0 : mask;
+}
+
+void X11HotKeyService::regrabAll()
+{
+    for (auto& [ref, registration] : m_registrations) {
+        const bool down = registration.down; // a held combination still gets its release
+        ungrab(registration);
+        if (const OSStatus status = grab(registration); status != HotKeyStatus::noErr)
+            Log::lifecycle().error(regrabFailedMessage, unsigned(registration.keycode), status);
+        registration.down = down && !registration.grabbed.empty();
+    }
+    m_connection.flush();
+}
+
+bool X11HotKeyService::isAutoRepeatRelease(xcb_keycode_t keycode)
+{
+    // Without detectable auto-repeat the server sends a release and a press for every repeat;
+    // the key is still down when the release is read.
+    auto keys = m_connection.reply<xcb_query_keymap_reply_t>(xcb_query_keymap_reply,
+                                                             xcb_query_keymap(m_connection.connection()));
+    return keys && ((*keys)->keys[keycode / 8] & (1u << (keycode % 8)));
+}
+
+bool X11HotKeyService::handleEvent(xcb_generic_event_t* event)
+{
+    const std::uint8_t type = event->response_type & 0x7f;
+    if (type == XCB_MAPPING_NOTIFY) {
+        const auto* mapping = reinterpret_cast<const xcb_mapping_notify_event_t*>(event);
+        if (mapping->request == XCB_MAPPING_KEYBOARD || mapping->request == XCB_MAPPING_MODIFIER) {
+            refreshModifierMapping();
+            regrabAll();
+        }
+        return false;
+    }
+    if (m_xkbFirstEvent && type == m_xkbFirstEvent) {
+        const std::uint8_t xkbType = event->pad0;
+        if (xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY || xkbType == XCB_XKB_MAP_NOTIFY) {
+            refreshModifierMapping();
+            regrabAll();
+        }
+        return false;
+    }
+    if (type != XCB_KEY_PRESS && type != XCB_KEY_RELEASE)
+        return false;
+    const auto* key = reinterpret_cast<const xcb_key_press_event_t*>(event);
+    if (key->event != m_connection.root())
+        return false;
+
+    const std::uint16_t relevant = X11ModMask::all & ~(X11ModMask::lock | m_numLockMask);
+    const std::uint16_t state = key->state & relevant;
+    if (type == XCB_KEY_PRESS) {
+        for (auto& [ref, registration] : m_registrations) {
+            if (registration.keycode != key->detail || registration.modifiers != state)
+                continue;
+            if (registration.down)
+                return true; // auto-repeat of a held combination
+            registration.down = true;
+            const EventHotKeyID id = registration.id;
+            dispatch(HotKeyEventKind::hotKeyPressed, X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyPressed, id));
+            return true;
+        }
+        return false;
+    }
+    // The modifiers may already be up when the key is released: match the key that went down.
+    for (auto& [ref, registration] : m_registrations) {
+        if (registration.keycode != key->detail || !registration.down)
+            continue;
+        if (!m_detectableAutoRepeat && isAutoRepeatRelease(key->detail))
+            return true;
+        registration.down = false;
+        const EventHotKeyID id = registration.id;
+        dispatch(HotKeyEventKind::hotKeyReleased, X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyReleased, id));
+        return true;
+    }
+    return false;
+}
+
+OSStatus X11HotKeyService::dispatch(std::uint32_t kind, const HotKeyEvent& event)
+{
+    // Handlers may register, unregister or install while they run.
+    std::vector<Handler> targets;
+    for (const auto& [ref, installed] : m_handlers) {
+        if (installed.kinds.count(kind))
+            targets.push_back(installed.handler);
+    }
+    OSStatus result = HotKeyStatus::eventNotHandled;
+    for (const auto& handler : targets) {
+        result = handler(&event);
+        if (result != HotKeyStatus::eventNotHandled)
+            break;
+    }
+    return result;
+}
+
+} // namespace mosaro

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "Platform/Screen.h"
+#include "Platform/X11/X11Connection.h"
+
+#include <xcb/randr.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <vector>
+
+namespace mosaro {
+
+// The RandR monitors of an X screen as displays. Frames are y-up with the origin at the
+// bottom-left of the monitor at the X root origin, so that converting with the height of that
+// monitor gives back X root coordinates exactly. All sizes are X pixels.
+class X11ScreenList : public ScreenList {
+public:
+    explicit X11ScreenList(X11Connection& connection);
+    ~X11ScreenList() override;
+
+    std::vector<ScreenRef> screens() const override;
+    // The monitor marked primary, else the first.
+    ScreenRef mainScreen() const override;
+
+    // Called when RandR reports a screen change (while the connection's events are dispatched).
+    std::function<void()> onDisplaysChanged;
+
+    // An area a dock keeps for itself, along one edge of the root window.
+    struct Reservation {
+        enum class Edge { left, right, top, bottom };
+        Edge edge = Edge::top;
+        Rect area; // X root coordinates, y down
+    };
+    // The areas of a _NET_WM_STRUT_PARTIAL (12 values) or _NET_WM_STRUT (4 values) on a root of
+    // the given size; malformed values give none.
+    static std::vector<Reservation> reservationsFromStrut(const std::vector<std::uint32_t>& strut, double rootWidth,
+                                                          double rootHeight);
+    // The monitor without the reservations that overlap it (X coordinates).
+    static Rect visibleArea(const Rect& monitor, const std::vector<Reservation>& reservations);
+    // The product name of an EDID block (display descriptor 0xFC), if it has one.
+    static std::optional<QString> edidProductName(const std::vector<std::uint8_t>& edid);
+
+private:
+    struct MonitorInfo {
+        xcb_atom_t nameAtom = XCB_ATOM_NONE;
+        bool primary = false;
+        Rect xRect;
+        Rect xVisible;
+        QString name;
+    };
+    std::vector<MonitorInfo> readMonitors() const;
+    std::vector<ScreenRef> snapshot(std::size_t* primaryIndex) const;
+    std::vector<Reservation> readReservations(double rootWidth, double rootHeight, bool& found) const;
+    std::optional<Rect> readWorkArea() const;
+    QString monitorName(xcb_atom_t nameAtom, const std::vector<xcb_randr_output_t>& outputs) const;
+    double scaleFactor() const;
+
+    X11Connection& m_connection;
+    std::uint8_t m_randrEventBase = 0;
+    bool m_hasRandr = false;
+    X11Connection::ListenerId m_listener = 0;
+    mutable std::map<xcb_atom_t, ScreenRef> m_cache;
+    mutable bool m_fallbackLogged = false;
+};
+
+} // namespace mosaro

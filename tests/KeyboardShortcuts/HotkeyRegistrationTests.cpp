@@ -1,0 +1,150 @@
+#include "Diagnostics/Log.h"
+#include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
+#include "KeyboardShortcuts/HotkeyRegistry.h"
+#include "KeyboardShortcuts/ShortcutPackageFixture.h"
+#include "Platform/KeyEvent.h"
+
+#include <gtest/gtest.h>
+
+using namespace mosaro;
+using namespace mosaro::KeyboardShortcuts;
+
+namespace {
+
+constexpr std::uint32_t cmd = 0x100;
+
+class HotkeyRegistrationTest : public test::ShortcutPackageTest {
+protected:
+    void SetUp() override
+    {
+        ShortcutPackageTest::SetUp();
+        trigger = nameFor(HotkeyAction::trigger);
+        registry.subscribeTrigger([this] { ++triggerPresses; });
+    }
+    std::uint32_t liveId() const { return hotKeys.liveRegistrations().at(0).id.id; }
+
+    HotkeyRegistry registry;
+    Name trigger;
+    int triggerPresses = 0;
+};
+
+TEST_F(HotkeyRegistrationTest, PresenterStartingTwiceSubscribesOnce)
+{
+    registry.subscribeTrigger([this] { triggerPresses += 100; });
+    EXPECT_EQ(hotKeys.pressHotKey(36, cmd), HotKeyStatus::noErr);
+    EXPECT_EQ(triggerPresses, 1);
+    EXPECT_EQ(hotKeys.installCount, 1);
+
+    // Release events go to key-up subscribers only.
+    int releases = 0;
+    onKeyUp(trigger, [&] { ++releases; });
+    hotKeys.pressHotKey(36, cmd, /*down*/ false);
+    EXPECT_EQ(releases, 1);
+    EXPECT_EQ(triggerPresses, 1);
+}
+
+TEST_F(HotkeyRegistrationTest, ChangingTheTriggerMovesItsSingleRegistration)
+{
+    setShortcut(Shortcut(36, 256), trigger);
+    ASSERT_EQ(hotKeys.live.size(), 1u);
+    EXPECT_EQ(liveId(), 2u); // ids are never reused
+
+    const Shortcut optionControlT(Key::t, ModifierFlag::control | ModifierFlag::option);
+    setShortcut(optionControlT, trigger);
+    ASSERT_EQ(hotKeys.live.size(), 1u);
+    EXPECT_EQ(hotKeys.pressHotKey(36, cmd), HotKeyStatus::eventNotHandled);
+    // An overlay action sharing the keys is no subscriber: one press, one action.
+    storeActionShortcut(optionControlT, nameFor(HotkeyAction::confirm));
+    EXPECT_EQ(hotKeys.pressHotKey(17, 0x1800), HotKeyStatus::noErr);
+    EXPECT_EQ(triggerPresses, 1);
+}
+
+TEST_F(HotkeyRegistrationTest, RefusedOrOutOfRangeRegistrationLeavesTheTriggerInactive)
+{
+    hotKeys.failWith = HotKeyStatus::hotKeyExists;
+    testing::internal::CaptureStdout();
+    setShortcut(Shortcut(36, 256), trigger);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error registering hotkey ⌘↩: -9878\n");
+    EXPECT_TRUE(hotKeys.live.empty());
+    EXPECT_EQ(storedValue(HotkeyAction::trigger), QVariant(test::triggerDefaultJson));
+    enable(trigger); // counts as registered: no retry
+    EXPECT_EQ(hotKeys.registerCalls.size(), 2u);
+
+    hotKeys.failWith = HotKeyStatus::noErr;
+    setShortcut(Shortcut(36, 256), trigger);
+    EXPECT_EQ(hotKeys.pressHotKey(36, cmd), HotKeyStatus::noErr);
+    EXPECT_EQ(triggerPresses, 1);
+
+    Log::Store::shared().clear();
+    setShortcut(Shortcut(std::int64_t(1) << 33, 256), trigger);
+    setShortcut(Shortcut(36, -1), trigger);
+    EXPECT_EQ(hotKeys.registerCalls.size(), 3u);
+    EXPECT_EQ(Log::Store::shared().entries().size(), 2u);
+}
+
+TEST_F(HotkeyRegistrationTest, MenuTrackingServesTheTriggerFromRawKeys)
+{
+    center.post(PlatformNotifications::menuDidBeginTracking);
+    EXPECT_TRUE(hotKeys.live.empty());
+    EXPECT_FALSE(hotKeys.receives(HotKeyEventKind::hotKeyPressed));
+    // Carbon's Caps Lock bit is normalised away; other keys are left to other handlers.
+    EXPECT_EQ(hotKeys.pressRawKey(36, cmd | 0x400), HotKeyStatus::noErr);
+    EXPECT_EQ(hotKeys.pressRawKey(36, 0), HotKeyStatus::eventNotHandled);
+    EXPECT_EQ(triggerPresses, 1);
+
+    center.post(PlatformNotifications::menuDidEndTracking);
+    EXPECT_EQ(liveId(), 1u); // back under its own id
+    EXPECT_FALSE(hotKeys.receives(HotKeyEventKind::rawKeyDown));
+    EXPECT_EQ(hotKeys.pressHotKey(36, cmd), HotKeyStatus::noErr);
+    EXPECT_EQ(triggerPresses, 2);
+
+    // A refused re-registration after the menu drops the record for good.
+    center.post(PlatformNotifications::menuDidBeginTracking);
+    hotKeys.failWith = HotKeyStatus::hotKeyExists;
+    testing::internal::CaptureStdout();
+    center.post(PlatformNotifications::menuDidEndTracking);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error registering hotkey ⌘↩: -9878\n");
+    center.post(PlatformNotifications::menuDidBeginTracking);
+    EXPECT_EQ(hotKeys.pressRawKey(36, cmd), HotKeyStatus::eventNotHandled);
+}
+
+TEST_F(HotkeyRegistrationTest, DisableAndEnable)
+{
+    disable(trigger);
+    EXPECT_EQ(hotKeys.pressHotKey(36, cmd), HotKeyStatus::eventNotHandled);
+    enable(trigger);
+    EXPECT_EQ(liveId(), 2u);
+    hotKeys.pressHotKey(36, cmd);
+    EXPECT_EQ(triggerPresses, 1); // the handler list survived
+
+    // Switching off during a menu's tracking drops the raw-key path as well.
+    center.post(PlatformNotifications::menuDidBeginTracking);
+    setEnabled(false);
+    EXPECT_TRUE(hotKeys.eventTypes.empty());
+    center.post(PlatformNotifications::menuDidEndTracking);
+    EXPECT_TRUE(hotKeys.live.empty());
+    setEnabled(true);
+    EXPECT_EQ(liveId(), 2u);
+    EXPECT_EQ(hotKeys.pressHotKey(36, cmd), HotKeyStatus::noErr);
+}
+
+TEST_F(HotkeyRegistrationTest, HandlerIgnoresEventsThatAreNotOurs)
+{
+    test::FakeHotKeyEvent event;
+    EXPECT_EQ(hotKeys.deliver(nullptr), HotKeyStatus::eventNotHandled);
+    event.eventKind = HotKeyEventKind::hotKeyPressed;
+    EXPECT_EQ(hotKeys.deliver(&event), HotKeyStatus::eventParameterNotFound);
+    event.id = EventHotKeyID{fourCharCode("XXXX"), 1};
+    EXPECT_EQ(hotKeys.deliver(&event), HotKeyStatus::eventNotHandled);
+    event.id = EventHotKeyID{hotKeySignature, 99};
+    EXPECT_EQ(hotKeys.deliver(&event), HotKeyStatus::eventNotHandled);
+
+    event.eventKind = HotKeyEventKind::rawKeyDown;
+    event.code = 36;
+    EXPECT_EQ(hotKeys.deliver(&event), HotKeyStatus::eventParameterNotFound); // no modifiers parameter
+    event.eventKind = 2;                                                      // key repeat
+    EXPECT_EQ(hotKeys.deliver(&event), HotKeyStatus::eventNotHandled);
+    EXPECT_EQ(triggerPresses, 0);
+}
+
+} // namespace

@@ -1,0 +1,521 @@
+#include "Diagnostics/Log.h"
+#include "Diagnostics/LogMessages.h"
+#include "Grid/ScreenGeometry.h"
+#include "KeyboardShortcuts/HotkeyRegistry.h"
+#include "KeyboardShortcuts/KeyboardShortcuts.h"
+#include "Overlay/HotkeyAction.h"
+#include "Overlay/OverlayPresenter.h"
+#include "Permission/PermissionGate.h"
+#include "Preferences/PreferencesFile.h"
+#include "Platform/FakeHotKeyService.h"
+#include "Platform/FakeOverlayPlatform.h"
+#include "Platform/FakeScreens.h"
+#include "Platform/InMemoryDefaultsStore.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+constexpr std::uint16_t kReturn = 36, kEscape = 53, kLeft = 123, kRight = 124, kDown = 125, kUp = 126, kA = 0;
+constexpr std::uint64_t kShift = ModifierFlag::shift, kOption = ModifierFlag::option, kCommand = ModifierFlag::command;
+
+class OverlayPresenterTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        Log::Store::shared().clear();
+        Log::setMinimumLevel(Log::Level::debug);
+        PermissionGate::resetRecordedStateForTesting();
+        KeyboardShortcuts::resetForTesting();
+        KeyboardShortcuts::configure({&defaults, &hotKeys, nullptr, &center});
+        KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));
+
+        prefsPath = dir.filePath("Mosaro/preferences.json");
+        alpha = screens.add({0, 0, 1440, 900}, {0, 25, 1440, 875}, "Alpha");
+        beta = screens.add({1440, 0, 1920, 1080}, {1440, 0, 1920, 1080}, "Beta");
+        gamma = screens.add({-1280, 0, 1280, 1024}, {-1280, 0, 1280, 1024}, "Gamma");
+        factory.journal = &journal;
+        factory.center = &center;
+
+        FocusedWindow w;
+        w.processID = 4242;
+        w.title = QStringLiteral("Notes");
+        w.isResizable = true;
+        w.frame = {100, 100, 600, 400}; // centre on Alpha
+        manipulator.window = w;
+        manipulator.onMove = [this] {
+            journal.push_back("move");
+            movedWhileVisible = presenter->viewModel()->presentation().has_value() || presenter->window() != nullptr;
+            prefsAtMove = QFile::exists(prefsPath) ? loadPreferences(prefsPath).valueOr(Preferences::defaults())
+                                                   : Preferences::defaults();
+        };
+        gate = std::make_unique<PermissionGate>(trust, defaults, urls);
+        makePresenter();
+    }
+
+    void TearDown() override
+    {
+        presenter.reset();
+        KeyboardShortcuts::resetForTesting();
+        Log::setMinimumLevel(Log::Level::info);
+    }
+
+    void makePresenter()
+    {
+        presenter = std::make_shared<OverlayPresenter>(
+            manipulator, registry, *gate, FocusedWindowResolver(manipulator, screens),
+            std::make_shared<OverlayViewModel>(),
+            OverlayPlatform{screens, beeper, app, monitor, factory, center, workspace, prefsPath});
+    }
+
+    void writePrefs(const Preferences& p) { ASSERT_TRUE(savePreferences(p, prefsPath)); }
+    Preferences readPrefs() { return loadPreferences(prefsPath).valueOr(Preferences::defaults()); }
+
+    // Presses the system-wide trigger through the hotkey service.
+    void pressTrigger() { hotKeys.pressRegistered(36, 0x100); }
+
+    // A key-down on the visible panel, through the application's local monitor.
+    void key(std::uint16_t code, std::uint64_t flags = 0)
+    {
+        ASSERT_NE(presenter->window(), nullptr);
+        const KeyEvent event{KeyEvent::Type::keyDown, code, flags, presenter->window()};
+        EXPECT_FALSE(monitor.send(event).has_value()) << "the panel's key must be swallowed";
+    }
+
+    const std::optional<OverlayPresentation>& presentation() { return presenter->viewModel()->presentation(); }
+
+    std::vector<QString> messages(const QString& category)
+    {
+        std::vector<QString> out;
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.kind == Log::Entry::Kind::message && e.category == category)
+                out.push_back(e.format);
+        return out;
+    }
+    std::vector<QString> signpostEnds()
+    {
+        std::vector<QString> out;
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.kind == Log::Entry::Kind::signpostEnd)
+                out.push_back(e.signpostName + ":" + e.message);
+        return out;
+    }
+    std::vector<QString> commitEnds()
+    {
+        std::vector<QString> out;
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.kind == Log::Entry::Kind::signpostEnd && e.signpostName == "sc-002a commit-move")
+                out.push_back(e.message);
+        return out;
+    }
+    bool logged(const char* format)
+    {
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.format == QString::fromUtf8(format))
+                return true;
+        return false;
+    }
+
+    QTemporaryDir dir;
+    QString prefsPath;
+    InMemoryDefaultsStore defaults;
+    FakeHotKeyService hotKeys;
+    NotificationCenter center;
+    NotificationCenter workspace;
+    FakeScreens screens;
+    std::shared_ptr<FakeScreen> alpha, beta, gamma;
+    FakeBeeper beeper;
+    FakeApplication app;
+    FakeEventMonitor monitor;
+    FakeOverlayWindowFactory factory;
+    FakeTrust trust;
+    FakeUrlOpener urls;
+    FakeWindowManipulator manipulator;
+    HotkeyRegistry registry;
+    std::unique_ptr<PermissionGate> gate;
+    std::shared_ptr<OverlayPresenter> presenter;
+    std::vector<std::string> journal;
+    bool movedWhileVisible = false;
+    Preferences prefsAtMove;
+};
+
+TEST_F(OverlayPresenterTest, TriggerShowsCentreCellOnTheWindowsDisplayAndTogglesOff)
+{
+    presenter->start();
+    presenter->start(); // a second start subscribes nothing more
+    EXPECT_TRUE(registry.isTriggerRegistered);
+    EXPECT_EQ(monitor.monitors.size(), 1u);
+
+    pressTrigger();
+    ASSERT_TRUE(presentation());
+    EXPECT_EQ(presentation()->display.screen, ScreenRef(alpha));
+    EXPECT_EQ(presentation()->grid, (GridLayout{3, 2, {0, 25, 1440, 875}, 0}));
+    EXPECT_EQ(presentation()->region, HighlightedRegion::single({1, 1}));
+    EXPECT_EQ(presenter->initialDimensions(), (GridDimensions{3, 2}));
+    ASSERT_EQ(factory.made.size(), 1u);
+    EXPECT_EQ(factory.made[0]->frame(), (Rect{0, 25, 1440, 875}));
+    EXPECT_EQ(factory.made[0]->content, presenter->viewModel());
+    EXPECT_TRUE(factory.made[0]->isKeyWindow());
+    EXPECT_EQ(signpostEnds(), std::vector<QString>{"sc-001 show-overlay:ok"});
+    EXPECT_TRUE(logged(LogMessages::overlayShow));
+    EXPECT_TRUE(logged(LogMessages::panelPresented));
+
+    Log::Store::shared().clear();
+    const int prompts = trust.prompts;
+    pressTrigger(); // one press, one toggle: no checks, no beep, no interval
+    EXPECT_FALSE(presentation());
+    EXPECT_EQ(presenter->window(), nullptr);
+    EXPECT_TRUE(factory.made[0]->closed);
+    EXPECT_EQ(beeper.beeps, 0);
+    EXPECT_EQ(trust.prompts, prompts);
+    EXPECT_TRUE(signpostEnds().empty());
+    EXPECT_EQ(messages("overlay"),
+              (std::vector<QString>{LogMessages::triggerWhileVisible, LogMessages::overlayDismiss}));
+}
+
+TEST_F(OverlayPresenterTest, RefusedTriggersLogEndTheirIntervalAndAnswer)
+{
+    presenter->start();
+
+    // Never prompted: the system prompt is requested once, nothing else happens.
+    trust.trusted = false;
+    pressTrigger();
+    EXPECT_FALSE(presentation());
+    EXPECT_EQ(trust.prompts, 1);
+    EXPECT_TRUE(defaults.boolean(PermissionGate::promptFlagKey));
+    EXPECT_EQ(beeper.beeps, 0);
+
+    // Prompted before: System Settings opens and the application comes forward.
+    pressTrigger();
+    EXPECT_EQ(urls.opened.size(), 1u);
+    EXPECT_EQ(app.activations, 1);
+    EXPECT_EQ(beeper.beeps, 0);
+    trust.trusted = true;
+
+    manipulator.resolveError = WindowManipulationError::accessibilityPermissionMissing();
+    pressTrigger();
+    manipulator.resolveError = WindowManipulationError::axCallFailed("AXFocusedWindow", -25200);
+    pressTrigger();
+    manipulator.resolveError.reset();
+    auto window = *manipulator.window;
+    manipulator.window.reset();
+    pressTrigger();
+    window.frame = {5000, 5000, 100, 100}; // centre on no display
+    manipulator.window = window;
+    pressTrigger();
+    window.frame = {100, 100, 600, 400};
+    window.isMinimized = true;
+    manipulator.window = window;
+    pressTrigger();
+
+    EXPECT_FALSE(presentation());
+    EXPECT_EQ(factory.made.size(), 0u);
+    EXPECT_EQ(beeper.beeps, 5);
+    EXPECT_EQ(signpostEnds(),
+              (std::vector<QString>{"sc-001 show-overlay:permission-denied", "sc-001 show-overlay:permission-denied",
+                                    "sc-001 show-overlay:ax-denied", "sc-001 show-overlay:resolve-failed",
+                                    "sc-001 show-overlay:no-window", "sc-001 show-overlay:no-window",
+                                    "sc-001 show-overlay:not-tileable"}));
+    const auto overlayLines = messages("overlay");
+    EXPECT_EQ(std::count(overlayLines.begin(), overlayLines.end(), QString(LogMessages::triggerBlockedPermission)), 2);
+    EXPECT_TRUE(logged(LogMessages::axPermissionMissing));
+    EXPECT_TRUE(logged(LogMessages::resolveFailed));
+    EXPECT_EQ(std::count(overlayLines.begin(), overlayLines.end(), QString(LogMessages::noFocusedWindow)), 2);
+    for (const auto& e : Log::Store::shared().entries()) {
+        if (e.format == QString::fromUtf8(LogMessages::notTileable))
+            EXPECT_EQ(e.message, "trigger blocked: window not tileable (fullscreen=false minimized=true resizable=true)");
+        if (e.format == QString::fromUtf8(LogMessages::triggerBlockedPermission))
+            EXPECT_EQ(e.level, Log::Level::error);
+    }
+}
+
+TEST_F(OverlayPresenterTest, GridSizeComesFromTheFileOnEveryShowingClampedToLimits)
+{
+    presenter->start();
+    Preferences p;
+    p.proSettings.globalGrid = {1, 1};
+    writePrefs(p);
+    pressTrigger();
+    EXPECT_EQ(presentation()->region, HighlightedRegion::single({0, 0}));
+    pressTrigger();
+
+    p.proSettings.globalGrid = {30, 20};
+    writePrefs(p);
+    pressTrigger();
+    EXPECT_EQ(presentation()->region, HighlightedRegion::single({15, 10}));
+    pressTrigger();
+
+    p.proSettings.perDisplayMode = true;
+    p.proSettings.perDisplayGrids.overrides = {{"Alpha", {40, 25}}};
+    p.proSettings.margin = 10;
+    writePrefs(p);
+    const QByteArray before = [&] {
+        QFile f(prefsPath);
+        f.open(QIODevice::ReadOnly);
+        return f.readAll();
+    }();
+    pressTrigger();
+    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{30, 20}));
+    EXPECT_EQ(presentation()->grid.margin, 10.0);
+    EXPECT_EQ(presenter->initialDimensions(), (GridDimensions{30, 20}));
+    pressTrigger(); // no resize: nothing written, the stored 40 x 25 stays
+    QFile f(prefsPath);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    EXPECT_EQ(f.readAll(), before);
+
+    QFile::remove(prefsPath);
+    QFile corrupt(prefsPath);
+    ASSERT_TRUE(corrupt.open(QIODevice::WriteOnly));
+    corrupt.write("{ not json");
+    corrupt.close();
+    pressTrigger();
+    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{3, 2}));
+}
+
+TEST_F(OverlayPresenterTest, KeysMoveExtendAndResizeAndUnboundKeysDismiss)
+{
+    presenter->start();
+    pressTrigger();
+    key(kUp);
+    EXPECT_EQ(presentation()->region, HighlightedRegion::single({1, 0}));
+    key(kLeft, kShift);
+    EXPECT_EQ(presentation()->region, (HighlightedRegion{{1, 0}, {0, 0}}));
+    key(kDown, kShift | ModifierFlag::capsLock);
+    EXPECT_EQ(presentation()->region, (HighlightedRegion{{1, 0}, {0, 1}}));
+    key(kRight, kOption);
+    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{4, 2}));
+    key(kUp, kOption);
+    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{4, 1}));
+    EXPECT_EQ(presentation()->region, (HighlightedRegion{{1, 0}, {0, 0}}));
+    key(kRight);
+    EXPECT_EQ(presentation()->region, HighlightedRegion::single({1, 0}));
+
+    // A key from another window is not the overlay's.
+    const KeyEvent foreign{KeyEvent::Type::keyDown, kEscape, 0, &monitor};
+    EXPECT_TRUE(monitor.send(foreign).has_value());
+    EXPECT_TRUE(presentation());
+
+    // The panel's own callback reaches the same handling.
+    presenter->window()->keyDown({KeyEvent::Type::keyDown, kLeft, 0, presenter->window()});
+    EXPECT_EQ(presentation()->region, HighlightedRegion::single({0, 0}));
+
+    key(kA); // unbound: closes like Escape, moves nothing
+    EXPECT_FALSE(presentation());
+    EXPECT_TRUE(manipulator.moves.empty());
+    EXPECT_EQ(beeper.beeps, 0);
+
+    // Every applied key is one highlight interval; the debug line shows the decoded input.
+    int intervals = 0;
+    for (const auto& e : Log::Store::shared().entries())
+        if (e.kind == Log::Entry::Kind::signpostEnd && e.signpostName == "sc-002 highlight-update")
+            ++intervals;
+    EXPECT_EQ(intervals, 8);
+    EXPECT_TRUE(logged(LogMessages::keyDown));
+}
+
+TEST_F(OverlayPresenterTest, ConfirmDismissesAndSavesBeforeMovingTheWindow)
+{
+    presenter->start();
+    pressTrigger();
+    key(kRight, kOption);          // 4 x 2, saved as the global grid
+    key(kLeft, kShift);            // region (1,1)-(0,1)
+    key(kReturn);
+
+    ASSERT_EQ(manipulator.moves.size(), 1u);
+    EXPECT_FALSE(movedWhileVisible);
+    EXPECT_EQ(journal, (std::vector<std::string>{"panel shown", "panel closed", "move"}));
+    EXPECT_EQ(prefsAtMove.proSettings.globalGrid, (GridDimensions{4, 2}));
+    EXPECT_EQ(manipulator.moves[0].first.processID, 4242);
+    // Columns 0-1 of 4 on the lower row of (0, 25, 1440, 875).
+    EXPECT_EQ(manipulator.moves[0].second, (Rect{0, 25, 720, 438}));
+    EXPECT_EQ(commitEnds(), std::vector<QString>{"ok"});
+    EXPECT_TRUE(logged(LogMessages::commitMove));
+    EXPECT_TRUE(logged(LogMessages::persistedGlobalResize));
+
+    // Keypad Enter confirms too; failures close first, then beep.
+    manipulator.moveError = WindowManipulationError::windowNotResizable(NonResizableReason::systemDialog);
+    pressTrigger();
+    key(76);
+    EXPECT_FALSE(presentation());
+    EXPECT_EQ(beeper.beeps, 1);
+    manipulator.moveError = WindowManipulationError::axCallFailed("AXSize", -25200);
+    pressTrigger();
+    key(kReturn);
+    EXPECT_EQ(beeper.beeps, 2);
+    EXPECT_EQ(commitEnds(), (std::vector<QString>{"ok", "not-resizable", "error"}));
+    for (const auto& e : Log::Store::shared().entries()) {
+        if (e.format == QString::fromUtf8(LogMessages::commitNotResizable))
+            EXPECT_EQ(std::get<QString>(e.args[0]), "systemDialog");
+    }
+    EXPECT_TRUE(logged(LogMessages::commitFailed));
+}
+
+TEST_F(OverlayPresenterTest, ResizeWriteBackFollowsTheModeInForceAtWritingTime)
+{
+    presenter->start();
+    int notifications = 0;
+    center.addObserver(preferencesDidChangeOnDiskNotification, nullptr, [&](const Notification&) { ++notifications; });
+
+    // Back to the starting size: nothing written, nothing logged.
+    pressTrigger();
+    key(kRight, kOption);
+    key(kLeft, kOption);
+    key(kEscape);
+    EXPECT_FALSE(QFile::exists(prefsPath));
+    EXPECT_FALSE(logged(LogMessages::persistedGlobalResize));
+    EXPECT_EQ(notifications, 0);
+
+    // Per-display mode switched on while the overlay is up: saved under the display's name.
+    pressTrigger();
+    key(kRight, kOption);
+    key(kRight, kOption);
+    key(kDown, kOption);
+    Preferences p;
+    p.proSettings.perDisplayMode = true;
+    writePrefs(p);
+    key(kEscape);
+    Preferences saved = readPrefs();
+    EXPECT_EQ(saved.proSettings.perDisplayGrids.overrides.at("Alpha"), (GridDimensions{5, 3}));
+    EXPECT_EQ(saved.proSettings.globalGrid, (GridDimensions{3, 2}));
+    EXPECT_EQ(notifications, 1);
+    for (const auto& e : Log::Store::shared().entries()) {
+        if (e.format == QString::fromUtf8(LogMessages::persistedDisplayResize))
+            EXPECT_EQ(e.message, "persisted resize for display 'Alpha': 5×3");
+    }
+
+    // A display with an empty name stores no override but still saves and logs.
+    alpha->m_name.clear();
+    pressTrigger();
+    key(kUp, kOption);
+    key(kEscape);
+    EXPECT_EQ(readPrefs().proSettings.perDisplayGrids.overrides.size(), 1u);
+    EXPECT_EQ(notifications, 2);
+
+    // A failed save is logged and announces nothing.
+    QFile::remove(prefsPath);
+    QDir(dir.path()).rmdir("Mosaro");
+    QFile blocker(dir.filePath("Mosaro"));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    pressTrigger();
+    key(kRight, kOption);
+    key(kEscape);
+    EXPECT_TRUE(logged(LogMessages::persistResizeFailed));
+    EXPECT_EQ(notifications, 2);
+    EXPECT_FALSE(presenter->initialDimensions());
+}
+
+TEST_F(OverlayPresenterTest, JumpsWrapInDisplayOrderAndRestartAtTheCentre)
+{
+    presenter->start();
+    Preferences p;
+    p.proSettings.perDisplayMode = true;
+    p.proSettings.perDisplayGrids.overrides = {{"Beta", {6, 4}}};
+    writePrefs(p);
+
+    pressTrigger(); // on Alpha (first of Alpha, Beta, Gamma)
+    key(kRight, kOption); // 4 x 2 on Alpha
+    key(kRight, kShift);
+    key(kRight, kCommand | kShift);
+    ASSERT_TRUE(presentation());
+    EXPECT_EQ(presentation()->display.screen, ScreenRef(beta));
+    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{6, 4}));
+    EXPECT_EQ(presentation()->region, HighlightedRegion::single({3, 2}));
+    EXPECT_EQ(presentation()->grid.displayBounds, beta->visibleFrame());
+    EXPECT_EQ(readPrefs().proSettings.perDisplayGrids.overrides.at("Alpha"), (GridDimensions{4, 2}));
+    EXPECT_EQ(factory.made.size(), 2u);
+    EXPECT_TRUE(factory.made[0]->closed);
+    EXPECT_FALSE(logged(LogMessages::overlayDismiss));
+
+    key(kLeft, kCommand | kShift); // previous of Beta is Alpha
+    EXPECT_EQ(presentation()->display.screen, ScreenRef(alpha));
+    key(kLeft, kCommand | kShift); // previous of Alpha wraps to Gamma
+    EXPECT_EQ(presentation()->display.screen, ScreenRef(gamma));
+    key(kRight, kCommand | kShift); // next of Gamma wraps to Alpha
+    EXPECT_EQ(presentation()->display.screen, ScreenRef(alpha));
+    for (const auto& e : Log::Store::shared().entries()) {
+        if (e.format == QString::fromUtf8(LogMessages::crossDisplayJump)) {
+            EXPECT_EQ(e.message, "cross-display jump (next): Alpha → Beta");
+            break;
+        }
+    }
+
+    // The current display disconnected: it counts as the first of the list.
+    screens.list.erase(screens.list.begin());
+    key(kRight, kCommand | kShift);
+    EXPECT_EQ(presentation()->display.screen, ScreenRef(gamma));
+
+    // Committing after a jump moves the window resolved at the trigger onto the new display.
+    key(kReturn);
+    ASSERT_EQ(manipulator.moves.size(), 1u);
+    EXPECT_EQ(manipulator.moves[0].first.frame, (Rect{100, 100, 600, 400}));
+    EXPECT_EQ(manipulator.moves[0].second, (Rect{-853, 0, 426, 512}));
+
+    // One display left: the jump is refused with a beep and the overlay stays.
+    screens.list.resize(1);
+    manipulator.window->frame = {1500, 100, 600, 400};
+    pressTrigger();
+    const auto before = presentation();
+    key(kRight, kCommand | kShift);
+    EXPECT_EQ(presentation(), before);
+    EXPECT_EQ(beeper.beeps, 1);
+    EXPECT_TRUE(logged(LogMessages::crossDisplaySingle));
+}
+
+TEST_F(OverlayPresenterTest, FocusLossSpaceAndDisplayChangesDismissAndSave)
+{
+    presenter->start();
+    pressTrigger();
+    key(kRight, kOption);
+    center.post(PlatformNotifications::windowDidResignKey, factory.made[0]);
+    EXPECT_FALSE(presentation());
+    EXPECT_TRUE(logged(LogMessages::resignedKey));
+    EXPECT_EQ(readPrefs().proSettings.globalGrid, (GridDimensions{4, 2}));
+
+    pressTrigger();
+    center.post(PlatformNotifications::windowDidResignKey, &beeper); // another window: ignored
+    EXPECT_TRUE(presentation());
+    workspace.post(PlatformNotifications::activeSpaceDidChange);
+    EXPECT_FALSE(presentation());
+    EXPECT_TRUE(logged(LogMessages::spaceChanged));
+
+    pressTrigger();
+    center.post(PlatformNotifications::screenParametersDidChange);
+    EXPECT_FALSE(presentation());
+    EXPECT_TRUE(logged(LogMessages::displaysChanged));
+
+    // While hidden these notifications do nothing.
+    Log::Store::shared().clear();
+    workspace.post(PlatformNotifications::activeSpaceDidChange);
+    center.post(PlatformNotifications::screenParametersDidChange);
+    EXPECT_TRUE(messages("overlay").empty());
+}
+
+TEST_F(OverlayPresenterTest, StopDisablesTheTriggerSavesAndRemovesObservers)
+{
+    presenter->start();
+    const std::size_t observersBefore = center.observerCount();
+    pressTrigger();
+    key(kDown, kOption);
+    presenter->stop();
+    EXPECT_FALSE(presentation());
+    EXPECT_EQ(readPrefs().proSettings.globalGrid, (GridDimensions{3, 3}));
+    EXPECT_TRUE(monitor.monitors.empty());
+    EXPECT_EQ(workspace.observerCount(), 0u);
+    EXPECT_EQ(center.observerCount(), observersBefore - 1);
+    EXPECT_TRUE(registry.isTriggerRegistered);
+    EXPECT_EQ(hotKeys.activeCount(), 0u);
+
+    // Once the presenter is gone, a trigger handler still registered does nothing.
+    KeyboardShortcuts::enable({nameFor(HotkeyAction::trigger)});
+    presenter.reset();
+    pressTrigger();
+    EXPECT_EQ(factory.made.size(), 1u);
+}
+
+} // namespace

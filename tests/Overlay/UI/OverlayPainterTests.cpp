@@ -1,0 +1,72 @@
+#include "Overlay/UI/OverlayPainter.h"
+#include "Platform/FakeScreens.h"
+
+#include <QImage>
+#include <QPainter>
+#include <gtest/gtest.h>
+
+using namespace mosaro;
+
+namespace {
+
+QImage render(const std::optional<OverlayPresentation>& p, const QImage* background = nullptr)
+{
+    QImage image(1512, 944, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    paintOverlay(painter, p, QSizeF(1512, 944), {QColor(0, 122, 255), background, std::nullopt});
+    painter.end();
+    return image.convertToFormat(QImage::Format_ARGB32);
+}
+
+OverlayPresentation presentation(std::int64_t columns, std::int64_t rows, HighlightedRegion region)
+{
+    auto screen = std::make_shared<test::FakeScreen>(Rect{0, 0, 1512, 982}, Rect{0, 0, 1512, 944}, "Built-in");
+    FocusedWindow w;
+    w.isResizable = true;
+    return {DisplayRegion{screen}, w, GridLayout{columns, rows, {0, 0, 1512, 944}, 0}, region};
+}
+
+TEST(OverlayPainter, ThreeByTwoOnTheBuiltInDisplay)
+{
+    const QImage image = render(presentation(3, 2, HighlightedRegion::single({1, 1})));
+    const QRgb dimOnly = image.pixel(300, 100);
+    EXPECT_EQ(qAlpha(dimOnly), 46); // black at 0.18
+    EXPECT_EQ(qRed(dimOnly), 0);
+
+    // Vertical lines at x = 504 and 1008, a horizontal one at y = 472, nothing beside them.
+    for (int x : {504, 1008})
+        EXPECT_GT(qRed(image.pixel(x, 100)), 100) << x;
+    EXPECT_EQ(image.pixel(503, 100), dimOnly);
+    EXPECT_EQ(image.pixel(505, 100), dimOnly);
+    EXPECT_GT(qRed(image.pixel(100, 472)), 100);
+    EXPECT_EQ(image.pixel(100, 471), dimOnly);
+    // Outer edges are not drawn.
+    EXPECT_EQ(image.pixel(0, 100), dimOnly);
+    EXPECT_EQ(image.pixel(100, 943), dimOnly);
+
+    // The highlight: 496 x 464 centred at (756, 708), filled with the accent.
+    const QRgb centre = image.pixel(756, 708);
+    EXPECT_GT(qBlue(centre), qRed(centre) + 60);
+    EXPECT_GT(qAlpha(centre), 150);
+    EXPECT_GT(qBlue(image.pixel(512, 708)), 200); // just inside the stroke at the left edge
+    EXPECT_EQ(image.pixel(505, 708), dimOnly);    // the 4-point gap outside it (left of the line)
+    EXPECT_EQ(image.pixel(756, 478 - 5), dimOnly);
+    EXPECT_EQ(image.pixel(1005, 708), dimOnly);
+}
+
+TEST(OverlayPainter, NothingWithoutPresentationAndBackgroundUnderTheDimming)
+{
+    const QImage empty = render(std::nullopt);
+    EXPECT_EQ(empty.pixel(700, 400), qRgba(0, 0, 0, 0));
+
+    QImage background(1512, 944, QImage::Format_ARGB32_Premultiplied);
+    background.fill(QColor(200, 100, 50));
+    const QImage image = render(presentation(1, 1, HighlightedRegion::single({0, 0})), &background);
+    const QRgb corner = image.pixel(1, 1); // outside the highlight's inset: background under dimming
+    EXPECT_EQ(qAlpha(corner), 255);
+    EXPECT_NEAR(qRed(corner), 164, 2);
+    EXPECT_NEAR(qGreen(corner), 82, 2);
+}
+
+} // namespace

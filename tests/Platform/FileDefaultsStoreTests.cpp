@@ -1,0 +1,105 @@
+#include "Diagnostics/Log.h"
+#include "Platform/FileDefaultsStore.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+using namespace mosaro;
+
+namespace {
+
+QByteArray readAll(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeAll(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+std::size_t lifecycleErrors()
+{
+    std::size_t count = 0;
+    for (const auto& entry : Log::Store::shared().entries())
+        count += entry.category == "lifecycle" && entry.level == Log::Level::error;
+    return count;
+}
+
+class FileDefaultsStoreTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(dir.isValid());
+        path = dir.filePath("Mosaro/defaults.json");
+        Log::Store::shared().clear();
+    }
+    QTemporaryDir dir;
+    QString path;
+};
+
+TEST_F(FileDefaultsStoreTest, ValuesSurviveANewProcess)
+{
+    {
+        FileDefaultsStore store(path);
+        EXPECT_FALSE(QFile::exists(path)); // nothing written before the first change
+        store.setObject("KeyboardShortcuts_trigger", QStringLiteral("{\"carbonKeyCode\":36,\"carbonModifiers\":256}"));
+        store.setBool("flag", true);
+        store.setObject("count", 42);
+        store.setObject("ratio", 0.25);
+    }
+    FileDefaultsStore reopened(path);
+    EXPECT_EQ(reopened.string("KeyboardShortcuts_trigger"), "{\"carbonKeyCode\":36,\"carbonModifiers\":256}");
+    EXPECT_EQ(reopened.object("flag")->typeId(), QMetaType::Bool);
+    EXPECT_EQ(reopened.object("count")->toLongLong(), 42);
+    EXPECT_EQ(reopened.object("ratio")->toDouble(), 0.25);
+    EXPECT_TRUE(QJsonDocument::fromJson(readAll(path)).isObject());
+    EXPECT_EQ(lifecycleErrors(), 0u);
+    EXPECT_TRUE(FileDefaultsStore::defaultPath().endsWith("/Mosaro/defaults.json"));
+}
+
+TEST_F(FileDefaultsStoreTest, CorruptFileIsKeptAsideOnlyAtTheFirstChange)
+{
+    const QByteArray corrupt = "{\"KeyboardShortcuts_trigger\": tru";
+    writeAll(dir.filePath("defaults.json"), corrupt);
+    path = dir.filePath("defaults.json");
+
+    FileDefaultsStore store(path);
+    EXPECT_EQ(lifecycleErrors(), 1u);
+    EXPECT_EQ(store.object("KeyboardShortcuts_trigger"), std::nullopt);
+    store.removeObject("absent");
+    EXPECT_EQ(readAll(path), corrupt);
+    EXPECT_FALSE(QFile::exists(path + ".corrupt"));
+
+    store.setBool("flag", false);
+    EXPECT_EQ(readAll(path + ".corrupt"), corrupt);
+    EXPECT_EQ(FileDefaultsStore(path).object("flag"), QVariant(false));
+
+    // A valid document that is not an object is just as unusable.
+    writeAll(path, "[1, 2]");
+    FileDefaultsStore arrayStore(path);
+    EXPECT_EQ(lifecycleErrors(), 2u);
+    EXPECT_EQ(arrayStore.object("flag"), std::nullopt);
+}
+
+TEST_F(FileDefaultsStoreTest, UnwritableLocationKeepsValuesInMemory)
+{
+    writeAll(dir.filePath("blocker"), "not a folder");
+    FileDefaultsStore store(dir.filePath("blocker/defaults.json"));
+    store.setObject("key", "value");
+    EXPECT_EQ(store.string("key"), "value");
+    EXPECT_EQ(lifecycleErrors(), 1u);
+
+    // Values JSON cannot hold are refused with a log line, not stored.
+    FileDefaultsStore good(path);
+    good.setObject("nothing", QVariant());
+    EXPECT_EQ(good.object("nothing"), std::nullopt);
+    EXPECT_EQ(lifecycleErrors(), 2u);
+}
+
+} // namespace

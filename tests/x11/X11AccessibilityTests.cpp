@@ -1,0 +1,344 @@
+#include "Diagnostics/Log.h"
+#include "Platform/X11/X11Accessibility.h"
+#include "Platform/X11/X11AccessibilityTrust.h"
+#include "x11/X11TestSession.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+class X11AccessibilityTest : public ::testing::TestWithParam<const char*> {
+protected:
+    void start(const QString& wm)
+    {
+        session = std::make_unique<X11TestSession>(X11TestSession::Options{1280, 800, wm});
+        ASSERT_TRUE(session->ok()) << session->error().toStdString();
+        connection = std::make_unique<X11Connection>(session->displayName());
+        ax = std::make_unique<X11Accessibility>(*connection);
+    }
+    void SetUp() override { start(QString::fromLatin1(GetParam())); }
+
+    X11TestClient client(const QStringList& args)
+    {
+        auto c = session->startClient(args);
+        EXPECT_TRUE(c) << "client did not start: " << args.join(QLatin1Char(' ')).toStdString();
+        return c.value_or(X11TestClient{});
+    }
+
+    // The focused window of the frontmost application, after activating the given window.
+    AXElementRef focus(const X11TestClient& c)
+    {
+        EXPECT_TRUE(session->activateWindow(c.window));
+        const auto pid = ax->frontmostApplicationProcessID();
+        if (!pid)
+            return nullptr;
+        std::optional<AXValue> value;
+        EXPECT_EQ(ax->copyAttributeValue(ax->createApplicationElement(*pid), AXAttribute::focusedWindow, value),
+                  AXErrorCode::success);
+        const auto* element = value ? std::get_if<AXElementRef>(&*value) : nullptr;
+        return element ? *element : nullptr;
+    }
+
+    template <class T>
+    std::optional<T> read(const AXElementRef& element, const QString& attribute)
+    {
+        std::optional<AXValue> value;
+        if (ax->copyAttributeValue(element, attribute, value) != AXErrorCode::success || !value)
+            return std::nullopt;
+        if (const T* v = std::get_if<T>(&*value))
+            return *v;
+        return std::nullopt;
+    }
+
+    std::optional<Rect> axFrame(const AXElementRef& element)
+    {
+        const auto p = read<AXGeometry>(element, AXAttribute::position);
+        const auto s = read<AXGeometry>(element, AXAttribute::size);
+        if (!p || !s)
+            return std::nullopt;
+        return Rect{p->a, p->b, s->a, s->b};
+    }
+
+    // The outer rectangle of the window the WM put around the client (the client itself if none).
+    Rect wmFrame(xcb_window_t window)
+    {
+        X11Connection& c = session->connection();
+        xcb_window_t top = window;
+        while (true) {
+            auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), top));
+            if (!tree || (*tree)->parent == c.root() || (*tree)->parent == XCB_WINDOW_NONE)
+                break;
+            top = (*tree)->parent;
+        }
+        auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), top));
+        if (!g)
+            return {};
+        const double b = (*g)->border_width;
+        return {double((*g)->x), double((*g)->y), (*g)->width + 2 * b, (*g)->height + 2 * b};
+    }
+
+    AXError setPosition(const AXElementRef& e, double x, double y)
+    {
+        return ax->setAttributeValue(e, AXAttribute::position, AXValue{AXGeometry{AXGeometry::Kind::point, x, y}});
+    }
+    AXError setSize(const AXElementRef& e, double w, double h)
+    {
+        return ax->setAttributeValue(e, AXAttribute::size, AXValue{AXGeometry{AXGeometry::Kind::size, w, h}});
+    }
+    // The order in which window control moves a window: position, size, position.
+    void place(const AXElementRef& e, const Rect& r)
+    {
+        EXPECT_EQ(setPosition(e, r.x, r.y), AXErrorCode::success);
+        EXPECT_EQ(setSize(e, r.width, r.height), AXErrorCode::success);
+        EXPECT_EQ(setPosition(e, r.x, r.y), AXErrorCode::success);
+    }
+
+    bool hasState(xcb_window_t w, const char* state)
+    {
+        X11Connection& c = session->connection();
+        const auto states = c.atoms(w, c.atom("_NET_WM_STATE")).value_or(std::vector<xcb_atom_t>{});
+        return std::find(states.begin(), states.end(), c.atom(state)) != states.end();
+    }
+
+    std::unique_ptr<X11TestSession> session;
+    std::unique_ptr<X11Connection> connection;
+    std::unique_ptr<X11Accessibility> ax;
+};
+
+QString describeFrame(const std::optional<Rect>& r)
+{
+    return r ? describe(*r) : QStringLiteral("none");
+}
+
+} // namespace
+
+// Trust is the presence of an EWMH window manager; once it is gone (its check property may
+// linger) trust is lost, and asking with the prompt flag only logs, once.
+TEST_P(X11AccessibilityTest, TrustFollowsTheWindowManager)
+{
+    X11AccessibilityTrust trust(*connection);
+    EXPECT_TRUE(ax->isProcessTrusted());
+    EXPECT_TRUE(trust.isProcessTrustedWithOptions(true));
+
+    session->stopWindowManager();
+    Log::Store::shared().clear();
+    EXPECT_FALSE(ax->isProcessTrusted());
+    EXPECT_FALSE(trust.isProcessTrustedWithOptions(false));
+    EXPECT_FALSE(trust.isProcessTrustedWithOptions(true));
+    EXPECT_FALSE(trust.isProcessTrustedWithOptions(true));
+    int permissionLines = 0;
+    for (const auto& e : Log::Store::shared().entries())
+        permissionLines += e.category == QLatin1String("permission");
+    EXPECT_EQ(permissionLines, 1);
+
+    ASSERT_TRUE(session->startWindowManager(QString::fromLatin1(GetParam())));
+    EXPECT_TRUE(ax->isProcessTrusted());
+}
+
+// The frontmost application is the owner of the active window; titles come from _NET_WM_NAME
+// (repaired when not valid UTF-8) or WM_NAME (Latin-1); a window without a process identifier
+// belongs to process 0 unless it is one of ours.
+TEST_P(X11AccessibilityTest, FrontmostApplicationFocusedWindowAndTitle)
+{
+    const auto plain = client({"--title", "Plain"});
+    const auto utf8 = client({"--utf8-title-bytes", "436166c3a920e29c93"});
+    const auto broken = client({"--utf8-title-bytes", "4f6bff21"});
+    const auto latin1 = client({"--wm-name-bytes", "4c6174696ee9"});
+    const auto anonymous = client({"--title", "Anonymous", "--no-pid"});
+
+    const std::vector<std::pair<X11TestClient, QString>> cases = {
+        {plain, QStringLiteral("Plain")},
+        {utf8, QStringLiteral("Caf\u00e9 \u2713")},
+        {broken, QStringLiteral("Ok\uFFFD!")},
+        {latin1, QStringLiteral("Latin\u00e9")},
+    };
+    for (const auto& [c, title] : cases) {
+        const AXElementRef window = focus(c);
+        ASSERT_TRUE(window) << title.toStdString();
+        EXPECT_EQ(ax->frontmostApplicationProcessID(), c.pid);
+        EXPECT_EQ(X11Accessibility::windowOf(window), c.window);
+        EXPECT_EQ(read<QString>(window, AXAttribute::title), title);
+    }
+
+    const AXElementRef unknownOwner = focus(anonymous);
+    EXPECT_EQ(ax->frontmostApplicationProcessID(), 0);
+    EXPECT_EQ(X11Accessibility::windowOf(unknownOwner), anonymous.window);
+    ax->markOwnWindow(anonymous.window);
+    EXPECT_EQ(ax->frontmostApplicationProcessID(), std::int32_t(getpid()));
+    EXPECT_EQ(ax->currentProcessID(), std::int32_t(getpid()));
+
+    // An application that is not active still has a focused window: its topmost one.
+    std::optional<AXValue> value;
+    EXPECT_EQ(ax->copyAttributeValue(ax->createApplicationElement(plain.pid), AXAttribute::focusedWindow, value),
+              AXErrorCode::success);
+    ASSERT_TRUE(value);
+    EXPECT_EQ(X11Accessibility::windowOf(std::get<AXElementRef>(*value)), plain.window);
+    // A process without windows has none.
+    EXPECT_EQ(ax->copyAttributeValue(ax->createApplicationElement(999999), AXAttribute::focusedWindow, value),
+              AXErrorCode::noValue);
+    EXPECT_FALSE(value);
+}
+
+// Minimised, full-screen and fixed-size windows are reported as such.
+TEST_P(X11AccessibilityTest, StateFlagsAndResizability)
+{
+    const auto normal = client({"--title", "Normal", "--geometry", "300x200+40+40"});
+    const auto fixed = client({"--title", "Fixed", "--fixed-size", "--geometry", "300x200+400+40"});
+    const auto full = client({"--title", "Full", "--fullscreen"});
+
+    const AXElementRef normalWindow = ax->windowElement(normal.window);
+    EXPECT_EQ(read<bool>(normalWindow, AXAttribute::minimized), false);
+    EXPECT_EQ(read<bool>(normalWindow, AXAttribute::fullScreen), false);
+    bool settable = false;
+    EXPECT_EQ(ax->isAttributeSettable(normalWindow, AXAttribute::size, settable), AXErrorCode::success);
+    EXPECT_TRUE(settable);
+    EXPECT_EQ(ax->isAttributeSettable(normalWindow, AXAttribute::position, settable), AXErrorCode::success);
+    EXPECT_TRUE(settable);
+
+    const AXElementRef fixedWindow = ax->windowElement(fixed.window);
+    EXPECT_EQ(ax->isAttributeSettable(fixedWindow, AXAttribute::size, settable), AXErrorCode::success);
+    EXPECT_FALSE(settable);
+    EXPECT_EQ(ax->isAttributeSettable(fixedWindow, AXAttribute::position, settable), AXErrorCode::success);
+    EXPECT_TRUE(settable);
+
+    const AXElementRef fullWindow = ax->windowElement(full.window);
+    EXPECT_TRUE(session->waitUntil([&] { return read<bool>(fullWindow, AXAttribute::fullScreen) == true; }));
+    EXPECT_EQ(axFrame(fullWindow), (Rect{0, 0, 1280, 800}));
+
+    ASSERT_TRUE(session->iconify(normal.window));
+    EXPECT_TRUE(session->waitUntil([&] { return read<bool>(normalWindow, AXAttribute::minimized) == true; }));
+
+    EXPECT_EQ(ax->isAttributeSettable(normalWindow, QStringLiteral("AXRole"), settable),
+              AXErrorCode::attributeUnsupported);
+    std::optional<AXValue> value;
+    EXPECT_EQ(ax->copyAttributeValue(normalWindow, QStringLiteral("AXRole"), value), AXErrorCode::attributeUnsupported);
+}
+
+// The frame read back is the WM's outer frame; writes in the order window control uses place
+// that frame exactly, with and without a client-side shadow.
+TEST_P(X11AccessibilityTest, ReadsAndPlacesTheOuterFrame)
+{
+    const auto c = client({"--title", "Mover", "--geometry", "300x200+50+60"});
+    const AXElementRef window = focus(c);
+    ASSERT_TRUE(window);
+    EXPECT_EQ(axFrame(window), wmFrame(c.window)) << describeFrame(axFrame(window)).toStdString();
+    EXPECT_GT(wmFrame(c.window).height, 200) << "the WM decorates the window";
+
+    const Rect target{480, 0, 480, 540};
+    place(window, target);
+    EXPECT_EQ(axFrame(window), target) << describeFrame(axFrame(window)).toStdString();
+    EXPECT_EQ(wmFrame(c.window), target);
+
+    // Shadow drawn by the client: left 10, right 10, top 5, bottom 15.
+    const auto shadowed = client({"--title", "Shadow", "--geometry", "300x200+600+300", "--gtk-frame-extents", "10,10,5,15"});
+    const AXElementRef shadowWindow = focus(shadowed);
+    ASSERT_TRUE(shadowWindow);
+    const Rect outer = wmFrame(shadowed.window);
+    EXPECT_EQ(axFrame(shadowWindow), (Rect{outer.x + 10, outer.y + 5, outer.width - 20, outer.height - 20}));
+    const Rect inner{100, 100, 640, 400};
+    place(shadowWindow, inner);
+    EXPECT_EQ(axFrame(shadowWindow), inner) << describeFrame(axFrame(shadowWindow)).toStdString();
+    EXPECT_EQ(wmFrame(shadowed.window), (Rect{90, 95, 660, 420}));
+}
+
+// A maximized window is released by the WM before it is placed.
+TEST_P(X11AccessibilityTest, MaximizedWindowIsUnmaximizedAndPlaced)
+{
+    const auto c = client({"--title", "Big", "--maximized"});
+    const AXElementRef window = focus(c);
+    ASSERT_TRUE(window);
+    ASSERT_TRUE(session->waitUntil([&] { return hasState(c.window, "_NET_WM_STATE_MAXIMIZED_VERT"); }));
+
+    const Rect target{100, 80, 500, 400};
+    place(window, target);
+    EXPECT_FALSE(hasState(c.window, "_NET_WM_STATE_MAXIMIZED_VERT"));
+    EXPECT_FALSE(hasState(c.window, "_NET_WM_STATE_MAXIMIZED_HORZ"));
+    EXPECT_EQ(axFrame(window), target) << describeFrame(axFrame(window)).toStdString();
+}
+
+// A window that is gone answers every call with invalid element, and nothing crashes.
+TEST_P(X11AccessibilityTest, VanishedWindowIsAnInvalidElement)
+{
+    const auto c = client({"--title", "Short-lived"});
+    const AXElementRef window = focus(c);
+    ASSERT_TRUE(window);
+    session->stopClient(c);
+    ASSERT_TRUE(session->waitUntil([&] { return !session->connection().windowExists(c.window); }));
+
+    EXPECT_EQ(setPosition(window, 10, 10), AXErrorCode::invalidUIElement);
+    EXPECT_EQ(setSize(window, 100, 100), AXErrorCode::invalidUIElement);
+    std::optional<AXValue> value;
+    EXPECT_EQ(ax->copyAttributeValue(window, AXAttribute::title, value), AXErrorCode::invalidUIElement);
+    EXPECT_FALSE(value);
+    bool settable = true;
+    EXPECT_EQ(ax->isAttributeSettable(window, AXAttribute::size, settable), AXErrorCode::invalidUIElement);
+    EXPECT_FALSE(settable);
+}
+
+// Properties of the wrong type, format or length are not believed.
+TEST_P(X11AccessibilityTest, HostilePropertiesAreIgnored)
+{
+    const auto c = client({"--title", "Target", "--geometry", "300x200+100+100"});
+    const AXElementRef window = focus(c);
+    ASSERT_TRUE(window);
+    const Rect before = wmFrame(c.window);
+
+    X11Connection& x = session->connection();
+    auto set = [&](const char* name, xcb_atom_t type, int format, std::uint32_t count, const void* data) {
+        xcb_change_property(x.connection(), XCB_PROP_MODE_REPLACE, c.window, x.atom(name), type, std::uint8_t(format),
+                            count, data);
+    };
+    const std::uint32_t numbers[] = {4000000000u, 4000000000u, 4000000000u, 4000000000u};
+    set("_NET_WM_PID", XCB_ATOM_CARDINAL, 8, 4, "1234");
+    set("_NET_WM_NAME", XCB_ATOM_CARDINAL, 32, 4, numbers);
+    set("WM_NAME", XCB_ATOM_STRING, 8, 8, "Fallback");
+    set("_GTK_FRAME_EXTENTS", XCB_ATOM_CARDINAL, 32, 4, numbers);
+    const std::uint32_t shortHints[] = {0x30, 0, 0};
+    set("WM_NORMAL_HINTS", XCB_ATOM_WM_SIZE_HINTS, 32, 3, shortHints);
+    x.flush();
+
+    EXPECT_TRUE(session->waitUntil([&] { return ax->frontmostApplicationProcessID() == 0; }));
+    EXPECT_EQ(read<QString>(window, AXAttribute::title), QStringLiteral("Fallback"));
+    EXPECT_EQ(axFrame(window), before);
+    bool settable = false;
+    EXPECT_EQ(ax->isAttributeSettable(window, AXAttribute::size, settable), AXErrorCode::success);
+    EXPECT_TRUE(settable);
+    EXPECT_EQ(read<bool>(window, AXAttribute::fullScreen), false);
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowManagers, X11AccessibilityTest, ::testing::Values("openbox", "icewm"));
+
+class X11AccessibilityWithoutWM : public X11AccessibilityTest {
+protected:
+    void SetUp() override { start({}); }
+};
+
+// With nobody to carry out a request, a write gives up at the element's timeout; malformed values
+// are refused before anything is sent.
+TEST_F(X11AccessibilityWithoutWM, UnansweredWritesTimeOutAndBadValuesAreRefused)
+{
+    EXPECT_FALSE(ax->isProcessTrusted());
+    EXPECT_FALSE(ax->frontmostApplicationProcessID());
+    const auto c = client({"--title", "Unmanaged", "--geometry", "200x100+10+10"});
+    const AXElementRef window = ax->windowElement(c.window);
+    EXPECT_EQ(axFrame(window), (Rect{10, 10, 200, 100}));
+
+    EXPECT_EQ(ax->setMessagingTimeout(window, 0.2f), AXErrorCode::success);
+    EXPECT_EQ(setPosition(window, 300, 300), AXErrorCode::cannotComplete);
+    EXPECT_EQ(setPosition(window, 10, 10), AXErrorCode::success) << "already there";
+
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(setPosition(window, nan, 0), AXErrorCode::illegalArgument);
+    EXPECT_EQ(setSize(window, 0, 100), AXErrorCode::illegalArgument);
+    EXPECT_EQ(setSize(window, 100, 1e9), AXErrorCode::illegalArgument);
+    EXPECT_EQ(ax->setAttributeValue(window, AXAttribute::position, AXValue{AXGeometry{AXGeometry::Kind::size, 1, 1}}),
+              AXErrorCode::illegalArgument);
+    EXPECT_EQ(ax->setAttributeValue(window, AXAttribute::title, AXValue{QStringLiteral("x")}),
+              AXErrorCode::attributeUnsupported);
+    EXPECT_EQ(ax->setMessagingTimeout(nullptr, 1.0f), AXErrorCode::illegalArgument);
+}

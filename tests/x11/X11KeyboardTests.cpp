@@ -1,0 +1,318 @@
+#include "x11/X11TestSession.h"
+
+#include "Diagnostics/Log.h"
+#include "Platform/KeyCodeMap.h"
+#include "Platform/KeyEvent.h"
+#include "Platform/X11/X11HotKeyService.h"
+#include "Platform/X11/XTestKeyboard.h"
+#include "Platform/X11/XkbKeyboardLayout.h"
+
+#include <QStandardPaths>
+
+// The XKB protocol header names a field after a C++ keyword.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+constexpr std::uint16_t kReturn = 36;
+constexpr std::uint16_t kCapsLock = 57;
+constexpr std::uint16_t kNumLock = 71; // keypad Clear sits where Num Lock is
+constexpr std::uint16_t kCommand = 55;
+constexpr std::uint32_t carbonCommand = 0x100;
+constexpr EventHotKeyID triggerID{fourCharCode("KBHK"), 7};
+
+struct Delivered {
+    std::uint32_t kind = 0;
+    EventHotKeyID id;
+    std::uint32_t keyCode = 0;
+    std::uint32_t modifiers = 0;
+    friend bool operator==(const Delivered&, const Delivered&) = default;
+};
+
+// Installs a handler that records what it is given and answers noErr.
+struct Recorder {
+    std::vector<Delivered> events;
+    EventHandlerRef ref = 0;
+
+    OSStatus install(HotKeyService& service, const std::vector<EventTypeSpec>& types)
+    {
+        return service.installEventHandler(
+            [this](const HotKeyEvent* event) {
+                Delivered d;
+                d.kind = event->kind();
+                event->hotKeyID(d.id);
+                event->keyCode(d.keyCode);
+                event->keyModifiers(d.modifiers);
+                events.push_back(d);
+                return HotKeyStatus::noErr;
+            },
+            types, ref);
+    }
+    std::vector<std::uint32_t> kinds() const
+    {
+        std::vector<std::uint32_t> out;
+        std::transform(events.begin(), events.end(), std::back_inserter(out), [](auto& e) { return e.kind; });
+        return out;
+    }
+};
+
+const std::vector<EventTypeSpec> hotKeyKinds{{kEventClassKeyboard, HotKeyEventKind::hotKeyPressed},
+                                             {kEventClassKeyboard, HotKeyEventKind::hotKeyReleased}};
+const std::vector<EventTypeSpec> rawKinds{{kEventClassKeyboard, HotKeyEventKind::rawKeyDown},
+                                          {kEventClassKeyboard, HotKeyEventKind::rawKeyUp}};
+
+// Keys and hotkeys share one connection: once the server answered a request sent after the
+// keys, every event the keys caused is already queued, so draining the queue is exact.
+void pressTrigger(XTestKeyboard& keyboard, X11Connection& connection)
+{
+    ASSERT_TRUE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command));
+    connection.processPendingEvents();
+}
+
+// Whether a fresh client may grab the combination (no one else holds it).
+bool grabbable(const QString& display, std::uint16_t modifiers)
+{
+    X11Connection probe(display);
+    const auto keycode = xcb_keycode_t(*evdevForMacKeyCode(kReturn) + x11KeycodeOffset);
+    const auto cookie = xcb_grab_key_checked(probe.connection(), 0, probe.root(), modifiers, keycode,
+                                             XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    return probe.check(cookie).hasValue();
+}
+
+} // namespace
+
+TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
+{
+    X11TestSession session;
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    X11Connection& connection = session.connection();
+
+    // Sees the root's key presses before the service does, to know the server repeated a key.
+    int returnPresses = 0;
+    const auto returnKeycode = *evdevForMacKeyCode(kReturn) + x11KeycodeOffset;
+    connection.addEventListener([&](xcb_generic_event_t* event) {
+        if ((event->response_type & 0x7f) == XCB_KEY_PRESS
+            && reinterpret_cast<xcb_key_press_event_t*>(event)->detail == returnKeycode)
+            ++returnPresses;
+        return false;
+    });
+
+    X11HotKeyService service(connection);
+    XTestKeyboard keyboard(connection);
+    ASSERT_TRUE(keyboard.isAvailable());
+    Recorder recorder;
+    ASSERT_EQ(recorder.install(service, hotKeyKinds), HotKeyStatus::noErr);
+    EventHotKeyRef ref = 0;
+    ASSERT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
+
+    // The keys go to a client window that has the input focus.
+    auto client = session.startClient({"--title", "focused", "--geometry", "300x200+50+60"});
+    ASSERT_TRUE(client);
+    ASSERT_TRUE(connection.check(xcb_set_input_focus_checked(connection.connection(), XCB_INPUT_FOCUS_PARENT,
+                                                             client->window, XCB_CURRENT_TIME)));
+    connection.processPendingEvents();
+
+    pressTrigger(keyboard, connection);
+    const std::vector<Delivered> expected{{HotKeyEventKind::hotKeyPressed, triggerID, 0, 0},
+                                          {HotKeyEventKind::hotKeyReleased, triggerID, 0, 0}};
+    EXPECT_EQ(recorder.events, expected);
+
+    // Caps Lock, Num Lock, and both at once change nothing; another modifier on top does.
+    for (const auto& locks : std::vector<std::vector<std::uint16_t>>{{kCapsLock}, {kNumLock}, {kCapsLock, kNumLock}}) {
+        for (auto lock : locks)
+            ASSERT_TRUE(keyboard.tap(lock));
+        recorder.events.clear();
+        pressTrigger(keyboard, connection);
+        ASSERT_TRUE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command | ModifierFlag::shift));
+        connection.processPendingEvents();
+        EXPECT_EQ(recorder.kinds(), (std::vector<std::uint32_t>{5, 6})) << "locks " << locks.size();
+        for (auto lock : locks)
+            ASSERT_TRUE(keyboard.tap(lock));
+    }
+
+    // Held until the server repeats it: still one press and one release, also when Command
+    // goes up before Return.
+    recorder.events.clear();
+    returnPresses = 0;
+    ASSERT_TRUE(keyboard.press(kCommand) && keyboard.press(kReturn));
+    connection.waitForEvent([&](xcb_generic_event_t*) { return returnPresses >= 3; }, 3000);
+    ASSERT_TRUE(keyboard.release(kCommand) && keyboard.release(kReturn));
+    connection.processPendingEvents();
+    EXPECT_GE(returnPresses, 3) << "the server did not repeat the held key";
+    EXPECT_EQ(recorder.kinds(), (std::vector<std::uint32_t>{5, 6}));
+
+    // Nothing while the hotkey kinds are not requested.
+    ASSERT_EQ(service.removeEventTypesFromHandler(recorder.ref, hotKeyKinds), HotKeyStatus::noErr);
+    recorder.events.clear();
+    pressTrigger(keyboard, connection);
+    EXPECT_TRUE(recorder.events.empty());
+
+    // Raw keys from our own menus reach only handlers asking for them; a handler that declines
+    // passes the event on.
+    EXPECT_EQ(service.deliverRawKey(kReturn, carbonCommand, true), HotKeyStatus::eventNotHandled);
+    EventHandlerRef passer = 0;
+    service.installEventHandler([](const HotKeyEvent*) { return HotKeyStatus::eventNotHandled; }, rawKinds, passer);
+    EXPECT_EQ(service.deliverRawKey(kReturn, carbonCommand, true), HotKeyStatus::eventNotHandled);
+    ASSERT_EQ(service.addEventTypesToHandler(recorder.ref, rawKinds), HotKeyStatus::noErr);
+    EXPECT_EQ(service.deliverRawKey(kReturn, carbonCommand, true), HotKeyStatus::noErr);
+    EXPECT_EQ(service.deliverRawKey(kReturn, carbonCommand, false), HotKeyStatus::noErr);
+    const std::vector<Delivered> raw{{HotKeyEventKind::rawKeyDown, {}, kReturn, carbonCommand},
+                                     {HotKeyEventKind::rawKeyUp, {}, kReturn, carbonCommand}};
+    EXPECT_EQ(recorder.events, raw);
+    EXPECT_EQ(service.addEventTypesToHandler(9999, rawKinds), HotKeyStatus::paramErr);
+
+    // Unregistered: no delivery, and the combination is free for others.
+    ASSERT_EQ(service.addEventTypesToHandler(recorder.ref, hotKeyKinds), HotKeyStatus::noErr);
+    ASSERT_EQ(service.unregisterEventHotKey(ref), HotKeyStatus::noErr);
+    EXPECT_EQ(service.unregisterEventHotKey(ref), HotKeyStatus::paramErr);
+    recorder.events.clear();
+    pressTrigger(keyboard, connection);
+    EXPECT_TRUE(recorder.events.empty());
+    EXPECT_TRUE(grabbable(session.displayName(), X11ModMask::mod4));
+}
+
+TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
+{
+    X11TestSession session;
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    X11Connection& connection = session.connection();
+    X11HotKeyService service(connection);
+    ASSERT_EQ(service.numLockMask(), X11ModMask::mod2);
+    const auto returnKey = xcb_keycode_t(*evdevForMacKeyCode(kReturn) + x11KeycodeOffset);
+
+    // Another client holds only the Num Lock variant: the grabs made before the refusal go too.
+    {
+        X11Connection other(session.displayName());
+        ASSERT_TRUE(other.check(xcb_grab_key_checked(other.connection(), 0, other.root(),
+                                                     X11ModMask::mod4 | X11ModMask::mod2, returnKey,
+                                                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+        EventHotKeyRef ref = 99;
+        EXPECT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::hotKeyExists);
+        EXPECT_EQ(ref, 0u);
+        EXPECT_TRUE(grabbable(session.displayName(), X11ModMask::mod4));
+        EXPECT_TRUE(grabbable(session.displayName(), X11ModMask::mod4 | X11ModMask::lock));
+    }
+    // Once the other client is gone the combination is ours.
+    EventHotKeyRef ref = 0;
+    ASSERT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
+    EXPECT_FALSE(grabbable(session.displayName(), X11ModMask::mod4 | X11ModMask::lock | X11ModMask::mod2));
+
+    // Our own second registration of it is refused as well, and so are keys without an X keycode.
+    EventHotKeyRef none = 0;
+    EXPECT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, none), HotKeyStatus::hotKeyExists);
+    for (std::uint32_t code : {52u, 63u /* fn */, 0x10000u, 0xFFFFFFFFu})
+        EXPECT_EQ(service.registerEventHotKey(code, 0, triggerID, none), HotKeyStatus::hotKeyInvalid) << code;
+
+    // Num Lock's key moves from Mod2 to Mod3: the combination is grabbed again with Mod3.
+    xcb_connection_t* c = connection.connection();
+    auto mapping = connection.reply<xcb_get_modifier_mapping_reply_t>(xcb_get_modifier_mapping_reply,
+                                                                      xcb_get_modifier_mapping(c));
+    ASSERT_TRUE(mapping);
+    const int per = (*mapping)->keycodes_per_modifier;
+    std::vector<xcb_keycode_t> keys(xcb_get_modifier_mapping_keycodes(mapping->get()),
+                                    xcb_get_modifier_mapping_keycodes(mapping->get()) + 8 * per);
+    const auto numLockKey = xcb_keycode_t(*evdevForMacKeyCode(kNumLock) + x11KeycodeOffset);
+    auto mod2 = std::find(keys.begin() + 4 * per, keys.begin() + 5 * per, numLockKey);
+    auto mod3 = std::find(keys.begin() + 5 * per, keys.begin() + 6 * per, xcb_keycode_t(0));
+    ASSERT_TRUE(mod2 != keys.begin() + 5 * per && mod3 != keys.begin() + 6 * per);
+    std::swap(*mod2, *mod3);
+    auto set = connection.reply<xcb_set_modifier_mapping_reply_t>(
+        xcb_set_modifier_mapping_reply, xcb_set_modifier_mapping(c, std::uint8_t(per), keys.data()));
+    ASSERT_TRUE(set && (*set)->status == XCB_MAPPING_STATUS_SUCCESS);
+    ASSERT_TRUE(session.waitUntil([&] { return service.numLockMask() == X11ModMask::mod3; }, 5000));
+
+    XTestKeyboard keyboard(connection);
+    Recorder recorder;
+    recorder.install(service, hotKeyKinds);
+    ASSERT_TRUE(keyboard.tap(kNumLock));
+    pressTrigger(keyboard, connection);
+    EXPECT_EQ(recorder.kinds(), (std::vector<std::uint32_t>{5, 6}));
+    EXPECT_FALSE(grabbable(session.displayName(), X11ModMask::mod4 | X11ModMask::mod3));
+}
+
+TEST(X11HotKeys, ALostConnectionFailsCalmly)
+{
+    // A display that never opened.
+    {
+        X11Connection nowhere(QStringLiteral(":4242"));
+        X11HotKeyService service(nowhere);
+        XkbKeyboardLayout layout(nowhere);
+        EventHotKeyRef ref = 0;
+        EXPECT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::paramErr);
+        EXPECT_FALSE(layout.translateForDisplay(0).has_value());
+    }
+
+    X11TestSession session;
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    auto connection = std::make_unique<X11Connection>(session.displayName());
+    X11HotKeyService service(*connection);
+    XTestKeyboard keyboard(*connection);
+    EventHotKeyRef ref = 0;
+    ASSERT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
+
+    // The session kills our client through a window we own.
+    xcb_connection_t* c = connection->connection();
+    const xcb_window_t window = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, connection->root(), 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    ASSERT_TRUE(connection->windowExists(window));
+    X11Connection& killer = session.connection();
+    ASSERT_TRUE(killer.check(xcb_kill_client_checked(killer.connection(), window)));
+
+    // Calls fail with a status and one log line, however often they are made.
+    Log::Store::shared().clear();
+    EventHotKeyRef second = 0;
+    EXPECT_EQ(service.registerEventHotKey(53, 0, triggerID, second), HotKeyStatus::paramErr);
+    EXPECT_EQ(service.registerEventHotKey(53, 0, triggerID, second), HotKeyStatus::paramErr);
+    const auto entries = Log::Store::shared().entries();
+    EXPECT_EQ(std::count_if(entries.begin(), entries.end(),
+                            [](const Log::Entry& e) { return e.message.contains(QLatin1String("global hotkeys")); }),
+              1);
+    EXPECT_EQ(service.unregisterEventHotKey(ref), HotKeyStatus::noErr);
+    EXPECT_FALSE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command));
+    EXPECT_EQ(connection->processPendingEvents(), 0);
+}
+
+TEST(XkbKeyboardLayoutTests, NamesKeysInTheCurrentLayout)
+{
+    X11TestSession session;
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    X11Connection& connection = session.connection();
+    XkbKeyboardLayout layout(connection);
+    ASSERT_TRUE(layout.hasKeymap());
+
+    EXPECT_EQ(layout.translateForDisplay(0), QStringLiteral("a"));
+    EXPECT_EQ(layout.translateForDisplay(12), QStringLiteral("q"));
+    EXPECT_EQ(layout.translateForDisplay(44), QStringLiteral("/"));
+    // Keys that print nothing, and codes no key has.
+    for (std::uint16_t code : {kReturn, std::uint16_t(53), std::uint16_t(123), kCommand, std::uint16_t(122),
+                               std::uint16_t(52), std::uint16_t(0xFFFF)})
+        EXPECT_FALSE(layout.translateForDisplay(code).has_value()) << code;
+
+    const QString setxkbmap = QStandardPaths::findExecutable(QStringLiteral("setxkbmap"));
+    if (setxkbmap.isEmpty())
+        GTEST_SKIP() << "setxkbmap is not installed";
+    ASSERT_EQ(session.run(setxkbmap, {QStringLiteral("fr")}), 0);
+    ASSERT_TRUE(session.waitUntil([&] { return layout.translateForDisplay(0) == QStringLiteral("q"); }, 5000));
+    EXPECT_EQ(layout.translateForDisplay(46), QStringLiteral(","));
+    EXPECT_EQ(layout.translateForDisplay(33), QStringLiteral("^")); // a dead key shows its accent
+
+    // Two groups: the locked group decides.
+    ASSERT_EQ(session.run(setxkbmap, {QStringLiteral("-layout"), QStringLiteral("us,fr")}), 0);
+    ASSERT_TRUE(session.waitUntil([&] { return layout.translateForDisplay(0) == QStringLiteral("a"); }, 5000));
+    xcb_xkb_latch_lock_state(connection.connection(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, XCB_XKB_GROUP_2, 0, 0, 0);
+    connection.flush();
+    ASSERT_TRUE(session.waitUntil([&] { return layout.translateForDisplay(0) == QStringLiteral("q"); }, 5000));
+    EXPECT_EQ(layout.translateForDisplay(12), QStringLiteral("a"));
+}

@@ -1,0 +1,563 @@
+#include "x11/X11TestSession.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QTextStream>
+
+#include <xcb/randr.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <string>
+#include <thread>
+
+extern char** environ;
+
+namespace mosaro::test {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+int msLeft(Clock::time_point deadline)
+{
+    return int(std::max<long long>(0, std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
+}
+
+// A child's file descriptor wiring: each pair (parent fd, child fd).
+struct FdMap {
+    int from;
+    int to;
+};
+
+// fork/exec with the children dying with us even if the test binary is killed outright.
+pid_t forkExec(const std::vector<std::string>& argv, const std::vector<std::string>& env, const std::vector<FdMap>& fds,
+               int stderrFd)
+{
+    std::vector<char*> args;
+    for (const auto& a : argv)
+        args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    std::vector<char*> envp;
+    for (const auto& e : env)
+        envp.push_back(const_cast<char*>(e.c_str()));
+    envp.push_back(nullptr);
+
+    const pid_t parent = getpid();
+    const pid_t pid = fork();
+    if (pid != 0)
+        return pid;
+    // Child: async-signal-safe calls only.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent)
+        _exit(127);
+    const int devNull = open("/dev/null", O_RDWR);
+    dup2(devNull, 0);
+    dup2(devNull, 1);
+    dup2(stderrFd >= 0 ? stderrFd : devNull, 2);
+    for (const auto& m : fds) {
+        if (m.from == m.to)
+            fcntl(m.to, F_SETFD, 0);
+        else
+            dup2(m.from, m.to);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    execve(args[0], args.data(), envp.data());
+    _exit(127);
+}
+
+std::string findProgram(const QString& program)
+{
+    if (program.contains(QLatin1Char('/')))
+        return program.toStdString();
+    for (const QString& dir : qEnvironmentVariable("PATH", QStringLiteral("/usr/bin:/bin")).split(QLatin1Char(':'))) {
+        const QString path = dir + QLatin1Char('/') + program;
+        if (::access(path.toLocal8Bit().constData(), X_OK) == 0)
+            return path.toStdString();
+    }
+    return program.toStdString();
+}
+
+bool reaped(pid_t pid, int* status = nullptr)
+{
+    int st = 0;
+    const pid_t r = waitpid(pid, &st, WNOHANG);
+    if (r == pid && status)
+        *status = st;
+    return r == pid || (r < 0 && errno == ECHILD);
+}
+
+QString readFileTail(const QString& path)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray all = f.readAll();
+    return QString::fromLocal8Bit(all.right(600));
+}
+
+} // namespace
+
+QString testClientPath()
+{
+    return QStringLiteral(MOSARO_X11_CLIENTS_DIR "/mosaro_test_client");
+}
+
+X11TestSession::X11TestSession(Options options)
+{
+    // Set MOSARO_X11_KEEP_TEMP to keep the server's and the WM's logs after the test.
+    m_tempDir.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_X11_KEEP_TEMP"));
+    if (!m_tempDir.isValid()) {
+        m_error = QStringLiteral("no temporary directory");
+        return;
+    }
+    if (!startServer(options))
+        return;
+    if (!options.windowManager.isEmpty())
+        startWindowManager(options.windowManager);
+}
+
+X11TestSession::~X11TestSession()
+{
+    // Clients first, then the WM, then the server; each by PID and always reaped.
+    const std::vector<pid_t> children = m_children;
+    for (auto it = children.rbegin(); it != children.rend(); ++it)
+        if (*it != m_wmPid && *it != m_serverPid)
+            stop(*it);
+    stopWindowManager();
+    m_connection.reset();
+    if (m_serverPid > 0)
+        stop(m_serverPid);
+}
+
+void X11TestSession::stop(pid_t pid)
+{
+    if (pid <= 0)
+        return;
+    auto it = std::find(m_children.begin(), m_children.end(), pid);
+    if (it == m_children.end())
+        return;
+    m_children.erase(it);
+    if (reaped(pid))
+        return;
+    ::kill(pid, SIGTERM);
+    const auto deadline = Clock::now() + std::chrono::seconds(2);
+    while (Clock::now() < deadline) {
+        if (reaped(pid))
+            return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    ::kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+}
+
+pid_t X11TestSession::spawn(const QString& program, const QStringList& args, int* stdoutFd)
+{
+    std::vector<std::string> argv{findProgram(program)};
+    for (const QString& a : args)
+        argv.push_back(a.toStdString());
+
+    std::vector<std::string> env;
+    for (char** e = environ; *e; ++e) {
+        const std::string entry(*e);
+        static const char* dropped[] = {"DISPLAY=", "HOME=", "XDG_CONFIG_HOME=", "XDG_CACHE_HOME=", "XDG_DATA_HOME=",
+                                        "XDG_RUNTIME_DIR=", "SESSION_MANAGER=", "ICEWM_PRIVCFG=", "XAUTHORITY="};
+        if (std::none_of(std::begin(dropped), std::end(dropped), [&](const char* p) { return entry.rfind(p, 0) == 0; }))
+            env.push_back(entry);
+    }
+    // Children see a private home so that nothing of the user's desktop configuration leaks in.
+    const std::string home = m_tempDir.path().toStdString();
+    env.push_back("DISPLAY=" + m_displayName.toStdString());
+    env.push_back("HOME=" + home);
+    env.push_back("XDG_CONFIG_HOME=" + home + "/config");
+    env.push_back("XDG_CACHE_HOME=" + home + "/cache");
+    env.push_back("XDG_DATA_HOME=" + home + "/data");
+    env.push_back("ICEWM_PRIVCFG=" + home + "/icewm");
+
+    int pipeFds[2] = {-1, -1};
+    std::vector<FdMap> fds;
+    if (stdoutFd) {
+        if (pipe2(pipeFds, O_CLOEXEC) != 0)
+            return -1;
+        fds.push_back({pipeFds[1], 1});
+    }
+    const QString logPath = m_tempDir.filePath(QFileInfo(program).fileName() + QStringLiteral(".log"));
+    const int logFd = open(logPath.toLocal8Bit().constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    const pid_t pid = forkExec(argv, env, fds, logFd);
+    if (logFd >= 0)
+        close(logFd);
+    if (stdoutFd) {
+        close(pipeFds[1]);
+        if (pid > 0)
+            *stdoutFd = pipeFds[0];
+        else
+            close(pipeFds[0]);
+    }
+    if (pid > 0)
+        m_children.push_back(pid);
+    return pid;
+}
+
+int X11TestSession::run(const QString& program, const QStringList& args, int timeoutMs)
+{
+    const pid_t pid = spawn(program, args);
+    if (pid <= 0)
+        return -1;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    int status = 0;
+    while (Clock::now() < deadline) {
+        if (reaped(pid, &status)) {
+            m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
+            return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    stop(pid);
+    return -1;
+}
+
+bool X11TestSession::startServer(const Options& options)
+{
+    const QString geometry = QStringLiteral("%1x%2x24").arg(options.width).arg(options.height);
+    int failures = 0;
+    for (int n = 90; n < 190; ++n) {
+        if (QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(n)) || QFile::exists(QStringLiteral("/tmp/.X%1-lock").arg(n)))
+            continue;
+        int ready[2];
+        if (pipe2(ready, O_CLOEXEC) != 0)
+            break;
+        // The server writes its display number to this pipe once it accepts connections.
+        constexpr int readyFdInChild = 3;
+        const std::string display = ":" + std::to_string(n);
+        std::vector<std::string> argv{findProgram(QStringLiteral("Xvfb")), display, "-screen", "0", geometry.toStdString(),
+                                      "-nolisten", "tcp", "-noreset", "+extension", "RANDR", "-displayfd",
+                                      std::to_string(readyFdInChild)};
+        std::vector<std::string> env;
+        for (char** e = environ; *e; ++e)
+            env.emplace_back(*e);
+        const QString logPath = m_tempDir.filePath(QStringLiteral("Xvfb.log"));
+        const int logFd = open(logPath.toLocal8Bit().constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        const pid_t pid = forkExec(argv, env, {{ready[1], readyFdInChild}}, logFd);
+        if (logFd >= 0)
+            close(logFd);
+        close(ready[1]);
+        if (pid <= 0) {
+            close(ready[0]);
+            m_error = QStringLiteral("cannot start Xvfb");
+            return false;
+        }
+        m_children.push_back(pid);
+        m_serverPid = pid;
+
+        QByteArray answer;
+        const auto deadline = Clock::now() + std::chrono::seconds(15);
+        while (!answer.contains('\n') && Clock::now() < deadline) {
+            pollfd pfd{ready[0], POLLIN, 0};
+            if (::poll(&pfd, 1, msLeft(deadline)) <= 0)
+                break;
+            char buf[32];
+            const ssize_t got = read(ready[0], buf, sizeof buf);
+            if (got <= 0)
+                break; // the server exited: the number was taken meanwhile
+            answer.append(buf, int(got));
+        }
+        close(ready[0]);
+        if (answer.trimmed() == QByteArray::number(n)) {
+            m_error.clear();
+            m_displayName = QString::fromStdString(display);
+            for (int attempt = 0; attempt < 50; ++attempt) {
+                m_connection = std::make_unique<X11Connection>(m_displayName);
+                if (m_connection->isConnected())
+                    return true;
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            }
+            m_error = QStringLiteral("cannot connect to Xvfb on %1").arg(m_displayName);
+            return false;
+        }
+        // Most likely another test run took the number meanwhile; try the next few.
+        stop(pid);
+        m_serverPid = -1;
+        m_error = QStringLiteral("Xvfb did not start on :%1: %2").arg(n).arg(readFileTail(logPath));
+        if (++failures >= 8)
+            return false;
+    }
+    if (m_error.isEmpty())
+        m_error = QStringLiteral("no free display number for Xvfb");
+    return false;
+}
+
+void X11TestSession::writeWindowManagerConfig()
+{
+    QDir(m_tempDir.path()).mkpath(QStringLiteral("icewm"));
+    // Openbox: no key bindings at all, click-to-focus, new windows focused.
+    QFile rc(m_tempDir.filePath(QStringLiteral("rc.xml")));
+    if (rc.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        rc.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+<openbox_config xmlns="http://openbox.org/3.4/rc">
+  <resistance><strength>0</strength><screen_edge_strength>0</screen_edge_strength></resistance>
+  <focus><focusNew>yes</focusNew><followMouse>no</followMouse></focus>
+  <placement><policy>Smart</policy></placement>
+  <theme><name>Clearlooks</name><titleLayout>NLIMC</titleLayout></theme>
+  <desktops><number>1</number></desktops>
+  <margins><top>0</top><bottom>0</bottom><left>0</left><right>0</right></margins>
+  <keyboard></keyboard>
+  <mouse></mouse>
+  <applications></applications>
+</openbox_config>
+)");
+    }
+    // IceWM: every global key of this version cleared, no Windows-key menus, no taskbar.
+    QFile prefs(m_tempDir.filePath(QStringLiteral("icewm/preferences")));
+    if (prefs.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        QTextStream out(&prefs);
+        out << "Win95Keys=0\nModSuperIsCtrlAlt=0\nShowTaskBar=0\nTaskBarAutoHide=0\nShowWelcome=0\n"
+               "DesktopBackgroundColor=\"\"\nDesktopBackgroundImage=\"\"\nSupportSemitransparency=0\n";
+        QFile defaults(QStringLiteral("/usr/share/icewm/preferences"));
+        if (defaults.open(QIODevice::ReadOnly)) {
+            static const QRegularExpression keyPref(QStringLiteral("^#\\s*(Key[A-Za-z0-9]+)="));
+            while (!defaults.atEnd()) {
+                const auto m = keyPref.match(QString::fromUtf8(defaults.readLine()));
+                if (m.hasMatch())
+                    out << m.captured(1) << "=\"\"\n";
+            }
+        }
+    }
+    QFile keys(m_tempDir.filePath(QStringLiteral("icewm/keys")));
+    if (keys.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        keys.write("");
+    QFile toolbar(m_tempDir.filePath(QStringLiteral("icewm/toolbar")));
+    if (toolbar.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        toolbar.write("");
+}
+
+xcb_window_t X11TestSession::supportingWmCheck()
+{
+    if (!m_connection)
+        return XCB_WINDOW_NONE;
+    X11Connection& c = *m_connection;
+    const xcb_atom_t check = c.atom("_NET_SUPPORTING_WM_CHECK");
+    const auto w = c.windows(c.root(), check);
+    if (!w || (*w)[0] == XCB_WINDOW_NONE)
+        return XCB_WINDOW_NONE;
+    const auto self = c.windows((*w)[0], check);
+    return self && (*self)[0] == (*w)[0] ? (*w)[0] : xcb_window_t(XCB_WINDOW_NONE);
+}
+
+bool X11TestSession::startWindowManager(const QString& name, int timeoutMs)
+{
+    if (!m_connection)
+        return false;
+    stopWindowManager();
+    writeWindowManagerConfig();
+    QStringList args;
+    if (name == QLatin1String("openbox"))
+        args << QStringLiteral("--sm-disable") << QStringLiteral("--config-file") << m_tempDir.filePath(QStringLiteral("rc.xml"));
+    else if (name == QLatin1String("icewm"))
+        args << QStringLiteral("--config=") + m_tempDir.filePath(QStringLiteral("icewm/preferences"));
+    m_wmPid = spawn(name, args);
+    m_wmName = name;
+    X11Connection& c = *m_connection;
+    const bool up = m_wmPid > 0 && waitUntil([&] {
+        if (supportingWmCheck() == XCB_WINDOW_NONE)
+            return false;
+        const auto supported = c.atoms(c.root(), c.atom("_NET_SUPPORTED"));
+        return supported && std::count(supported->begin(), supported->end(), c.atom("_NET_ACTIVE_WINDOW")) > 0;
+    }, timeoutMs) && waitForManagedProbe(timeoutMs);
+    if (!up) {
+        m_error = QStringLiteral("window manager %1 did not come up: %2")
+                      .arg(name, readFileTail(m_tempDir.filePath(name + QStringLiteral(".log"))));
+        stopWindowManager();
+    }
+    return up;
+}
+
+void X11TestSession::pokeWindowManager()
+{
+    // Openbox can sit on an event it has already read off the socket until the next one arrives;
+    // a property change on the root window is such an event and harmless otherwise.
+    if (!m_connection || !m_connection->isConnected())
+        return;
+    const char value = 'x';
+    xcb_change_property(m_connection->connection(), XCB_PROP_MODE_REPLACE, m_connection->root(),
+                        m_connection->atom("_MOSARO_TEST_POKE"), XCB_ATOM_STRING, 8, 1, &value);
+    m_connection->flush();
+}
+
+bool X11TestSession::waitForManagedProbe(int timeoutMs)
+{
+    // The WM publishes its check window before it has finished starting; a window it actually
+    // manages proves it is handling map requests.
+    X11Connection& c = *m_connection;
+    const xcb_window_t probe = xcb_generate_id(c.connection());
+    xcb_create_window(c.connection(), XCB_COPY_FROM_PARENT, probe, c.root(), 0, 0, 10, 10, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_map_window(c.connection(), probe);
+    c.flush();
+    int rounds = 0;
+    const bool managed = waitUntil([&] {
+        if (++rounds % 20 == 0)
+            pokeWindowManager();
+        const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 1);
+        return list && std::count(list->begin(), list->end(), probe) > 0;
+    }, timeoutMs);
+    xcb_destroy_window(c.connection(), probe);
+    c.flush();
+    waitUntil([&] {
+        const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
+        return !list || std::count(list->begin(), list->end(), probe) == 0;
+    }, 2000);
+    return managed;
+}
+
+void X11TestSession::stopWindowManager()
+{
+    if (m_wmPid > 0)
+        stop(m_wmPid);
+    m_wmPid = -1;
+    m_wmName.clear();
+}
+
+std::optional<X11TestClient> X11TestSession::startClient(const QStringList& args, int timeoutMs)
+{
+    int out = -1;
+    const pid_t pid = spawn(testClientPath(), args, &out);
+    if (pid <= 0)
+        return std::nullopt;
+    QByteArray line;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!line.contains('\n') && Clock::now() < deadline) {
+        pollfd pfd{out, POLLIN, 0};
+        const int pr = ::poll(&pfd, 1, std::min(500, msLeft(deadline)));
+        if (pr == 0) {
+            pokeWindowManager();
+            continue;
+        }
+        if (pr < 0)
+            break;
+        char buf[64];
+        const ssize_t got = read(out, buf, sizeof buf);
+        if (got <= 0)
+            break;
+        line.append(buf, int(got));
+    }
+    close(out);
+    bool ok = false;
+    const auto window = xcb_window_t(line.trimmed().toULong(&ok, 0));
+    if (!ok || window == XCB_WINDOW_NONE) {
+        stop(pid);
+        return std::nullopt;
+    }
+    return X11TestClient{pid, window};
+}
+
+void X11TestSession::stopClient(const X11TestClient& client)
+{
+    stop(client.pid);
+}
+
+bool X11TestSession::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
+{
+    if (monitors.empty() || !m_connection)
+        return false;
+    X11Connection& c = *m_connection;
+    xcb_connection_t* conn = c.connection();
+    // Monitors set earlier go first; the output's automatic monitor disappears once a monitor claims it.
+    auto current = c.reply<xcb_randr_get_monitors_reply_t>(xcb_randr_get_monitors_reply,
+                                                          xcb_randr_get_monitors(conn, c.root(), 0));
+    if (!current)
+        return false;
+    for (auto it = xcb_randr_get_monitors_monitors_iterator(current->get()); it.rem; xcb_randr_monitor_info_next(&it)) {
+        if (!it.data->automatic
+            && run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), c.atomName(it.data->name)}) != 0)
+            return false;
+    }
+    QString output;
+    auto resources = c.reply<xcb_randr_get_screen_resources_current_reply_t>(
+        xcb_randr_get_screen_resources_current_reply, xcb_randr_get_screen_resources_current(conn, c.root()));
+    if (resources && xcb_randr_get_screen_resources_current_outputs_length(resources->get()) > 0) {
+        const auto first = xcb_randr_get_screen_resources_current_outputs(resources->get())[0];
+        auto info = c.reply<xcb_randr_get_output_info_reply_t>(xcb_randr_get_output_info_reply,
+                                                               xcb_randr_get_output_info(conn, first, XCB_CURRENT_TIME));
+        if (info)
+            output = QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info->get())),
+                                       xcb_randr_get_output_info_name_length(info->get()));
+    }
+    for (std::size_t i = 0; i < monitors.size(); ++i) {
+        const X11MonitorSpec& m = monitors[i];
+        // Physical size at 96 dpi, so that the scale factor stays 1.
+        const QString geometry = QStringLiteral("%1/%2x%3/%4+%5+%6")
+                                     .arg(m.width).arg(m.width * 254 / 960).arg(m.height).arg(m.height * 254 / 960)
+                                     .arg(m.x).arg(m.y);
+        const QString name = (m.primary ? QStringLiteral("*") : QString()) + m.name;
+        const QString outputs = i == 0 && !output.isEmpty() ? output : QStringLiteral("none");
+        if (run(QStringLiteral("xrandr"), {QStringLiteral("--setmonitor"), name, geometry, outputs}) != 0)
+            return false;
+    }
+    return true;
+}
+
+xcb_window_t X11TestSession::activeWindow()
+{
+    if (!m_connection)
+        return XCB_WINDOW_NONE;
+    const auto w = m_connection->windows(m_connection->root(), m_connection->atom("_NET_ACTIVE_WINDOW"));
+    return w ? (*w)[0] : xcb_window_t(XCB_WINDOW_NONE);
+}
+
+bool X11TestSession::activateWindow(xcb_window_t window, int timeoutMs)
+{
+    if (!m_connection)
+        return false;
+    X11Connection& c = *m_connection;
+    // Source 2 (pager): the WM applies it without focus-stealing checks.
+    if (!c.sendRootMessage(window, c.atom("_NET_ACTIVE_WINDOW"), 2, XCB_CURRENT_TIME, 0))
+        return false;
+    return waitUntil([&] { return activeWindow() == window; }, timeoutMs);
+}
+
+bool X11TestSession::changeWmState(xcb_window_t window, int action, const char* state1, const char* state2)
+{
+    if (!m_connection)
+        return false;
+    X11Connection& c = *m_connection;
+    return c.sendRootMessage(window, c.atom("_NET_WM_STATE"), std::uint32_t(action), c.atom(state1),
+                             state2 ? c.atom(state2) : 0, 2)
+        .hasValue();
+}
+
+bool X11TestSession::iconify(xcb_window_t window)
+{
+    if (!m_connection)
+        return false;
+    constexpr std::uint32_t iconicState = 3;
+    return m_connection->sendRootMessage(window, m_connection->atom("WM_CHANGE_STATE"), iconicState).hasValue();
+}
+
+bool X11TestSession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
+{
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (true) {
+        if (m_connection)
+            m_connection->processPendingEvents();
+        if (condition())
+            return true;
+        if (Clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+} // namespace mosaro::test
