@@ -2,6 +2,7 @@
 
 #include "App/AppDelegate.h"
 #include "App/X11/DesktopServices.h"
+#include "App/X11/Demo.h"
 #include "Diagnostics/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
@@ -20,6 +21,8 @@
 #include "Preferences/PreferencesFile.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QFileInfo>
 #include <QSocketNotifier>
 
 #include <csignal>
@@ -72,9 +75,13 @@ bool hasArgument(int argc, char** argv, const char* name)
 
 int main(int argc, char** argv)
 {
-    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        std::fputs("mosaro: no X display ($DISPLAY is not set). Mosaro runs on X11 desktops.\n", stderr);
-        return 1;
+    if (qEnvironmentVariableIsEmpty("DISPLAY") || hasArgument(argc, argv, "--demo")) {
+        // No desktop to tile: show what Mosaro does on a private X server instead.
+        QCoreApplication app(argc, argv);
+        const QString self = QCoreApplication::applicationFilePath();
+        std::fputs("mosaro: no X display to tile; running the demo on a private X server.\n", stderr);
+        qunsetenv("DISPLAY");
+        return runDemo(self, QFileInfo(self).dir().filePath(QStringLiteral("demo")));
     }
     // All geometry is in X pixels, whatever scaling Qt would apply.
     qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
@@ -87,7 +94,10 @@ int main(int argc, char** argv)
     const bool verbose = hasArgument(argc, argv, "--verbose");
     if (verbose)
         Log::setMinimumLevel(Log::Level::debug);
-    installLogSinks(verbose || hasArgument(argc, argv, "--log-stderr"));
+    // --log-stdout and --log-stderr echo the log for whoever started us (tests, the demo).
+    installLogSinks(hasArgument(argc, argv, "--log-stdout")                 ? stdout
+                    : verbose || hasArgument(argc, argv, "--log-stderr") ? stderr
+                                                                          : nullptr);
 
     X11Connection connection;
     if (!connection.isConnected()) {

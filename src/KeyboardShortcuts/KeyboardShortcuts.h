@@ -34,7 +34,8 @@ struct Environment {
 void configure(Environment environment);
 const Environment& environment();
 // Drops handlers, registrations, hotkey records, counters, the event handler, the flags and the
-// set of created names, and removes the menu-tracking observers.
+// set of created names, and removes the menu-tracking observers (so call it while the
+// configured centre still exists).
 void resetForTesting();
 
 inline const QString shortcutByNameDidChange = QStringLiteral("KeyboardShortcuts_shortcutByNameDidChange");

@@ -227,10 +227,12 @@ TEST_F(OverlayPresenterTest, RefusedTriggersLogEndTheirIntervalAndAnswer)
     EXPECT_TRUE(logged(LogMessages::resolveFailed));
     EXPECT_EQ(std::count(overlayLines.begin(), overlayLines.end(), QString(LogMessages::noFocusedWindow)), 2);
     for (const auto& e : Log::Store::shared().entries()) {
-        if (e.format == QString::fromUtf8(LogMessages::notTileable))
+        if (e.format == QString::fromUtf8(LogMessages::notTileable)) {
             EXPECT_EQ(e.message, "trigger blocked: window not tileable (fullscreen=false minimized=true resizable=true)");
-        if (e.format == QString::fromUtf8(LogMessages::triggerBlockedPermission))
+        }
+        if (e.format == QString::fromUtf8(LogMessages::triggerBlockedPermission)) {
             EXPECT_EQ(e.level, Log::Level::error);
+        }
     }
 }
 
@@ -349,8 +351,9 @@ TEST_F(OverlayPresenterTest, ConfirmDismissesAndSavesBeforeMovingTheWindow)
     EXPECT_EQ(beeper.beeps, 2);
     EXPECT_EQ(commitEnds(), (std::vector<QString>{"ok", "not-resizable", "error"}));
     for (const auto& e : Log::Store::shared().entries()) {
-        if (e.format == QString::fromUtf8(LogMessages::commitNotResizable))
+        if (e.format == QString::fromUtf8(LogMessages::commitNotResizable)) {
             EXPECT_EQ(std::get<QString>(e.args[0]), "systemDialog");
+        }
     }
     EXPECT_TRUE(logged(LogMessages::commitFailed));
 }
@@ -384,8 +387,9 @@ TEST_F(OverlayPresenterTest, ResizeWriteBackFollowsTheModeInForceAtWritingTime)
     EXPECT_EQ(saved.proSettings.globalGrid, (GridDimensions{3, 2}));
     EXPECT_EQ(notifications, 1);
     for (const auto& e : Log::Store::shared().entries()) {
-        if (e.format == QString::fromUtf8(LogMessages::persistedDisplayResize))
+        if (e.format == QString::fromUtf8(LogMessages::persistedDisplayResize)) {
             EXPECT_EQ(e.message, "persisted resize for display 'Alpha': 5×3");
+        }
     }
 
     // A display with an empty name stores no override but still saves and logs.

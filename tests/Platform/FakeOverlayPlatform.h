@@ -77,7 +77,7 @@ struct FakeEventMonitor : EventMonitor {
 class FakeOverlayWindow : public OverlayWindow {
 public:
     explicit FakeOverlayWindow(std::vector<std::string>* journal, NotificationCenter* center, ScreenRef screen)
-        : m_journal(journal), m_center(center), m_screen(std::move(screen)) {}
+        : m_screen(std::move(screen)), m_journal(journal), m_center(center) {}
 
     void setFrame(const Rect& frame) override { m_frame = frame; }
     void setContent(std::shared_ptr<OverlayViewModel> viewModel) override { content = std::move(viewModel); }

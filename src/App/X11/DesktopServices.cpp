@@ -52,9 +52,9 @@ void X11Application::hide()
     // With no window of ours left, the window manager hands focus back by itself.
 }
 
-void installLogSinks(bool toStandardError)
+void installLogSinks(std::FILE* echo)
 {
-    Log::Store::shared().addSink([toStandardError](const Log::Entry& e) {
+    Log::Store::shared().addSink([echo](const Log::Entry& e) {
         if (e.kind != Log::Entry::Kind::message)
             return;
         const int priority = e.level == Log::Level::error ? LOG_ERR : e.level == Log::Level::info ? LOG_INFO : LOG_DEBUG;
@@ -63,9 +63,10 @@ void installLogSinks(bool toStandardError)
         sd_journal_send("MESSAGE=%s", message.constData(), "PRIORITY=%i", priority, "SYSLOG_IDENTIFIER=mosaro",
                         "MOSARO_SUBSYSTEM=%s", Log::subsystem.toUtf8().constData(), "MOSARO_CATEGORY=%s",
                         category.constData(), nullptr);
-        if (toStandardError) {
-            std::fprintf(stderr, "%s [%s] %s\n", e.time.toString(QStringLiteral("HH:mm:ss.zzz")).toUtf8().constData(),
+        if (echo) {
+            std::fprintf(echo, "%s [%s] %s\n", e.time.toString(QStringLiteral("HH:mm:ss.zzz")).toUtf8().constData(),
                          category.constData(), message.constData());
+            std::fflush(echo);
         }
     });
 }

@@ -4,6 +4,8 @@
 #include "Platform/System.h"
 #include "Platform/X11/X11Connection.h"
 
+#include <cstdio>
+
 namespace mosaro {
 
 // Opens URLs with the desktop's handlers. The host's accessibility settings page has no
@@ -25,7 +27,7 @@ private:
     X11Connection& m_connection;
 };
 
-// Sends every log entry to the journal, and to standard error when asked to.
-void installLogSinks(bool toStandardError);
+// Sends every log entry to the journal, and also to the given stream when there is one.
+void installLogSinks(std::FILE* echo);
 
 } // namespace mosaro

@@ -1,4 +1,4 @@
-#include "x11/X11TestSession.h"
+#include "Platform/X11/X11Session.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,7 +24,7 @@
 
 extern char** environ;
 
-namespace mosaro::test {
+namespace mosaro {
 
 namespace {
 
@@ -113,10 +113,11 @@ QString readFileTail(const QString& path)
 
 QString testClientPath()
 {
-    return QStringLiteral(MOSARO_X11_CLIENTS_DIR "/mosaro_test_client");
+    const QFileInfo self(QStringLiteral("/proc/self/exe"));
+    return QFileInfo(self.symLinkTarget()).dir().filePath(QStringLiteral("x11-clients/mosaro_test_client"));
 }
 
-X11TestSession::X11TestSession(Options options)
+X11Session::X11Session(Options options)
 {
     // Set MOSARO_X11_KEEP_TEMP to keep the server's and the WM's logs after the test.
     m_tempDir.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_X11_KEEP_TEMP"));
@@ -130,7 +131,7 @@ X11TestSession::X11TestSession(Options options)
         startWindowManager(options.windowManager);
 }
 
-X11TestSession::~X11TestSession()
+X11Session::~X11Session()
 {
     // Clients first, then the WM, then the server; each by PID and always reaped.
     const std::vector<pid_t> children = m_children;
@@ -143,7 +144,7 @@ X11TestSession::~X11TestSession()
         stop(m_serverPid);
 }
 
-void X11TestSession::stop(pid_t pid)
+void X11Session::stop(pid_t pid)
 {
     if (pid <= 0)
         return;
@@ -164,7 +165,7 @@ void X11TestSession::stop(pid_t pid)
     waitpid(pid, nullptr, 0);
 }
 
-pid_t X11TestSession::spawn(const QString& program, const QStringList& args, int* stdoutFd)
+pid_t X11Session::spawn(const QString& program, const QStringList& args, int* stdoutFd)
 {
     std::vector<std::string> argv{findProgram(program)};
     for (const QString& a : args)
@@ -211,7 +212,7 @@ pid_t X11TestSession::spawn(const QString& program, const QStringList& args, int
     return pid;
 }
 
-int X11TestSession::run(const QString& program, const QStringList& args, int timeoutMs)
+int X11Session::run(const QString& program, const QStringList& args, int timeoutMs)
 {
     const pid_t pid = spawn(program, args);
     if (pid <= 0)
@@ -229,7 +230,7 @@ int X11TestSession::run(const QString& program, const QStringList& args, int tim
     return -1;
 }
 
-bool X11TestSession::startServer(const Options& options)
+bool X11Session::startServer(const Options& options)
 {
     const QString geometry = QStringLiteral("%1x%2x24").arg(options.width).arg(options.height);
     int failures = 0;
@@ -299,7 +300,7 @@ bool X11TestSession::startServer(const Options& options)
     return false;
 }
 
-void X11TestSession::writeWindowManagerConfig()
+void X11Session::writeWindowManagerConfig()
 {
     QDir(m_tempDir.path()).mkpath(QStringLiteral("icewm"));
     // Openbox: no key bindings at all, click-to-focus, new windows focused.
@@ -343,7 +344,7 @@ void X11TestSession::writeWindowManagerConfig()
         toolbar.write("");
 }
 
-xcb_window_t X11TestSession::supportingWmCheck()
+xcb_window_t X11Session::supportingWmCheck()
 {
     if (!m_connection)
         return XCB_WINDOW_NONE;
@@ -356,7 +357,7 @@ xcb_window_t X11TestSession::supportingWmCheck()
     return self && (*self)[0] == (*w)[0] ? (*w)[0] : xcb_window_t(XCB_WINDOW_NONE);
 }
 
-bool X11TestSession::startWindowManager(const QString& name, int timeoutMs)
+bool X11Session::startWindowManager(const QString& name, int timeoutMs)
 {
     if (!m_connection)
         return false;
@@ -384,7 +385,7 @@ bool X11TestSession::startWindowManager(const QString& name, int timeoutMs)
     return up;
 }
 
-void X11TestSession::pokeWindowManager()
+void X11Session::pokeWindowManager()
 {
     // Openbox can sit on an event it has already read off the socket until the next one arrives;
     // a property change on the root window is such an event and harmless otherwise.
@@ -396,7 +397,7 @@ void X11TestSession::pokeWindowManager()
     m_connection->flush();
 }
 
-bool X11TestSession::waitForManagedProbe(int timeoutMs)
+bool X11Session::waitForManagedProbe(int timeoutMs)
 {
     // The WM publishes its check window before it has finished starting; a window it actually
     // manages proves it is handling map requests.
@@ -422,7 +423,7 @@ bool X11TestSession::waitForManagedProbe(int timeoutMs)
     return managed;
 }
 
-void X11TestSession::stopWindowManager()
+void X11Session::stopWindowManager()
 {
     if (m_wmPid > 0)
         stop(m_wmPid);
@@ -430,7 +431,7 @@ void X11TestSession::stopWindowManager()
     m_wmName.clear();
 }
 
-std::optional<X11TestClient> X11TestSession::startClient(const QStringList& args, int timeoutMs)
+std::optional<X11SessionClient> X11Session::startClient(const QStringList& args, int timeoutMs)
 {
     int out = -1;
     const pid_t pid = spawn(testClientPath(), args, &out);
@@ -460,15 +461,15 @@ std::optional<X11TestClient> X11TestSession::startClient(const QStringList& args
         stop(pid);
         return std::nullopt;
     }
-    return X11TestClient{pid, window};
+    return X11SessionClient{pid, window};
 }
 
-void X11TestSession::stopClient(const X11TestClient& client)
+void X11Session::stopClient(const X11SessionClient& client)
 {
     stop(client.pid);
 }
 
-bool X11TestSession::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
+bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
 {
     if (monitors.empty() || !m_connection)
         return false;
@@ -509,7 +510,7 @@ bool X11TestSession::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monito
     return true;
 }
 
-xcb_window_t X11TestSession::activeWindow()
+xcb_window_t X11Session::activeWindow()
 {
     if (!m_connection)
         return XCB_WINDOW_NONE;
@@ -517,7 +518,7 @@ xcb_window_t X11TestSession::activeWindow()
     return w ? (*w)[0] : xcb_window_t(XCB_WINDOW_NONE);
 }
 
-bool X11TestSession::activateWindow(xcb_window_t window, int timeoutMs)
+bool X11Session::activateWindow(xcb_window_t window, int timeoutMs)
 {
     if (!m_connection)
         return false;
@@ -528,7 +529,7 @@ bool X11TestSession::activateWindow(xcb_window_t window, int timeoutMs)
     return waitUntil([&] { return activeWindow() == window; }, timeoutMs);
 }
 
-bool X11TestSession::changeWmState(xcb_window_t window, int action, const char* state1, const char* state2)
+bool X11Session::changeWmState(xcb_window_t window, int action, const char* state1, const char* state2)
 {
     if (!m_connection)
         return false;
@@ -538,7 +539,7 @@ bool X11TestSession::changeWmState(xcb_window_t window, int action, const char* 
         .hasValue();
 }
 
-bool X11TestSession::iconify(xcb_window_t window)
+bool X11Session::iconify(xcb_window_t window)
 {
     if (!m_connection)
         return false;
@@ -546,7 +547,7 @@ bool X11TestSession::iconify(xcb_window_t window)
     return m_connection->sendRootMessage(window, m_connection->atom("WM_CHANGE_STATE"), iconicState).hasValue();
 }
 
-bool X11TestSession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
+bool X11Session::waitUntil(const std::function<bool()>& condition, int timeoutMs)
 {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     while (true) {
@@ -560,4 +561,4 @@ bool X11TestSession::waitUntil(const std::function<bool()>& condition, int timeo
     }
 }
 
-} // namespace mosaro::test
+} // namespace mosaro

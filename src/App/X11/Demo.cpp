@@ -1,0 +1,209 @@
+#include "App/X11/Demo.h"
+
+#include "Grid/ScreenGeometry.h"
+#include "Platform/X11/X11Accessibility.h"
+#include "Platform/X11/X11ScreenList.h"
+#include "Platform/X11/X11Session.h"
+#include "Platform/X11/XTestKeyboard.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QTextStream>
+#include <QThread>
+
+#include <cstring>
+#include <poll.h>
+#include <unistd.h>
+
+namespace mosaro {
+
+namespace {
+
+constexpr std::uint16_t kReturn = 36, kLeft = 123, kRight = 124, kUp = 126;
+constexpr std::uint64_t kShift = 0x20000, kOption = 0x80000, kCommand = 0x100000;
+
+// The running app's log, read from its stdout pipe.
+class AppLog {
+public:
+    explicit AppLog(int fd) : m_fd(fd) {}
+    ~AppLog()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    // Reads until a line containing the text appears (after the last match) or the time is up.
+    bool waitFor(const QString& text, int timeoutMs)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (true) {
+            const qsizetype at = m_text.indexOf(text, m_searchFrom);
+            if (at >= 0) {
+                m_searchFrom = at + text.size();
+                return true;
+            }
+            const int left = timeoutMs - int(timer.elapsed());
+            if (left <= 0 || m_fd < 0)
+                return false;
+            pollfd p{m_fd, POLLIN, 0};
+            if (::poll(&p, 1, left) <= 0)
+                continue;
+            char buffer[4096];
+            const ssize_t n = ::read(m_fd, buffer, sizeof buffer);
+            if (n <= 0) {
+                ::close(m_fd);
+                m_fd = -1;
+                continue;
+            }
+            m_text += QString::fromUtf8(buffer, int(n));
+        }
+    }
+    const QString& text() const { return m_text; }
+
+private:
+    int m_fd;
+    QString m_text;
+    qsizetype m_searchFrom = 0;
+};
+
+QImage screenshot(X11Connection& x)
+{
+    const auto* screen = x.screen();
+    const int w = screen->width_in_pixels, h = screen->height_in_pixels;
+    auto reply = x.reply<xcb_get_image_reply_t>(
+        xcb_get_image_reply,
+        xcb_get_image(x.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), 0, 0, std::uint16_t(w), std::uint16_t(h), ~0u));
+    if (!reply || xcb_get_image_data_length(reply->get()) < w * h * 4)
+        return {};
+    QImage image(w, h, QImage::Format_RGB32);
+    const auto* data = xcb_get_image_data(reply->get());
+    for (int y = 0; y < h; ++y)
+        std::memcpy(image.scanLine(y), data + std::size_t(y) * w * 4, std::size_t(w) * 4);
+    return image;
+}
+
+QString describeFrame(X11Accessibility& ax, xcb_window_t window)
+{
+    const AXElementRef element = ax.windowElement(window);
+    std::optional<AXValue> position, size;
+    if (ax.copyAttributeValue(element, AXAttribute::position, position) != AXErrorCode::success ||
+        ax.copyAttributeValue(element, AXAttribute::size, size) != AXErrorCode::success || !position || !size)
+        return QStringLiteral("(unreadable)");
+    const auto* p = std::get_if<AXGeometry>(&*position);
+    const auto* s = std::get_if<AXGeometry>(&*size);
+    if (!p || !s)
+        return QStringLiteral("(unreadable)");
+    return QStringLiteral("x=%1 y=%2 %3×%4").arg(p->a).arg(p->b).arg(s->a).arg(s->b);
+}
+
+} // namespace
+
+int runDemo(const QString& appPath, const QString& outDir)
+{
+    QDir().mkpath(outDir);
+    QFile logFile(QDir(outDir).filePath(QStringLiteral("demo-log.txt")));
+    if (!logFile.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
+        std::fprintf(stderr, "mosaro demo: cannot write %s\n", qPrintable(logFile.fileName()));
+        return 1;
+    }
+    QTextStream out(&logFile);
+    auto say = [&](const QString& line) {
+        out << line << '\n';
+        out.flush();
+        std::fprintf(stdout, "%s\n", qPrintable(line));
+        std::fflush(stdout);
+    };
+    int shots = 0;
+    auto shoot = [&](X11Connection& x, const QString& name) {
+        const QString file = QStringLiteral("%1-%2.png").arg(++shots, 2, 10, QLatin1Char('0')).arg(name);
+        const QImage image = screenshot(x);
+        if (!image.isNull() && image.save(QDir(outDir).filePath(file)))
+            say(QStringLiteral("  screenshot %1").arg(file));
+    };
+
+    say(QStringLiteral("Mosaro demo: a private X server with openbox, two monitors and two windows."));
+    X11Session session({2560, 1024, QStringLiteral("openbox")});
+    if (!session.ok()) {
+        say(QStringLiteral("could not start the private X session: %1").arg(session.error()));
+        return 1;
+    }
+    if (!session.xrandrSetMonitors({{QStringLiteral("LEFT"), 0, 0, 1280, 1024, true},
+                                    {QStringLiteral("RIGHT"), 1280, 0, 1280, 1024, false}}))
+        say(QStringLiteral("(could not split the screen into two monitors; jumping will beep)"));
+
+    X11Connection& x = session.connection();
+    X11Accessibility ax(x);
+    XTestKeyboard keyboard(x);
+    const auto notes = session.startClient({"--title", "Notes", "--geometry", "500x360+120+140"});
+    const auto terminal = session.startClient({"--title", "Terminal", "--geometry", "640x420+360+420"});
+    if (!notes || !terminal || !keyboard.isAvailable()) {
+        say(QStringLiteral("could not start the demo's windows or XTEST"));
+        return 1;
+    }
+
+    const QString home = QDir(outDir).filePath(QStringLiteral("home"));
+    QDir(home).removeRecursively();
+    qputenv("XDG_DATA_HOME", QDir(home).filePath(QStringLiteral("data")).toUtf8());
+    qputenv("XDG_CONFIG_HOME", QDir(home).filePath(QStringLiteral("config")).toUtf8());
+    int fd = -1;
+    const pid_t app = session.spawn(appPath, {QStringLiteral("--log-stdout"), QStringLiteral("--verbose")}, &fd);
+    AppLog log(fd);
+    if (app <= 0 || !log.waitFor(QStringLiteral("trigger hotkey should be live"), 10000)) {
+        say(QStringLiteral("Mosaro did not start on the private display"));
+        return 1;
+    }
+    say(QStringLiteral("Mosaro is running; the trigger is Super+Return."));
+
+    bool ok = true;
+    auto step = [&](const QString& what, std::uint16_t key, std::uint64_t flags, const QString& expect) {
+        say(QStringLiteral("- %1").arg(what));
+        keyboard.sendKeyCombination(key, flags);
+        if (!expect.isEmpty() && !log.waitFor(expect, 5000)) {
+            say(QStringLiteral("  expected the log to show \"%1\", it did not").arg(expect));
+            ok = false;
+        }
+        QThread::msleep(150); // let the highlight's short animation finish before a screenshot
+    };
+
+    session.activateWindow(notes->window);
+    say(QStringLiteral("Notes starts at %1").arg(describeFrame(ax, notes->window)));
+    shoot(x, QStringLiteral("start"));
+    step(QStringLiteral("Super+Return: the grid appears over the left monitor"), kReturn, kCommand,
+         QStringLiteral("panel presented"));
+    shoot(x, QStringLiteral("overlay"));
+    step(QStringLiteral("Left: the highlight moves one cell left"), kLeft, 0, QStringLiteral("keyDown"));
+    step(QStringLiteral("Shift+Up: the selection grows upwards"), kUp, kShift, QStringLiteral("keyDown"));
+    step(QStringLiteral("Alt+Right: the grid gets a fourth column"), kRight, kOption, QStringLiteral("keyDown"));
+    shoot(x, QStringLiteral("extended"));
+    step(QStringLiteral("Return: Notes moves into the region"), kReturn, 0, QStringLiteral("commit move"));
+    shoot(x, QStringLiteral("committed"));
+    say(QStringLiteral("Notes is now at %1").arg(describeFrame(ax, notes->window)));
+
+    session.activateWindow(terminal->window);
+    say(QStringLiteral("Terminal starts at %1").arg(describeFrame(ax, terminal->window)));
+    step(QStringLiteral("Super+Return on Terminal"), kReturn, kCommand, QStringLiteral("panel presented"));
+    step(QStringLiteral("Super+Shift+Right: the grid jumps to the right monitor"), kRight, kCommand | kShift,
+         QStringLiteral("cross-display jump"));
+    shoot(x, QStringLiteral("jumped"));
+    step(QStringLiteral("Shift+Right: the selection grows to the right"), kRight, kShift, QStringLiteral("keyDown"));
+    step(QStringLiteral("Return: Terminal moves onto the right monitor"), kReturn, 0, QStringLiteral("commit move"));
+    shoot(x, QStringLiteral("committed-on-right-monitor"));
+    say(QStringLiteral("Terminal is now at %1").arg(describeFrame(ax, terminal->window)));
+
+    const QString prefs = QDir(home).filePath(QStringLiteral("data/Mosaro/preferences.json"));
+    QFile prefsFile(prefs);
+    if (prefsFile.open(QIODevice::ReadOnly))
+        say(QStringLiteral("preferences.json after the resize:\n%1").arg(QString::fromUtf8(prefsFile.readAll())));
+
+    session.stop(app);
+    log.waitFor(QStringLiteral("applicationWillTerminate"), 3000);
+    say(QStringLiteral("\nMosaro's own log:\n%1").arg(log.text()));
+    say(ok ? QStringLiteral("Demo finished; screenshots and this log are in %1").arg(outDir)
+           : QStringLiteral("Demo finished with unexpected results; see %1").arg(outDir));
+    return ok ? 0 : 1;
+}
+
+} // namespace mosaro

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "Platform/X11/X11Connection.h"
+
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <sys/types.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace mosaro {
+
+// A window of the test client program, mapped and managed.
+struct X11SessionClient {
+    pid_t pid = -1;
+    xcb_window_t window = XCB_WINDOW_NONE;
+};
+
+// One RandR monitor for xrandrSetMonitors, in X root pixels.
+struct X11MonitorSpec {
+    QString name;
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+    bool primary = false;
+};
+
+// A private X server (Xvfb) with an optional window manager and client windows, for the
+// integration tests and the demo. Everything it starts is stopped by PID when it is destroyed,
+// whatever happened meanwhile.
+class X11Session {
+public:
+    struct Options {
+        int width = 1280;
+        int height = 800;
+        QString windowManager; // "openbox", "icewm" or empty for none
+    };
+
+    explicit X11Session(Options options);
+    X11Session() : X11Session(Options{}) {}
+    ~X11Session();
+    X11Session(const X11Session&) = delete;
+    X11Session& operator=(const X11Session&) = delete;
+
+    // The server (and the window manager, when one was asked for) is up; else error() says why.
+    bool ok() const { return m_error.isEmpty(); }
+    QString error() const { return m_error; }
+    QString displayName() const { return m_displayName; }
+    // The session's own connection, for looking at the server from the test.
+    X11Connection& connection() { return *m_connection; }
+    QString tempPath() const { return m_tempDir.path(); }
+
+    bool startWindowManager(const QString& name, int timeoutMs = 10000);
+    void stopWindowManager();
+    QString windowManager() const { return m_wmName; }
+    // The EWMH check window of the running WM, or none.
+    xcb_window_t supportingWmCheck();
+
+    // Starts the test client with the given arguments and waits until it reports its mapped window.
+    std::optional<X11SessionClient> startClient(const QStringList& args, int timeoutMs = 8000);
+    void stopClient(const X11SessionClient& client);
+
+    // Starts any program with DISPLAY pointing at this server. With stdoutFd, the child's stdout
+    // is a pipe whose reading end is returned there.
+    pid_t spawn(const QString& program, const QStringList& args, int* stdoutFd = nullptr);
+    // Runs a program to completion (bounded); its exit code, or -1.
+    int run(const QString& program, const QStringList& args, int timeoutMs = 10000);
+    // Stops a child started by this session: SIGTERM, then SIGKILL, always reaped.
+    void stop(pid_t pid);
+
+    // Replaces the server's monitors with the given ones (xrandr --setmonitor), the first one
+    // taking over the real output.
+    bool xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors);
+
+    // Asks the WM to activate the window and waits until _NET_ACTIVE_WINDOW names it.
+    bool activateWindow(xcb_window_t window, int timeoutMs = 5000);
+    xcb_window_t activeWindow();
+    // Asks the WM to add or remove _NET_WM_STATE atoms (action 1 add, 0 remove).
+    bool changeWmState(xcb_window_t window, int action, const char* state1, const char* state2 = nullptr);
+    // Asks the WM to iconify the window (ICCCM WM_CHANGE_STATE).
+    bool iconify(xcb_window_t window);
+
+    // Polls the condition (processing events in between) until it holds or the time is up.
+    bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 5000);
+
+private:
+    bool startServer(const Options& options);
+    void writeWindowManagerConfig();
+    bool waitForManagedProbe(int timeoutMs);
+    void pokeWindowManager();
+
+    QTemporaryDir m_tempDir;
+    QString m_error;
+    QString m_displayName;
+    QString m_wmName;
+    pid_t m_serverPid = -1;
+    pid_t m_wmPid = -1;
+    std::vector<pid_t> m_children;
+    std::unique_ptr<X11Connection> m_connection;
+};
+
+// The client-window program, built into x11-clients/ beside the executables.
+QString testClientPath();
+
+} // namespace mosaro
