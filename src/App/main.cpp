@@ -121,7 +121,7 @@ int main(int argc, char** argv)
     NotificationCenter& workspaceCenter = NotificationCenter::workspaceCenter();
     X11DesktopWatcher watcher(connection, workspaceCenter, defaultCenter);
     screens.onDisplaysChanged = [&watcher] { watcher.displaysChanged(); };
-    X11OverlayWindowFactory panels(connection, screens, monitors, defaultCenter);
+    X11OverlayWindowFactory panels(connection, screens, monitors, defaultCenter, &hotKeys);
 
     KeyboardShortcuts::configure({&defaults, &hotKeys, &layout, &defaultCenter});
     KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));

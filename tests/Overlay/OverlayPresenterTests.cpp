@@ -9,6 +9,7 @@
 #include "Preferences/PreferencesFile.h"
 #include "Platform/FakeHotKeyService.h"
 #include "Platform/FakeOverlayPlatform.h"
+#include "Platform/FakePermissionPlatform.h"
 #include "Platform/FakeScreens.h"
 #include "Platform/InMemoryDefaultsStore.h"
 
@@ -54,6 +55,7 @@ protected:
             prefsAtMove = QFile::exists(prefsPath) ? loadPreferences(prefsPath).valueOr(Preferences::defaults())
                                                    : Preferences::defaults();
         };
+        trust.trusted = true;
         gate = std::make_unique<PermissionGate>(trust, defaults, urls);
         makePresenter();
     }
@@ -86,6 +88,8 @@ protected:
         const KeyEvent event{KeyEvent::Type::keyDown, code, flags, presenter->window()};
         EXPECT_FALSE(monitor.send(event).has_value()) << "the panel's key must be swallowed";
     }
+
+    long prompts() const { return std::count(trust.promptArguments.begin(), trust.promptArguments.end(), true); }
 
     const std::optional<OverlayPresentation>& presentation() { return presenter->viewModel()->presentation(); }
 
@@ -133,7 +137,7 @@ protected:
     FakeApplication app;
     FakeEventMonitor monitor;
     FakeOverlayWindowFactory factory;
-    FakeTrust trust;
+    FakeAccessibilityTrust trust;
     FakeUrlOpener urls;
     FakeWindowManipulator manipulator;
     HotkeyRegistry registry;
@@ -158,21 +162,21 @@ TEST_F(OverlayPresenterTest, TriggerShowsCentreCellOnTheWindowsDisplayAndToggles
     EXPECT_EQ(presentation()->region, HighlightedRegion::single({1, 1}));
     EXPECT_EQ(presenter->initialDimensions(), (GridDimensions{3, 2}));
     ASSERT_EQ(factory.made.size(), 1u);
-    EXPECT_EQ(factory.made[0]->frame(), (Rect{0, 25, 1440, 875}));
+    EXPECT_EQ(factory.made[0]->frame, (Rect{0, 25, 1440, 875}));
     EXPECT_EQ(factory.made[0]->content, presenter->viewModel());
-    EXPECT_TRUE(factory.made[0]->isKeyWindow());
+    EXPECT_TRUE(factory.made[0]->key);
     EXPECT_EQ(signpostEnds(), std::vector<QString>{"sc-001 show-overlay:ok"});
     EXPECT_TRUE(logged(LogMessages::overlayShow));
     EXPECT_TRUE(logged(LogMessages::panelPresented));
 
     Log::Store::shared().clear();
-    const int prompts = trust.prompts;
+    const long promptsBefore = prompts();
     pressTrigger(); // one press, one toggle: no checks, no beep, no interval
     EXPECT_FALSE(presentation());
     EXPECT_EQ(presenter->window(), nullptr);
     EXPECT_TRUE(factory.made[0]->closed);
     EXPECT_EQ(beeper.beeps, 0);
-    EXPECT_EQ(trust.prompts, prompts);
+    EXPECT_EQ(prompts(), promptsBefore);
     EXPECT_TRUE(signpostEnds().empty());
     EXPECT_EQ(messages("overlay"),
               (std::vector<QString>{LogMessages::triggerWhileVisible, LogMessages::overlayDismiss}));
@@ -186,7 +190,7 @@ TEST_F(OverlayPresenterTest, RefusedTriggersLogEndTheirIntervalAndAnswer)
     trust.trusted = false;
     pressTrigger();
     EXPECT_FALSE(presentation());
-    EXPECT_EQ(trust.prompts, 1);
+    EXPECT_EQ(prompts(), 1);
     EXPECT_TRUE(defaults.boolean(PermissionGate::promptFlagKey));
     EXPECT_EQ(beeper.beeps, 0);
 
@@ -476,7 +480,7 @@ TEST_F(OverlayPresenterTest, FocusLossSpaceAndDisplayChangesDismissAndSave)
     presenter->start();
     pressTrigger();
     key(kRight, kOption);
-    center.post(PlatformNotifications::windowDidResignKey, factory.made[0]);
+    center.post(PlatformNotifications::windowDidResignKey, factory.made[0]->window);
     EXPECT_FALSE(presentation());
     EXPECT_TRUE(logged(LogMessages::resignedKey));
     EXPECT_EQ(readPrefs().proSettings.globalGrid, (GridDimensions{4, 2}));

@@ -2,7 +2,6 @@
 
 #include "Overlay/OverlayViewModel.h"
 #include "Overlay/OverlayWindow.h"
-#include "Platform/AccessibilityTrust.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/System.h"
@@ -22,26 +21,6 @@ struct FakeBeeper : Beeper {
 struct FakeApplication : Application {
     void activateIgnoringOtherApps() override { ++activations; }
     int activations = 0;
-};
-
-struct FakeTrust : AccessibilityTrust {
-    bool isProcessTrustedWithOptions(bool prompt) override
-    {
-        if (prompt)
-            ++prompts;
-        return trusted;
-    }
-    bool trusted = true;
-    int prompts = 0;
-};
-
-struct FakeUrlOpener : UrlOpener {
-    bool openUrl(const QString& url) override
-    {
-        opened.push_back(url);
-        return true;
-    }
-    std::vector<QString> opened;
 };
 
 // Local monitors that tests feed events through, in installation order.
@@ -73,62 +52,70 @@ struct FakeEventMonitor : EventMonitor {
     Token next = 1;
 };
 
-// A panel that records what the presenter does to it.
+// What the presenter did to one panel; outlives the panel itself.
+struct FakePanelRecord {
+    const void* window = nullptr; // the panel's identity while it existed
+    Rect frame;
+    std::shared_ptr<OverlayViewModel> content;
+    bool key = false;
+    bool visible = false;
+    bool closed = false;
+};
+
 class FakeOverlayWindow : public OverlayWindow {
 public:
-    explicit FakeOverlayWindow(std::vector<std::string>* journal, NotificationCenter* center, ScreenRef screen)
-        : m_screen(std::move(screen)), m_journal(journal), m_center(center) {}
+    FakeOverlayWindow(std::vector<std::string>* journal, NotificationCenter* center, ScreenRef screen,
+                      std::shared_ptr<FakePanelRecord> record)
+        : m_screen(std::move(screen)), m_journal(journal), m_center(center), m_record(std::move(record))
+    {
+        m_record->window = this;
+    }
 
-    void setFrame(const Rect& frame) override { m_frame = frame; }
-    void setContent(std::shared_ptr<OverlayViewModel> viewModel) override { content = std::move(viewModel); }
+    void setFrame(const Rect& frame) override { m_record->frame = frame; }
+    void setContent(std::shared_ptr<OverlayViewModel> viewModel) override { m_record->content = std::move(viewModel); }
     void makeKeyAndOrderFront() override
     {
-        m_key = true;
-        m_visible = true;
+        m_record->key = true;
+        m_record->visible = true;
         m_journal->push_back("panel shown");
     }
     void resignKeyWindow() override
     {
         // A real panel announces losing the keyboard; the presenter must not re-enter dismiss.
-        if (m_key) {
-            m_key = false;
+        if (m_record->key) {
+            m_record->key = false;
             m_center->post(PlatformNotifications::windowDidResignKey, this);
         }
     }
-    void orderOut() override { m_visible = false; }
+    void orderOut() override { m_record->visible = false; }
     void close() override
     {
-        closed = true;
+        m_record->closed = true;
         m_journal->push_back("panel closed");
     }
-    Rect frame() const override { return m_frame; }
-    bool isKeyWindow() const override { return m_key; }
-    bool isVisible() const override { return m_visible; }
+    Rect frame() const override { return m_record->frame; }
+    bool isKeyWindow() const override { return m_record->key; }
+    bool isVisible() const override { return m_record->visible; }
     ScreenRef screen() const override { return m_screen; }
 
-    std::shared_ptr<OverlayViewModel> content;
-    bool closed = false;
-    ScreenRef m_screen;
-
 private:
+    ScreenRef m_screen;
     std::vector<std::string>* m_journal;
     NotificationCenter* m_center;
-    Rect m_frame;
-    bool m_key = false;
-    bool m_visible = false;
+    std::shared_ptr<FakePanelRecord> m_record;
 };
 
 struct FakeOverlayWindowFactory : OverlayWindowFactory {
     std::unique_ptr<OverlayWindow> makeOverlayWindow() override
     {
-        auto panel = std::make_unique<FakeOverlayWindow>(journal, center, screenForNext ? screenForNext() : nullptr);
-        made.push_back(panel.get());
-        return panel;
+        made.push_back(std::make_shared<FakePanelRecord>());
+        return std::make_unique<FakeOverlayWindow>(journal, center, screenForNext ? screenForNext() : nullptr,
+                                                   made.back());
     }
     std::vector<std::string>* journal = nullptr;
     NotificationCenter* center = nullptr;
     std::function<ScreenRef()> screenForNext;
-    std::vector<FakeOverlayWindow*> made;
+    std::vector<std::shared_ptr<FakePanelRecord>> made;
 };
 
 // A manipulator that hands out a scripted window and records moves.

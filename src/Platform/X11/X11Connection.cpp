@@ -133,7 +133,8 @@ std::optional<std::vector<std::uint32_t>> X11Connection::list32(xcb_window_t win
     if (!p || p->format != 32 || (type != XCB_ATOM_ANY && p->type != type) || p->itemCount() < minItems)
         return std::nullopt;
     std::vector<std::uint32_t> values(p->itemCount());
-    std::memcpy(values.data(), p->bytes.data(), values.size() * 4);
+    if (!values.empty())
+        std::memcpy(values.data(), p->bytes.data(), values.size() * 4);
     return values;
 }
 

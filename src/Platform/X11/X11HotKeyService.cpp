@@ -343,9 +343,9 @@ bool X11HotKeyService::handleEvent(xcb_generic_event_t* event)
     }
     if (type != XCB_KEY_PRESS && type != XCB_KEY_RELEASE)
         return false;
+    // Registered combinations win wherever their keys arrive: on the root through the passive
+    // grabs, or on one of our windows while it holds the keyboard (the overlay).
     const auto* key = reinterpret_cast<const xcb_key_press_event_t*>(event);
-    if (key->event != m_connection.root())
-        return false;
 
     const std::uint16_t relevant = X11ModMask::all & ~(X11ModMask::lock | m_numLockMask);
     const std::uint16_t state = key->state & relevant;
@@ -374,6 +374,12 @@ bool X11HotKeyService::handleEvent(xcb_generic_event_t* event)
         return true;
     }
     return false;
+}
+
+void X11HotKeyService::forgetHeldKeys()
+{
+    for (auto& [ref, registration] : m_registrations)
+        registration.down = false;
 }
 
 OSStatus X11HotKeyService::dispatch(std::uint32_t kind, const HotKeyEvent& event)

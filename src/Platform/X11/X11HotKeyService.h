@@ -32,6 +32,10 @@ public:
     // raw key event when they asked for those. Gives the handlers' answer, or eventNotHandled.
     OSStatus deliverRawKey(std::uint16_t macKeyCode, std::uint32_t carbonModifiers, bool down);
 
+    // Our keyboard grab ended: releases of held combinations go elsewhere now, so the next press
+    // of one is a new press, not a repeat.
+    void forgetHeldKeys();
+
     // The modifier bit Num Lock sits on (0 when no key carries it).
     std::uint16_t numLockMask() const { return m_numLockMask; }
 

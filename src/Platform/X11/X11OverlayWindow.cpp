@@ -4,6 +4,7 @@
 #include "Grid/ScreenGeometry.h"
 #include "Overlay/UI/OverlayView.h"
 #include "Platform/KeyCodeMap.h"
+#include "Platform/X11/X11HotKeyService.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -24,8 +25,8 @@ constexpr int kGrabRetryMs = 20;
 } // namespace
 
 X11OverlayWindow::X11OverlayWindow(X11Connection& connection, const ScreenList& screens, LocalEventMonitors& monitors,
-                                   NotificationCenter& defaultCenter)
-    : m_connection(connection), m_screens(screens), m_monitors(monitors), m_center(defaultCenter),
+                                   NotificationCenter& defaultCenter, X11HotKeyService* hotKeys)
+    : m_connection(connection), m_screens(screens), m_monitors(monitors), m_center(defaultCenter), m_hotKeys(hotKeys),
       m_view(std::make_unique<OverlayView>())
 {
     m_view->setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
@@ -44,7 +45,7 @@ X11OverlayWindow::~X11OverlayWindow()
         close();
 }
 
-xcb_window_t X11OverlayWindow::xWindow() const { return m_view ? xcb_window_t(m_view->winId()) : XCB_WINDOW_NONE; }
+xcb_window_t X11OverlayWindow::xWindow() const { return m_view ? xcb_window_t(m_view->winId()) : xcb_window_t(XCB_WINDOW_NONE); }
 
 Rect X11OverlayWindow::xRect() const { return flippedRect(m_frame, primaryScreenHeight(m_screens)); }
 
@@ -185,8 +186,12 @@ bool X11OverlayWindow::handleEvent(xcb_generic_event_t* event)
         auto* prop = reinterpret_cast<xcb_property_notify_event_t*>(event);
         if (m_isKey && prop->window == m_connection.root() && prop->atom == m_connection.atom("_NET_ACTIVE_WINDOW")) {
             const auto active = m_connection.windows(m_connection.root(), prop->atom);
-            const xcb_window_t now = active ? active->front() : XCB_WINDOW_NONE;
-            if (now != m_activeAtShow && now != window)
+            const xcb_window_t now = active ? active->front() : xcb_window_t(XCB_WINDOW_NONE);
+            // Some window managers clear the active window when it goes away; that is not the
+            // user moving the focus elsewhere, and the commit will answer for the lost window.
+            const bool targetVanished = now == XCB_WINDOW_NONE && m_activeAtShow != XCB_WINDOW_NONE &&
+                                        !m_connection.windowExists(m_activeAtShow);
+            if (now != m_activeAtShow && now != window && !targetVanished)
                 loseKey(); // another window became active: the overlay lost focus
         }
         return false;
@@ -196,11 +201,19 @@ bool X11OverlayWindow::handleEvent(xcb_generic_event_t* event)
     }
 }
 
+void X11OverlayWindow::releaseKeyboard()
+{
+    if (m_connection.isConnected()) {
+        xcb_ungrab_keyboard(m_connection.connection(), XCB_CURRENT_TIME);
+        m_connection.flush();
+    }
+    if (m_hotKeys)
+        m_hotKeys->forgetHeldKeys();
+}
+
 void X11OverlayWindow::resignKeyWindow()
 {
-    if (m_connection.isConnected())
-        xcb_ungrab_keyboard(m_connection.connection(), XCB_CURRENT_TIME);
-    m_connection.flush();
+    releaseKeyboard();
     loseKey();
 }
 
@@ -216,10 +229,8 @@ void X11OverlayWindow::close()
         return;
     m_closed = true;
     onKeyDown = nullptr;
-    if (m_isKey && m_connection.isConnected()) {
-        xcb_ungrab_keyboard(m_connection.connection(), XCB_CURRENT_TIME);
-        m_connection.flush();
-    }
+    if (m_isKey)
+        releaseKeyboard();
     m_isKey = false;
     if (m_view) {
         m_view->hide();

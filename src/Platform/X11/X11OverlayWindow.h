@@ -10,6 +10,7 @@
 namespace mosaro {
 
 class OverlayView;
+class X11HotKeyService;
 
 // The overlay panel on X11: an override-redirect, click-through window over the display's
 // visible frame that holds an active keyboard grab while shown, so keys reach Mosaro while the
@@ -18,7 +19,7 @@ class OverlayView;
 class X11OverlayWindow final : public OverlayWindow {
 public:
     X11OverlayWindow(X11Connection& connection, const ScreenList& screens, LocalEventMonitors& monitors,
-                     NotificationCenter& defaultCenter);
+                     NotificationCenter& defaultCenter, X11HotKeyService* hotKeys);
     ~X11OverlayWindow() override;
 
     void setFrame(const Rect& frame) override;
@@ -39,6 +40,7 @@ private:
     bool handleEvent(xcb_generic_event_t* event);
     bool grabKeyboard();
     void loseKey();
+    void releaseKeyboard();
     Rect xRect() const;
     bool compositorRunning();
 
@@ -46,6 +48,7 @@ private:
     const ScreenList& m_screens;
     LocalEventMonitors& m_monitors;
     NotificationCenter& m_center;
+    X11HotKeyService* m_hotKeys;
     std::unique_ptr<OverlayView> m_view;
     X11Connection::ListenerId m_listener = 0;
     Rect m_frame;
@@ -57,11 +60,12 @@ private:
 class X11OverlayWindowFactory final : public OverlayWindowFactory {
 public:
     X11OverlayWindowFactory(X11Connection& connection, const ScreenList& screens, LocalEventMonitors& monitors,
-                            NotificationCenter& defaultCenter)
-        : m_connection(connection), m_screens(screens), m_monitors(monitors), m_center(defaultCenter) {}
+                            NotificationCenter& defaultCenter, X11HotKeyService* hotKeys)
+        : m_connection(connection), m_screens(screens), m_monitors(monitors), m_center(defaultCenter),
+          m_hotKeys(hotKeys) {}
     std::unique_ptr<OverlayWindow> makeOverlayWindow() override
     {
-        return std::make_unique<X11OverlayWindow>(m_connection, m_screens, m_monitors, m_center);
+        return std::make_unique<X11OverlayWindow>(m_connection, m_screens, m_monitors, m_center, m_hotKeys);
     }
 
 private:
@@ -69,6 +73,7 @@ private:
     const ScreenList& m_screens;
     LocalEventMonitors& m_monitors;
     NotificationCenter& m_center;
+    X11HotKeyService* m_hotKeys;
 };
 
 } // namespace mosaro

@@ -1,0 +1,601 @@
+// End-to-end tests: the real application on a private X server with a window manager, driven
+// through XTEST and observed through X, its preferences file and its log.
+
+#include "x11/X11TestSession.h"
+
+#include "Diagnostics/LogMessages.h"
+#include "Grid/GridLayout.h"
+#include "Grid/ScreenGeometry.h"
+#include "Platform/KeyEvent.h"
+#include "Platform/X11/X11ScreenList.h"
+#include "Platform/X11/XTestKeyboard.h"
+#include "Preferences/PreferencesFile.h"
+
+#include <QDir>
+#include <QFile>
+
+// The XKB protocol header names a field after a C++ keyword.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace mosaro {
+// Rectangles in failure messages as text rather than bytes.
+[[maybe_unused]] static void PrintTo(const Rect& rect, std::ostream* out) { *out << describe(rect).toStdString(); }
+} // namespace mosaro
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace M = mosaro::LogMessages;
+
+namespace {
+
+constexpr std::uint16_t kA = 0;
+constexpr std::uint16_t kReturn = 36;
+constexpr std::uint16_t kEscape = 53;
+constexpr std::uint16_t kLeft = 123;
+constexpr std::uint16_t kRight = 124;
+constexpr std::uint16_t kDown = 125;
+constexpr std::uint16_t kUp = 126;
+
+constexpr std::uint64_t kNone = 0;
+constexpr std::uint64_t kShift = ModifierFlag::shift;
+constexpr std::uint64_t kAlt = ModifierFlag::option;
+constexpr std::uint64_t kSuper = ModifierFlag::command;
+
+using Key = std::pair<std::uint16_t, std::uint64_t>;
+
+// Every overlay binding on the way to the region (0,0)-(1,1) of a 4 x 3 grid, from the centre of
+// 3 x 2; a key that did anything else would leave another region or size.
+const std::vector<Key> kEveryBinding{
+    {kUp, kNone},    {kRight, kNone},  {kDown, kNone},   {kLeft, kNone},  {kLeft, kNone},  {kUp, kNone},
+    {kRight, kShift}, {kRight, kShift}, {kLeft, kShift}, {kDown, kShift}, {kUp, kShift},  {kDown, kShift},
+    {kRight, kAlt},  {kRight, kAlt},   {kLeft, kAlt},    {kDown, kAlt},   {kDown, kAlt},  {kUp, kAlt},
+};
+const HighlightedRegion kEveryBindingRegion{{0, 0}, {1, 1}};
+
+QString text(const char* s) { return QString::fromUtf8(s); }
+
+std::string str(const Rect& r) { return describe(r).toStdString(); }
+std::string str(const std::vector<Rect>& rects)
+{
+    std::string out;
+    for (const Rect& r : rects)
+        out += str(r) + " ";
+    return out.empty() ? "none" : out;
+}
+
+// The part of a log format before its first argument.
+QString prefixOf(const char* format)
+{
+    const QString f = text(format);
+    const auto at = f.indexOf(QLatin1Char('%'));
+    return at < 0 ? f : f.left(at);
+}
+
+class MosaroAppTest : public ::testing::TestWithParam<const char*> {
+protected:
+    void SetUp() override
+    {
+        session = std::make_unique<X11TestSession>(X11TestSession::Options{1280, 800, QString::fromLatin1(GetParam())});
+        ASSERT_TRUE(session->ok()) << session->error().toStdString();
+        screensConnection = std::make_unique<X11Connection>(session->displayName());
+        screens = std::make_unique<X11ScreenList>(*screensConnection);
+        keyboard = std::make_unique<XTestKeyboard>(session->connection());
+        ASSERT_TRUE(keyboard->isAvailable());
+        watchBells();
+        preferencesPath = session->tempPath() + QStringLiteral("/app-data/Mosaro/preferences.json");
+    }
+
+    void TearDown() override
+    {
+        if (session && appPid > 0)
+            session->stop(appPid);
+    }
+
+    // Runs the application with folders of its own, and waits until its trigger is live.
+    void startApp()
+    {
+        const QString home = session->tempPath();
+        ASSERT_TRUE(QDir().mkpath(home + QStringLiteral("/app-runtime")));
+        QFile::setPermissions(home + QStringLiteral("/app-runtime"),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        // env execs the application in place, so the PID is the application's; its stderr goes
+        // to the session's log file named after the program started.
+        appPid = session->spawn(QStringLiteral("env"),
+                                {QStringLiteral("XDG_DATA_HOME=") + home + QStringLiteral("/app-data"),
+                                 QStringLiteral("XDG_CONFIG_HOME=") + home + QStringLiteral("/app-config"),
+                                 QStringLiteral("XDG_RUNTIME_DIR=") + home + QStringLiteral("/app-runtime"),
+                                 QStringLiteral(MOSARO_APP_PATH), QStringLiteral("--log-stderr"),
+                                 QStringLiteral("--verbose")});
+        ASSERT_GT(appPid, 0);
+        logPath = home + QStringLiteral("/env.log");
+        ASSERT_TRUE(waitForLog(0, text(M::presenterStarted), 20000)) << "the application did not start:\n"
+                                                                      << logText().toStdString();
+    }
+
+    bool appRunning() { return appPid > 0 && ::waitpid(appPid, nullptr, WNOHANG) == 0; }
+
+    // --- the application's log ---
+
+    // Reads what the application has written since the last call.
+    void readLog()
+    {
+        QFile f(logPath);
+        if (!f.open(QIODevice::ReadOnly) || !f.seek(logOffset))
+            return;
+        const QByteArray chunk = f.readAll();
+        const auto lastNewline = chunk.lastIndexOf('\n');
+        if (lastNewline < 0)
+            return;
+        logOffset += lastNewline + 1;
+        for (const QByteArray& line : chunk.left(lastNewline).split('\n'))
+            logLines << QString::fromUtf8(line);
+    }
+    int logMark()
+    {
+        readLog();
+        return int(logLines.size());
+    }
+    // Lines written since the mark that contain the text.
+    QStringList linesSince(int mark, const QString& needle)
+    {
+        readLog();
+        QStringList found;
+        for (int i = mark; i < logLines.size(); ++i)
+            if (logLines[i].contains(needle))
+                found << logLines[i];
+        return found;
+    }
+    bool waitForLog(int mark, const QString& needle, int timeoutMs = 5000)
+    {
+        return session->waitUntil([&] { return !linesSince(mark, needle).isEmpty(); }, timeoutMs);
+    }
+    QString logText(int mark = 0)
+    {
+        readLog();
+        return logLines.mid(mark).join(QLatin1Char('\n'));
+    }
+
+    // --- bells: XKB reports every bell rung on the server ---
+
+    void watchBells()
+    {
+        X11Connection& c = session->connection();
+        xcb_connection_t* conn = c.connection();
+        XcbPtr<xcb_xkb_use_extension_reply_t> use(
+            xcb_xkb_use_extension_reply(conn, xcb_xkb_use_extension(conn, 1, 0), nullptr));
+        ASSERT_TRUE(use && use->supported);
+        const xcb_query_extension_reply_t* ext = xcb_get_extension_data(conn, &xcb_xkb_id);
+        ASSERT_TRUE(ext && ext->present);
+        const std::uint8_t xkbEvent = ext->first_event;
+        ASSERT_TRUE(c.check(xcb_xkb_select_events_checked(conn, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_EVENT_TYPE_BELL_NOTIFY,
+                                                          0, XCB_XKB_EVENT_TYPE_BELL_NOTIFY, 0, 0, nullptr)));
+        c.addEventListener([this, xkbEvent](xcb_generic_event_t* e) {
+            if ((e->response_type & 0x7f) == xkbEvent
+                && reinterpret_cast<xcb_xkb_bell_notify_event_t*>(e)->xkbType == XCB_XKB_BELL_NOTIFY)
+                ++bells;
+            return false;
+        });
+    }
+    // Bells so far. After a round trip every bell the server has rung is among the events read.
+    int bellCount()
+    {
+        X11Connection& c = session->connection();
+        c.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_reply, xcb_get_input_focus(c.connection()));
+        c.processPendingEvents();
+        return bells;
+    }
+    bool waitForBells(int count) { return session->waitUntil([&] { return bells >= count; }); }
+
+    // --- keys ---
+
+    void key(std::uint16_t code, std::uint64_t modifiers = kNone)
+    {
+        ASSERT_TRUE(keyboard->sendKeyCombination(code, modifiers));
+    }
+    void keys(const std::vector<Key>& sequence)
+    {
+        for (const auto& [code, modifiers] : sequence)
+            key(code, modifiers);
+    }
+    // Presses the trigger and waits until the overlay holds the keyboard.
+    void openOverlay()
+    {
+        const int mark = logMark();
+        key(kReturn, kSuper);
+        ASSERT_TRUE(waitForLog(mark, prefixOf(M::panelPresented))) << logText(mark).toStdString();
+        const QStringList presented = linesSince(mark, prefixOf(M::panelPresented));
+        ASSERT_TRUE(presented.front().contains(QStringLiteral("isKey=true"))) << presented.front().toStdString();
+    }
+
+    // Jumps to another display and waits until the overlay there holds the keyboard.
+    void jump(std::uint16_t arrow)
+    {
+        const int mark = logMark();
+        key(arrow, kSuper | kShift);
+        ASSERT_TRUE(waitForLog(mark, prefixOf(M::panelPresented))) << logText(mark).toStdString();
+    }
+
+    // --- windows ---
+
+    X11TestClient client(const QStringList& args)
+    {
+        auto c = session->startClient(args);
+        EXPECT_TRUE(c) << "client did not start: " << args.join(QLatin1Char(' ')).toStdString();
+        return c.value_or(X11TestClient{});
+    }
+
+    // The outer rectangle of the window the WM put around the client, in X root coordinates.
+    Rect wmFrame(xcb_window_t window)
+    {
+        X11Connection& c = session->connection();
+        xcb_window_t top = window;
+        while (true) {
+            auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), top));
+            if (!tree || (*tree)->parent == c.root() || (*tree)->parent == XCB_WINDOW_NONE)
+                break;
+            top = (*tree)->parent;
+        }
+        auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), top));
+        if (!g)
+            return {};
+        const double b = (*g)->border_width;
+        return {double((*g)->x), double((*g)->y), (*g)->width + 2 * b, (*g)->height + 2 * b};
+    }
+    bool managed(xcb_window_t window)
+    {
+        X11Connection& c = session->connection();
+        const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
+        return list && std::count(list->begin(), list->end(), window) > 0;
+    }
+    bool waitForFrame(xcb_window_t window, const Rect& expected)
+    {
+        return session->waitUntil([&] { return wmFrame(window) == expected; });
+    }
+
+    // The application's mapped override-redirect windows (its overlay panels), X root rectangles.
+    std::vector<Rect> overlayWindows()
+    {
+        X11Connection& c = session->connection();
+        std::vector<Rect> found;
+        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), c.root()));
+        if (!tree)
+            return found;
+        const xcb_window_t* children = xcb_query_tree_children(tree->get());
+        for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
+            const xcb_window_t w = children[i];
+            auto attrs = c.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
+                                                                     xcb_get_window_attributes(c.connection(), w));
+            if (!attrs || !(*attrs)->override_redirect || (*attrs)->map_state != XCB_MAP_STATE_VIEWABLE)
+                continue;
+            const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
+            if (!pid || std::int64_t((*pid)[0]) != appPid)
+                continue;
+            auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), w));
+            if (g)
+                found.push_back({double((*g)->x), double((*g)->y), double((*g)->width), double((*g)->height)});
+        }
+        return found;
+    }
+    bool waitForOverlay(const Rect& xRect)
+    {
+        return session->waitUntil([&] { return overlayWindows() == std::vector<Rect>{xRect}; });
+    }
+    bool waitForNoOverlay()
+    {
+        return session->waitUntil([&] { return overlayWindows().empty(); });
+    }
+
+    // --- displays and the grid, as the application should see them ---
+
+    double primaryHeight() { return primaryScreenHeight(*screens); }
+    ScreenRef screenAt(std::size_t index)
+    {
+        const auto all = screens->screens();
+        return index < all.size() ? all[index] : nullptr;
+    }
+    // The visible frame of a display in X root coordinates.
+    Rect xVisible(const ScreenRef& screen) { return flippedRect(screen->visibleFrame(), primaryHeight()); }
+    // Where a committed window lands, in X root coordinates.
+    Rect expectedFrame(const ScreenRef& screen, GridDimensions grid, double margin, const HighlightedRegion& region)
+    {
+        const GridLayout layout{grid.columns, grid.rows, screen->visibleFrame(), margin};
+        return flippedRect(layout.frameFor(region), primaryHeight());
+    }
+
+    std::optional<Preferences> storedPreferences()
+    {
+        if (!QFile::exists(preferencesPath))
+            return std::nullopt;
+        auto loaded = loadPreferences(preferencesPath);
+        return loaded ? std::optional<Preferences>(*loaded) : std::nullopt;
+    }
+
+    std::unique_ptr<X11TestSession> session;
+    std::unique_ptr<X11Connection> screensConnection;
+    std::unique_ptr<X11ScreenList> screens;
+    std::unique_ptr<XTestKeyboard> keyboard;
+    pid_t appPid = -1;
+    QString logPath;
+    qint64 logOffset = 0;
+    QStringList logLines;
+    int bells = 0;
+    QString preferencesPath;
+};
+
+} // namespace
+
+// The trigger shows the overlay over the visible frame of the focused window's display and
+// closes it again; Escape and an unbound key close it too; none of this moves the window, rings
+// the bell or writes the preferences, not even a resize undone before closing. A jump with one
+// display is refused with a bell and leaves the overlay up.
+TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWindow)
+{
+    const auto dock = client({"--dock-strut", "bottom:40"});
+    ASSERT_TRUE(session->waitUntil([&] { return xVisible(screenAt(0)) == Rect{0, 0, 1280, 760}; }))
+        << str(xVisible(screenAt(0)));
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const auto target = client({"--title", "Target", "--geometry", "400x300+120+90"});
+    ASSERT_TRUE(session->activateWindow(target.window));
+    const Rect before = wmFrame(target.window);
+
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    EXPECT_TRUE(waitForOverlay(Rect{0, 0, 1280, 760})) << str(overlayWindows());
+    int mark = logMark();
+    key(kReturn, kSuper);
+    EXPECT_TRUE(waitForNoOverlay()) << str(overlayWindows());
+    EXPECT_TRUE(waitForLog(mark, text(M::triggerWhileVisible)))
+        << "the trigger did not reach the trigger handler while the overlay was up:\n" << logText(mark).toStdString();
+
+    // Escape, then an unbound letter.
+    for (const std::uint16_t closer : {kEscape, kA}) {
+        ASSERT_NO_FATAL_FAILURE(openOverlay());
+        mark = logMark();
+        key(closer);
+        EXPECT_TRUE(waitForNoOverlay()) << "key " << closer;
+        EXPECT_TRUE(waitForLog(mark, text(M::overlayDismiss))) << logText(mark).toStdString();
+    }
+
+    // A resize taken back before closing, and a jump with nowhere to go.
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    mark = logMark();
+    keys({{kRight, kAlt}, {kLeft, kAlt}, {kRight, kSuper | kShift}});
+    EXPECT_TRUE(waitForBells(1));
+    EXPECT_TRUE(waitForLog(mark, text(M::crossDisplaySingle))) << logText(mark).toStdString();
+    EXPECT_EQ(overlayWindows(), std::vector<Rect>{(Rect{0, 0, 1280, 760})}) << "the overlay stays";
+    key(kEscape);
+    EXPECT_TRUE(waitForNoOverlay());
+    EXPECT_TRUE(waitForLog(mark, text(M::overlayDismiss)));
+
+    EXPECT_EQ(wmFrame(target.window), before) << str(wmFrame(target.window));
+    EXPECT_EQ(session->activeWindow(), target.window);
+    EXPECT_EQ(bellCount(), 1);
+    EXPECT_FALSE(QFile::exists(preferencesPath));
+    EXPECT_TRUE(linesSince(0, prefixOf(M::persistedGlobalResize)).isEmpty());
+    EXPECT_TRUE(appRunning());
+    session->stopClient(dock);
+}
+
+// Every binding has its effect on the final placement: the window lands exactly on the frame
+// of the region on the visible frame beside a dock, with margin 0 and with margin 10. The grid
+// size is written back when the overlay closes: as the global grid, or with per-display mode
+// as the display's own size, which the next session starts from.
+TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
+{
+    const auto dock = client({"--dock-strut", "bottom:40"});
+    ASSERT_TRUE(session->waitUntil([&] { return xVisible(screenAt(0)) == Rect{0, 0, 1280, 760}; }));
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const auto target = client({"--title", "Target", "--geometry", "400x300+120+90"});
+    ASSERT_TRUE(session->activateWindow(target.window));
+    const ScreenRef screen = screenAt(0);
+    const QString displayName = screen->localizedName();
+
+    // No preferences yet: 3 x 2, margin 0, saved as the global grid.
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    int mark = logMark();
+    keys(kEveryBinding);
+    key(kReturn);
+    const Rect plain = expectedFrame(screen, {4, 3}, 0, kEveryBindingRegion);
+    EXPECT_EQ(plain, (Rect{0, 0, 640, 507}));
+    EXPECT_TRUE(waitForFrame(target.window, plain))
+        << str(wmFrame(target.window)) << "\n" << logText(mark).toStdString();
+    EXPECT_TRUE(waitForNoOverlay());
+    ASSERT_TRUE(waitForLog(mark, prefixOf(M::commitMove))) << logText(mark).toStdString();
+    EXPECT_FALSE(linesSince(mark, QStringLiteral("persisted global resize: 4×3")).isEmpty())
+        << logText(mark).toStdString();
+    auto stored = storedPreferences();
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->proSettings.globalGrid, (GridDimensions{4, 3}));
+    EXPECT_TRUE(stored->proSettings.perDisplayGrids.overrides.empty());
+
+    // Margin 10 and per-display mode.
+    Preferences prefs;
+    prefs.proSettings.margin = 10;
+    prefs.proSettings.perDisplayMode = true;
+    prefs.proSettings.perDisplayGrids.overrides[QStringLiteral("elsewhere")] = {7, 7};
+    ASSERT_TRUE(savePreferences(prefs, preferencesPath));
+    ASSERT_TRUE(session->activateWindow(target.window));
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    mark = logMark();
+    keys(kEveryBinding);
+    key(kReturn);
+    const Rect margined = expectedFrame(screen, {4, 3}, 10, kEveryBindingRegion);
+    EXPECT_EQ(margined, (Rect{10, 10, 625, 488}));
+    EXPECT_TRUE(waitForFrame(target.window, margined))
+        << str(wmFrame(target.window)) << "\n" << logText(mark).toStdString();
+    ASSERT_TRUE(waitForLog(mark, prefixOf(M::commitMove))) << logText(mark).toStdString();
+    EXPECT_FALSE(linesSince(mark, QStringLiteral("persisted resize for display '%1': 4×3").arg(displayName)).isEmpty())
+        << logText(mark).toStdString();
+    stored = storedPreferences();
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->proSettings.globalGrid, (GridDimensions{3, 2}));
+    EXPECT_EQ(stored->proSettings.perDisplayGrids.overrides,
+              (std::map<QString, GridDimensions>{{QStringLiteral("elsewhere"), {7, 7}}, {displayName, {4, 3}}}));
+    EXPECT_EQ(stored->proSettings.margin, 10);
+
+    // The display's 4 x 3 is where the next session starts; a resize closed with Escape is saved
+    // too, and the window stays where it is.
+    const Rect placed = wmFrame(target.window);
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    mark = logMark();
+    keys({{kUp, kAlt}, {kUp, kAlt}});
+    key(kEscape);
+    EXPECT_TRUE(waitForNoOverlay());
+    EXPECT_TRUE(waitForLog(mark, QStringLiteral("persisted resize for display '%1': 4×1").arg(displayName)))
+        << logText(mark).toStdString();
+    stored = storedPreferences();
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->proSettings.perDisplayGrids.overrides[displayName], (GridDimensions{4, 1}));
+    EXPECT_EQ(stored->proSettings.globalGrid, (GridDimensions{3, 2}));
+
+    // The centre cell of 4 x 1 is column 2.
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    key(kReturn);
+    EXPECT_TRUE(waitForFrame(target.window, expectedFrame(screen, {4, 1}, 10, {{2, 0}, {2, 0}})))
+        << str(wmFrame(target.window)) << " was " << str(placed);
+    EXPECT_EQ(bellCount(), 0);
+    session->stopClient(dock);
+}
+
+// With two monitors of different heights, the overlay opens on the monitor that holds the
+// window; jumps go to the other monitor either way, saving a resize for the monitor left, and
+// Return places the window on the centre cell of the grid of the monitor the overlay is on.
+TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
+{
+    ASSERT_TRUE(session->xrandrSetMonitors({{QStringLiteral("left"), 0, 0, 640, 800, true},
+                                            {QStringLiteral("right"), 640, 0, 640, 600, false}}));
+    ASSERT_TRUE(session->waitUntil([&] { return screens->screens().size() == 2; }));
+    const ScreenRef left = screenAt(0), right = screenAt(1);
+    ASSERT_EQ(xVisible(left), (Rect{0, 0, 640, 800}));
+    ASSERT_EQ(xVisible(right), (Rect{640, 0, 640, 600}));
+    ASSERT_NE(left->localizedName(), right->localizedName());
+
+    Preferences prefs;
+    prefs.proSettings.perDisplayMode = true;
+    prefs.proSettings.margin = 4;
+    prefs.proSettings.perDisplayGrids.overrides[right->localizedName()] = {2, 3};
+    ASSERT_TRUE(savePreferences(prefs, preferencesPath));
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const auto target = client({"--title", "Traveller", "--geometry", "300x200+60+50"});
+    ASSERT_TRUE(session->activateWindow(target.window));
+
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    EXPECT_TRUE(waitForOverlay(xVisible(left))) << str(overlayWindows());
+    int mark = logMark();
+    key(kRight, kAlt);
+    ASSERT_NO_FATAL_FAILURE(jump(kRight));
+    EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
+    EXPECT_TRUE(waitForLog(mark, QStringLiteral("cross-display jump (next): %1 → %2")
+                                     .arg(left->localizedName(), right->localizedName())))
+        << logText(mark).toStdString();
+    // The resize was saved for the monitor left before the jump.
+    auto stored = storedPreferences();
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->proSettings.perDisplayGrids.overrides[left->localizedName()], (GridDimensions{4, 2}));
+
+    mark = logMark();
+    ASSERT_NO_FATAL_FAILURE(jump(kLeft));
+    EXPECT_TRUE(waitForOverlay(xVisible(left))) << str(overlayWindows());
+    EXPECT_TRUE(waitForLog(mark, QStringLiteral("cross-display jump (previous): %1 → %2")
+                                     .arg(right->localizedName(), left->localizedName())))
+        << logText(mark).toStdString();
+    ASSERT_NO_FATAL_FAILURE(jump(kRight));
+    EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
+    // A move on the right monitor's 2 x 3 grid before committing: from the centre (1,1) down.
+    key(kDown);
+    key(kReturn);
+    const Rect landed = expectedFrame(right, {2, 3}, 4, {{1, 2}, {1, 2}});
+    EXPECT_EQ(landed, (Rect{962, 401, 314, 195}));
+    EXPECT_TRUE(waitForFrame(target.window, landed)) << str(wmFrame(target.window)) << "\n"
+                                                      << logText(mark).toStdString();
+    EXPECT_TRUE(waitForNoOverlay());
+
+    // The window is on the right monitor now, and so is the next overlay.
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
+    key(kEscape);
+    EXPECT_TRUE(waitForNoOverlay());
+    EXPECT_EQ(wmFrame(target.window), landed);
+    EXPECT_EQ(bellCount(), 0);
+}
+
+// Full-screen and fixed-size windows are refused with a bell and no overlay. A window that
+// disappears while the overlay is up makes the commit fail with a bell; the application carries
+// on and the next trigger places another window.
+TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
+{
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const QString notTileable = prefixOf(M::notTileable);
+
+    const auto full = client({"--title", "Full", "--fullscreen"});
+    ASSERT_TRUE(session->activateWindow(full.window));
+    ASSERT_TRUE(waitForFrame(full.window, Rect{0, 0, 1280, 800}));
+    int mark = logMark();
+    key(kReturn, kSuper);
+    EXPECT_TRUE(waitForBells(1));
+    ASSERT_TRUE(waitForLog(mark, notTileable)) << logText(mark).toStdString();
+    EXPECT_TRUE(linesSince(mark, notTileable).front().contains(QStringLiteral("fullscreen=true minimized=false")));
+    EXPECT_TRUE(overlayWindows().empty());
+    EXPECT_TRUE(linesSince(mark, prefixOf(M::panelPresented)).isEmpty());
+    session->stopClient(full);
+
+    const auto fixed = client({"--title", "Fixed", "--fixed-size", "--geometry", "300x200+100+100"});
+    ASSERT_TRUE(session->activateWindow(fixed.window));
+    const Rect fixedFrame = wmFrame(fixed.window);
+    mark = logMark();
+    key(kReturn, kSuper);
+    EXPECT_TRUE(waitForBells(2));
+    ASSERT_TRUE(waitForLog(mark, notTileable)) << logText(mark).toStdString();
+    EXPECT_TRUE(linesSince(mark, notTileable).front().contains(QStringLiteral("resizable=false")));
+    EXPECT_TRUE(overlayWindows().empty());
+    EXPECT_EQ(wmFrame(fixed.window), fixedFrame);
+    session->stopClient(fixed);
+
+    // The target goes away under the overlay.
+    const auto doomed = client({"--title", "Doomed", "--geometry", "300x200+100+100"});
+    ASSERT_TRUE(session->activateWindow(doomed.window));
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    session->stopClient(doomed);
+    ASSERT_TRUE(session->waitUntil(
+        [&] { return !session->connection().windowExists(doomed.window) && !managed(doomed.window); }));
+    // The overlay still holds the keyboard: no other window became active.
+    mark = logMark();
+    key(kUp);
+    const bool overlayKept = waitForLog(mark, QStringLiteral("keyDown keyCode=126"));
+    EXPECT_TRUE(overlayKept) << "the overlay closed when its target vanished (active window now 0x" << std::hex
+                             << session->activeWindow() << "):\n" << logText(mark).toStdString();
+    if (overlayKept) {
+        key(kReturn);
+        EXPECT_TRUE(waitForLog(mark, prefixOf(M::commitFailed))) << logText(mark).toStdString();
+        EXPECT_TRUE(waitForBells(3));
+        EXPECT_TRUE(waitForNoOverlay());
+    }
+    EXPECT_TRUE(appRunning());
+
+    const int bellsBefore = bellCount();
+    const auto survivor = client({"--title", "Survivor", "--geometry", "300x200+500+300"});
+    ASSERT_TRUE(session->activateWindow(survivor.window));
+    ASSERT_NO_FATAL_FAILURE(openOverlay());
+    key(kReturn);
+    EXPECT_TRUE(waitForFrame(survivor.window, expectedFrame(screenAt(0), {3, 2}, 0, {{1, 1}, {1, 1}})))
+        << str(wmFrame(survivor.window));
+    EXPECT_EQ(bellCount(), bellsBefore);
+    EXPECT_TRUE(appRunning());
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowManagers, MosaroAppTest, ::testing::Values("openbox", "icewm"));
