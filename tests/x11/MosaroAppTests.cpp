@@ -240,23 +240,7 @@ protected:
         return c.value_or(X11TestClient{});
     }
 
-    // The outer rectangle of the window the WM put around the client, in X root coordinates.
-    Rect wmFrame(xcb_window_t window)
-    {
-        X11Connection& c = session->connection();
-        xcb_window_t top = window;
-        while (true) {
-            auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), top));
-            if (!tree || (*tree)->parent == c.root() || (*tree)->parent == XCB_WINDOW_NONE)
-                break;
-            top = (*tree)->parent;
-        }
-        auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), top));
-        if (!g)
-            return {};
-        const double b = (*g)->border_width;
-        return {double((*g)->x), double((*g)->y), (*g)->width + 2 * b, (*g)->height + 2 * b};
-    }
+    Rect wmFrame(xcb_window_t window) { return session->outerFrame(window); }
     bool managed(xcb_window_t window)
     {
         X11Connection& c = session->connection();

@@ -111,6 +111,23 @@ QString readFileTail(const QString& path)
 
 } // namespace
 
+Rect X11Session::outerFrame(xcb_window_t window)
+{
+    X11Connection& c = connection();
+    xcb_window_t top = window;
+    while (true) {
+        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), top));
+        if (!tree || (*tree)->parent == c.root() || (*tree)->parent == XCB_WINDOW_NONE)
+            break;
+        top = (*tree)->parent;
+    }
+    auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), top));
+    if (!g)
+        return {};
+    const double b = (*g)->border_width;
+    return {double((*g)->x), double((*g)->y), (*g)->width + 2 * b, (*g)->height + 2 * b};
+}
+
 QString testClientPath()
 {
     const QFileInfo self(QStringLiteral("/proc/self/exe"));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Geometry.h"
 #include "Platform/X11/X11Connection.h"
 
 #include <QString>
@@ -85,6 +86,10 @@ public:
     bool changeWmState(xcb_window_t window, int action, const char* state1, const char* state2 = nullptr);
     // Asks the WM to iconify the window (ICCCM WM_CHANGE_STATE).
     bool iconify(xcb_window_t window);
+
+    // The rectangle of the window the WM put around the client (the client itself if none), in
+    // root coordinates, read from the window tree rather than from any property.
+    Rect outerFrame(xcb_window_t window);
 
     // Polls the condition (processing events in between) until it holds or the time is up.
     bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 5000);
