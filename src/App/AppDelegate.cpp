@@ -56,7 +56,7 @@ void AppDelegate::applicationDidFinishLaunching()
 void AppDelegate::windowWillClose(const Notification& note)
 {
     // The overlay panel has no title bar, so closing it never hides the application.
-    if (!note.userInfo.value(windowIsTitledKey).toBool())
+    if (!note.userInfo.value(PlatformNotifications::windowIsTitledKey).toBool())
         return;
     std::weak_ptr<bool> alive = m_alive;
     m_env.scheduler.scheduleOnce(0.1, [this, alive] {

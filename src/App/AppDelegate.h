@@ -61,7 +61,4 @@ private:
     std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 };
 
-// A window that closes announces whether it has a title bar under this user-info key.
-inline const QString windowIsTitledKey = QStringLiteral("titled");
-
 } // namespace mosaro

@@ -6,6 +6,8 @@
 #include "Diagnostics/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
+#include "Permission/OnboardingPresenter.h"
+#include "Permission/UI/OnboardingWidget.h"
 #include "Platform/FileDefaultsStore.h"
 #include "Platform/LocalEventMonitors.h"
 #include "Platform/QtScheduler.h"
@@ -126,6 +128,7 @@ int main(int argc, char** argv)
     KeyboardShortcuts::configure({&defaults, &hotKeys, &layout, &defaultCenter});
     KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));
 
+    QtOnboardingWindowFactory welcomeWindows(defaultCenter);
     AppDelegate delegate(AppEnvironment{
         accessibility,
         trust,
@@ -135,7 +138,11 @@ int main(int argc, char** argv)
         application,
         OverlayPlatform{screens, beeper, application, monitors, panels, defaultCenter, workspaceCenter,
                         preferencesFileURL()},
-        {},
+        [&](std::function<void()> onContinue) {
+            auto& onboarding = OnboardingPresenter::shared();
+            onboarding.configure(delegate.permissionGate(), &welcomeWindows, &application);
+            onboarding.showIfNeeded(std::move(onContinue));
+        },
     });
 
     quitOnSignals(app);

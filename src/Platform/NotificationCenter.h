@@ -49,6 +49,8 @@ inline const QString activeSpaceDidChange = QStringLiteral("NSWorkspaceActiveSpa
 inline const QString screenParametersDidChange = QStringLiteral("NSApplicationDidChangeScreenParametersNotification");
 inline const QString menuDidBeginTracking = QStringLiteral("NSMenuDidBeginTrackingNotification");
 inline const QString menuDidEndTracking = QStringLiteral("NSMenuDidEndTrackingNotification");
+// A closing window tells in its user info whether it has a title bar.
+inline const QString windowIsTitledKey = QStringLiteral("titled");
 } // namespace PlatformNotifications
 
 } // namespace mosaro

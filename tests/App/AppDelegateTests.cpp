@@ -120,21 +120,21 @@ TEST_F(AppDelegateTest, ClosingTheLastTitledWindowHidesTheApplicationShortlyAfte
 {
     delegate->applicationDidFinishLaunching();
     int panel = 0;
-    center.post(PlatformNotifications::windowWillClose, &panel, {{windowIsTitledKey, false}});
+    center.post(PlatformNotifications::windowWillClose, &panel, {{PlatformNotifications::windowIsTitledKey, false}});
     EXPECT_TRUE(scheduler.timers.size() == 1u); // only the poll: untitled windows never hide anything
 
-    center.post(PlatformNotifications::windowWillClose, &panel, {{windowIsTitledKey, true}});
+    center.post(PlatformNotifications::windowWillClose, &panel, {{PlatformNotifications::windowIsTitledKey, true}});
     desktop.titledVisible = true; // the welcome window is still open
     runOneShotTimers();
     EXPECT_EQ(desktop.hides, 0);
 
-    center.post(PlatformNotifications::windowWillClose, &panel, {{windowIsTitledKey, true}});
+    center.post(PlatformNotifications::windowWillClose, &panel, {{PlatformNotifications::windowIsTitledKey, true}});
     desktop.titledVisible = false;
     desktop.active = false; // not active: nothing
     runOneShotTimers();
     EXPECT_EQ(desktop.hides, 0);
 
-    center.post(PlatformNotifications::windowWillClose, &panel, {{windowIsTitledKey, true}});
+    center.post(PlatformNotifications::windowWillClose, &panel, {{PlatformNotifications::windowIsTitledKey, true}});
     desktop.active = true;
     runOneShotTimers();
     EXPECT_EQ(desktop.hides, 1);
@@ -162,7 +162,7 @@ TEST_F(AppDelegateTest, TerminationSavesAResizedGridAndDisablesTheTrigger)
 
     // Closing a window after termination changes nothing.
     int window = 0;
-    center.post(PlatformNotifications::windowWillClose, &window, {{windowIsTitledKey, true}});
+    center.post(PlatformNotifications::windowWillClose, &window, {{PlatformNotifications::windowIsTitledKey, true}});
     runOneShotTimers();
     EXPECT_EQ(desktop.hides, 0);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/AppDelegate.h"
+#include "Permission/OnboardingPresenter.h"
 #include "Platform/System.h"
 #include "Platform/X11/X11Connection.h"
 
@@ -15,10 +16,13 @@ public:
     bool openUrl(const QString& url) override;
 };
 
-class X11Application final : public Application, public DesktopSession {
+class X11Application final : public Application, public DesktopSession, public ActivationPolicy {
 public:
     explicit X11Application(X11Connection& connection) : m_connection(connection) {}
     void activateIgnoringOtherApps() override;
+    // An X desktop lists every mapped top-level window in its task bar by itself; there is no
+    // separate application icon to show or hide.
+    void setActivationPolicy(ActivationPolicy::Kind) override {}
     bool isActive() const override;
     bool hasVisibleTitledWindow() const override;
     void hide() override;
