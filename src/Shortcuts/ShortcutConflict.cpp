@@ -37,6 +37,15 @@ std::optional<ShortcutConflict> findShortcutConflict(std::int64_t keyCode, std::
         if (entry.keyCode == keyCode && entry.modifiers == flags)
             return ShortcutConflict::withSystemShortcut(QString::fromUtf8(entry.name));
     }
+    if (const auto action = actionHoldingShortcut(keyCode, carbonModifiers, excluded))
+        return ShortcutConflict::withAction(*action);
+    return std::nullopt;
+}
+
+std::optional<HotkeyAction> actionHoldingShortcut(std::int64_t keyCode, std::int64_t carbonModifiers,
+                                                  const KeyboardShortcuts::Name& excluded)
+{
+    const std::uint64_t flags = KeyboardShortcuts::appKitFromCarbon(carbonModifiers) & ModifierFlag::comparedMask;
     for (HotkeyAction action : allHotkeyActions()) {
         const auto name = nameFor(action);
         if (name == excluded)
@@ -45,7 +54,7 @@ std::optional<ShortcutConflict> findShortcutConflict(std::int64_t keyCode, std::
         if (!stored || stored->carbonKeyCode != keyCode)
             continue;
         if ((KeyboardShortcuts::appKitFromCarbon(stored->carbonModifiers) & ModifierFlag::comparedMask) == flags)
-            return ShortcutConflict::withAction(action);
+            return action;
     }
     return std::nullopt;
 }

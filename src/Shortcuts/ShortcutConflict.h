@@ -42,6 +42,10 @@ const std::array<SystemShortcut, 16>& systemShortcutTable();
 
 // A system shortcut first, then another action's stored shortcut (never the excluded name's);
 // built-in overlay bindings do not count.
+// The first action, in declaration order and other than the excluded one, whose stored shortcut
+// has this key and these modifiers.
+std::optional<HotkeyAction> actionHoldingShortcut(std::int64_t keyCode, std::int64_t carbonModifiers,
+                                                  const KeyboardShortcuts::Name& excluded);
 std::optional<ShortcutConflict> findShortcutConflict(std::int64_t keyCode, std::int64_t carbonModifiers,
                                                      const KeyboardShortcuts::Name& excluded);
 

@@ -45,9 +45,11 @@ bool applyCapturedShortcut(HotkeyAction action, const KeyboardShortcuts::Shortcu
     if (conflict) {
         if (!confirm || !confirm(*conflict))
             return false;
-        // The alert promised the other action would be left without a binding; make it so.
-        if (conflict->kind == ShortcutConflict::Kind::anotherAction)
-            store(conflict->action, std::nullopt);
+        // Every other action holding these keys is left without a binding, as the alert says
+        // for one of them; otherwise the earlier one in the decoding order would silently win.
+        // The alert may have named a system shortcut instead, so look at all of them.
+        while (const auto other = actionHoldingShortcut(shortcut.carbonKeyCode, shortcut.carbonModifiers, nameFor(action)))
+            store(*other, std::nullopt);
     }
     store(action, shortcut);
     return true;

@@ -123,6 +123,15 @@ TEST_F(ShortcutRecorderTest, UseAnywayLeavesTheOtherActionUnbound)
     EXPECT_EQ(storedValue(HotkeyAction::trigger), QVariant(false));
     EXPECT_TRUE(hotKeys.live.empty());
     EXPECT_EQ(stored(HotkeyAction::confirm), Shortcut(36, 256));
+
+    // Keys that are a system shortcut and another action's too: the alert names the system
+    // shortcut, and the other action is still left unbound.
+    const Shortcut commandSpace = capturedShortcut(49, Flag::command);
+    KeyboardShortcuts::storeActionShortcut(commandSpace, nameFor(HotkeyAction::navigateLeft));
+    EXPECT_TRUE(applyCapturedShortcut(HotkeyAction::navigateRight, commandSpace, answering(true)));
+    EXPECT_EQ(asked.back(), ShortcutConflict::withSystemShortcut("Spotlight"));
+    EXPECT_FALSE(stored(HotkeyAction::navigateLeft));
+    EXPECT_EQ(stored(HotkeyAction::navigateRight), commandSpace);
 }
 
 TEST_F(ShortcutRecorderTest, TriggerRowGoesThroughThePackage)
