@@ -14,10 +14,7 @@
 #include <QDir>
 #include <QFile>
 
-// The XKB protocol header names a field after a C++ keyword.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
+#include "Platform/X11/XcbXkb.h"
 
 #include <gtest/gtest.h>
 

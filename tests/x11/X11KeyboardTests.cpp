@@ -9,10 +9,7 @@
 
 #include <QStandardPaths>
 
-// The XKB protocol header names a field after a C++ keyword.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
+#include "Platform/X11/XcbXkb.h"
 
 #include <gtest/gtest.h>
 

@@ -3,10 +3,7 @@
 #include "Diagnostics/Log.h"
 #include "Platform/KeyCodeMap.h"
 
-// The XKB protocol header names a field after a C++ keyword.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
+#include "Platform/X11/XcbXkb.h"
 
 #include <algorithm>
 
