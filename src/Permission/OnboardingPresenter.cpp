@@ -39,9 +39,12 @@ void OnboardingPresenter::show(std::function<void()> continueAction)
     m_window->onContinue = [this, alive, continueAction = std::move(continueAction)] {
         if (!alive.lock())
             return;
-        closeWindow();
-        if (continueAction)
-            continueAction();
+        // Closing drops this callback and its captures: keep what is needed after it.
+        const std::function<void()> action = continueAction;
+        OnboardingPresenter* const self = this;
+        self->closeWindow();
+        if (action)
+            action();
     };
     m_window->onSkip = [this, alive] {
         if (alive.lock())
