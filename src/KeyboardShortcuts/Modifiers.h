@@ -1,18 +1,13 @@
 #pragma once
 
+#include "Platform/KeyEvent.h"
+
 #include <QString>
 #include <cstdint>
 
 namespace mosaro::KeyboardShortcuts {
 
-// Carbon modifier mask bits.
-namespace CarbonModifier {
-inline constexpr std::int64_t command = 0x100;
-inline constexpr std::int64_t shift = 0x200;
-inline constexpr std::int64_t option = 0x800;
-inline constexpr std::int64_t control = 0x1000;
-inline constexpr std::int64_t function = 0x20000;
-} // namespace CarbonModifier
+namespace CarbonModifier = ::mosaro::CarbonModifier;
 
 // Bit-by-bit translation between key-event modifier flags and the Carbon mask; bits outside
 // Shift, Control, Option, Command and Function are dropped in both directions.

@@ -1,5 +1,6 @@
 #include "Overlay/OverlayKeyDecoder.h"
 
+#include "KeyboardShortcuts/Key.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
 #include "Platform/KeyEvent.h"
@@ -8,13 +9,14 @@ namespace mosaro {
 
 namespace {
 
-constexpr std::uint16_t returnKey = 36;
-constexpr std::uint16_t keypadEnter = 76;
-constexpr std::uint16_t escape = 53;
-constexpr std::uint16_t leftArrow = 123;
-constexpr std::uint16_t rightArrow = 124;
-constexpr std::uint16_t downArrow = 125;
-constexpr std::uint16_t upArrow = 126;
+using KeyboardShortcuts::Key;
+constexpr std::int64_t returnKey = Key::returnKey.rawValue;
+constexpr std::int64_t keypadEnter = Key::keypadEnter.rawValue;
+constexpr std::int64_t escape = Key::escape.rawValue;
+constexpr std::int64_t leftArrow = Key::leftArrow.rawValue;
+constexpr std::int64_t rightArrow = Key::rightArrow.rawValue;
+constexpr std::int64_t downArrow = Key::downArrow.rawValue;
+constexpr std::int64_t upArrow = Key::upArrow.rawValue;
 
 std::optional<OverlayInput> recordedBinding(std::uint16_t keyCode, std::uint64_t flags)
 {

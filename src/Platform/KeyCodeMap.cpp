@@ -9,11 +9,10 @@ namespace mosaro {
 
 namespace {
 
-// Shortcut modifier-mask bits.
-constexpr std::uint32_t carbonCommand = 0x100;
-constexpr std::uint32_t carbonShift = 0x200;
-constexpr std::uint32_t carbonOption = 0x800;
-constexpr std::uint32_t carbonControl = 0x1000;
+constexpr auto carbonCommand = std::uint32_t(CarbonModifier::command);
+constexpr auto carbonShift = std::uint32_t(CarbonModifier::shift);
+constexpr auto carbonOption = std::uint32_t(CarbonModifier::option);
+constexpr auto carbonControl = std::uint32_t(CarbonModifier::control);
 
 // Ordered by virtual key code so lookups in that direction can bisect.
 constexpr KeyCodeMapping table[] = {

@@ -20,6 +20,15 @@ inline constexpr std::uint64_t function = 0x800000;
 inline constexpr std::uint64_t comparedMask = shift | control | option | command; // 0x1E0000
 } // namespace ModifierFlag
 
+// Modifier-mask bits of a stored shortcut.
+namespace CarbonModifier {
+inline constexpr std::int64_t command = 0x100;
+inline constexpr std::int64_t shift = 0x200;
+inline constexpr std::int64_t option = 0x800;
+inline constexpr std::int64_t control = 0x1000;
+inline constexpr std::int64_t function = 0x20000;
+} // namespace CarbonModifier
+
 // Event-type mask bits for local monitors.
 namespace EventMask {
 inline constexpr std::uint64_t keyDown = 1u << 10;
