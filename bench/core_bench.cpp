@@ -73,7 +73,8 @@ int main()
         prefs.proSettings.perDisplayGrids.overrides[QStringLiteral("Display %1").arg(i)] = {4, 3};
     const double save = nanosecondsPerCall(500, [&](int) { (void)savePreferences(prefs, path); });
     std::printf("save preferences.json (16 overrides, atomic write):       %8.1f us\n", save / 1000);
-    const double load = nanosecondsPerCall(2000, [&](int) { sink = sink + double(loadPreferences(path)->schemaVersion); });
+    const double load =
+        nanosecondsPerCall(2000, [&](int) { sink = sink + double(loadPreferences(path)->schemaVersion); });
     std::printf("load preferences.json (read on every showing):            %8.1f us\n", load / 1000);
 
     rusage usage{};

@@ -8,7 +8,8 @@ namespace mosaro {
 
 namespace M = LogMessages;
 
-AppDelegate::AppDelegate(AppEnvironment environment) : m_env(std::move(environment)) {}
+AppDelegate::AppDelegate(AppEnvironment environment) : m_env(std::move(environment))
+{}
 
 AppDelegate::~AppDelegate()
 {
@@ -30,11 +31,11 @@ void AppDelegate::applicationDidFinishLaunching()
     Log::lifecycle().info(M::presenterStarted);
 
     std::weak_ptr<bool> alive = m_alive;
-    m_windowCloseObserver = m_env.overlay.defaultCenter.addObserver(
-        PlatformNotifications::windowWillClose, nullptr, [this, alive](const Notification& note) {
-            if (alive.lock())
-                windowWillClose(note);
-        });
+    m_windowCloseObserver = m_env.overlay.defaultCenter.addObserver(PlatformNotifications::windowWillClose, nullptr,
+                                                                    [this, alive](const Notification& note) {
+                                                                        if (alive.lock())
+                                                                            windowWillClose(note);
+                                                                    });
 
     auto& monitor = AccessibilityStatusMonitor::shared();
     monitor.configure(m_gate.get(), &m_env.scheduler);

@@ -1,8 +1,8 @@
 // Mosaro: a keyboard-driven window tiler for X11 desktops.
 
 #include "App/AppDelegate.h"
-#include "App/X11/DesktopServices.h"
 #include "App/X11/Demo.h"
+#include "App/X11/DesktopServices.h"
 #include "Diagnostics/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
@@ -97,9 +97,9 @@ int main(int argc, char** argv)
     if (verbose)
         Log::setMinimumLevel(Log::Level::debug);
     // --log-stdout and --log-stderr echo the log for whoever started us (tests, the demo).
-    installLogSinks(hasArgument(argc, argv, "--log-stdout")                 ? stdout
+    installLogSinks(hasArgument(argc, argv, "--log-stdout")              ? stdout
                     : verbose || hasArgument(argc, argv, "--log-stderr") ? stderr
-                                                                          : nullptr);
+                                                                         : nullptr);
 
     X11Connection connection;
     if (!connection.isConnected()) {

@@ -115,9 +115,11 @@ QString compose(const QString& format, const std::vector<Arg>& args, bool reveal
             }
             std::int64_t v = argInteger(arg);
             if (length == QLatin1String("h"))
-                v = conversion == u'd' || conversion == u'i' ? std::int64_t(std::int16_t(v)) : std::int64_t(std::uint16_t(v));
+                v = conversion == u'd' || conversion == u'i' ? std::int64_t(std::int16_t(v))
+                                                             : std::int64_t(std::uint16_t(v));
             else if (length.isEmpty())
-                v = conversion == u'd' || conversion == u'i' ? std::int64_t(std::int32_t(v)) : std::int64_t(std::uint32_t(v));
+                v = conversion == u'd' || conversion == u'i' ? std::int64_t(std::int32_t(v))
+                                                             : std::int64_t(std::uint32_t(v));
             out += conversion == u'x' ? QString::number(quint64(v), 16) : QString::number(v);
             break;
         }
@@ -215,13 +217,31 @@ QDateTime Store::now() const
     return clock ? clock() : QDateTime::currentDateTime();
 }
 
-void setMinimumLevel(Level level) { g_minimumLevel = level; }
-Level minimumLevel() { return g_minimumLevel; }
-void setSignpostsEnabled(bool enabled) { g_signposts = enabled; }
-bool signpostsEnabled() { return g_signposts; }
-void setRevealPrivate(bool reveal) { g_revealPrivate = reveal; }
+void setMinimumLevel(Level level)
+{
+    g_minimumLevel = level;
+}
+Level minimumLevel()
+{
+    return g_minimumLevel;
+}
+void setSignpostsEnabled(bool enabled)
+{
+    g_signposts = enabled;
+}
+bool signpostsEnabled()
+{
+    return g_signposts;
+}
+void setRevealPrivate(bool reveal)
+{
+    g_revealPrivate = reveal;
+}
 
-bool Logger::isEnabled(Level level) const { return int(level) >= int(g_minimumLevel.load()); }
+bool Logger::isEnabled(Level level) const
+{
+    return int(level) >= int(g_minimumLevel.load());
+}
 
 void Logger::write(Level level, const char* format, std::vector<Arg> args) const
 {
@@ -267,11 +287,11 @@ void Signposter::endInterval(const SignpostIntervalState& state, const char* mes
     Store::shared().append(std::move(entry));
 }
 
-#define MOSARO_LOGGER(fn, name)                      \
-    const Logger& fn()                               \
-    {                                                \
-        static const Logger logger{QStringLiteral(name)}; \
-        return logger;                               \
+#define MOSARO_LOGGER(fn, name)                                                                                        \
+    const Logger& fn()                                                                                                 \
+    {                                                                                                                  \
+        static const Logger logger{QStringLiteral(name)};                                                              \
+        return logger;                                                                                                 \
     }
 MOSARO_LOGGER(lifecycle, "lifecycle")
 MOSARO_LOGGER(overlay, "overlay")
@@ -289,8 +309,8 @@ const Signposter& perf()
 
 const QStringList& reportCategories()
 {
-    static const QStringList categories{QStringLiteral("lifecycle"), QStringLiteral("overlay"),
-                                        QStringLiteral("permission"), QStringLiteral("preferences"),
+    static const QStringList categories{QStringLiteral("lifecycle"),     QStringLiteral("overlay"),
+                                        QStringLiteral("permission"),    QStringLiteral("preferences"),
                                         QStringLiteral("windowmanager"), QStringLiteral("perf")};
     return categories;
 }

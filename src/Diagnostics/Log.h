@@ -18,13 +18,21 @@ namespace mosaro::Log {
 
 inline const QString subsystem = QStringLiteral("tech.brenmark.mosaro");
 
-enum class Level { debug, info, error };
+enum class Level {
+    debug,
+    info,
+    error
+};
 QString levelName(Level level);
 
 using Arg = std::variant<std::int64_t, std::uint64_t, double, bool, QString>;
 
 struct Entry {
-    enum class Kind { message, signpostBegin, signpostEnd };
+    enum class Kind {
+        message,
+        signpostBegin,
+        signpostEnd
+    };
     Kind kind = Kind::message;
     QDateTime time;
     QString category;
@@ -113,11 +121,20 @@ public:
         write(level, format, {detail::toArg(std::forward<A>(args))...});
     }
     template <class... A>
-    void debug(const char* format, A&&... args) const { log(Level::debug, format, std::forward<A>(args)...); }
+    void debug(const char* format, A&&... args) const
+    {
+        log(Level::debug, format, std::forward<A>(args)...);
+    }
     template <class... A>
-    void info(const char* format, A&&... args) const { log(Level::info, format, std::forward<A>(args)...); }
+    void info(const char* format, A&&... args) const
+    {
+        log(Level::info, format, std::forward<A>(args)...);
+    }
     template <class... A>
-    void error(const char* format, A&&... args) const { log(Level::error, format, std::forward<A>(args)...); }
+    void error(const char* format, A&&... args) const
+    {
+        log(Level::error, format, std::forward<A>(args)...);
+    }
 
 private:
     void write(Level level, const char* format, std::vector<Arg> args) const;

@@ -18,8 +18,8 @@ inline constexpr const char* triggerBlockedPermission = "trigger blocked: permis
 inline constexpr const char* axPermissionMissing = "AX permission missing at resolve time";
 inline constexpr const char* resolveFailed = "resolve failed: %s";
 inline constexpr const char* noFocusedWindow = "no focused window resolved — beeping";
-inline constexpr const char* notTileable =
-    "trigger blocked: window not tileable (fullscreen=%{bool,public}d minimized=%{bool,public}d resizable=%{bool,public}d)";
+inline constexpr const char* notTileable = "trigger blocked: window not tileable (fullscreen=%{bool,public}d "
+                                           "minimized=%{bool,public}d resizable=%{bool,public}d)";
 inline constexpr const char* overlayShow = "overlay show: window=%{private}s display=%s";
 inline constexpr const char* panelPresented =
     "panel presented: frame=%s isKey=%{bool,public}d isVisible=%{bool,public}d screen=%{public}s";

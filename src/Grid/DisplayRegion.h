@@ -16,12 +16,16 @@ struct DisplayRegion {
     friend bool operator==(const DisplayRegion& a, const DisplayRegion& b) { return a.screen == b.screen; }
 };
 
-enum class CrossDisplayDirection { next, previous };
+enum class CrossDisplayDirection {
+    next,
+    previous
+};
 QString toString(CrossDisplayDirection direction); // "next", "previous"
 
 // The index of the display a jump lands on, for a list of `count` displays (count >= 2) and the
 // current display's index (none when it was disconnected, which counts as the first).
-std::size_t jumpTargetIndex(std::optional<std::size_t> currentIndex, std::size_t count, CrossDisplayDirection direction);
+std::size_t jumpTargetIndex(std::optional<std::size_t> currentIndex, std::size_t count,
+                            CrossDisplayDirection direction);
 
 // The position of a display in the list, by identity.
 std::optional<std::size_t> indexOfScreen(const std::vector<ScreenRef>& screens, const ScreenRef& screen);

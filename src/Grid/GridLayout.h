@@ -5,7 +5,12 @@
 
 namespace mosaro {
 
-enum class GridResize { addColumn, removeColumn, addRow, removeRow };
+enum class GridResize {
+    addColumn,
+    removeColumn,
+    addRow,
+    removeRow
+};
 QString toString(GridResize resize);
 
 // A grid laid over one display's visible frame (screen coordinates) with a uniform margin.

@@ -45,10 +45,22 @@ QString toString(Direction direction)
     return {};
 }
 
-std::int64_t HighlightedRegion::minColumn() const { return std::min(anchor.column, extent.column); }
-std::int64_t HighlightedRegion::maxColumn() const { return std::max(anchor.column, extent.column); }
-std::int64_t HighlightedRegion::minRow() const { return std::min(anchor.row, extent.row); }
-std::int64_t HighlightedRegion::maxRow() const { return std::max(anchor.row, extent.row); }
+std::int64_t HighlightedRegion::minColumn() const
+{
+    return std::min(anchor.column, extent.column);
+}
+std::int64_t HighlightedRegion::maxColumn() const
+{
+    return std::max(anchor.column, extent.column);
+}
+std::int64_t HighlightedRegion::minRow() const
+{
+    return std::min(anchor.row, extent.row);
+}
+std::int64_t HighlightedRegion::maxRow() const
+{
+    return std::max(anchor.row, extent.row);
+}
 
 HighlightedRegion HighlightedRegion::navigated(Direction direction, GridDimensions grid) const
 {

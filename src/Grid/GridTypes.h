@@ -26,7 +26,12 @@ struct GridCell {
     friend bool operator==(const GridCell&, const GridCell&) = default;
 };
 
-enum class Direction { up, down, left, right };
+enum class Direction {
+    up,
+    down,
+    left,
+    right
+};
 QString toString(Direction direction);
 
 // The selection: the rectangle of cells spanned by a fixed anchor and a moving extent.

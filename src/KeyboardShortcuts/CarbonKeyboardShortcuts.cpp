@@ -1,8 +1,8 @@
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
 
+#include "Diagnostics/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "KeyboardShortcuts/Modifiers.h"
-#include "Diagnostics/Log.h"
 
 #include <iostream>
 #include <limits>
@@ -50,7 +50,10 @@ const std::vector<EventTypeSpec>& rawKeyEventTypes()
     return types;
 }
 
-bool fitsUInt32(std::int64_t value) { return value >= 0 && value <= std::numeric_limits<std::uint32_t>::max(); }
+bool fitsUInt32(std::int64_t value)
+{
+    return value >= 0 && value <= std::numeric_limits<std::uint32_t>::max();
+}
 
 void printRegistrationError(const Shortcut& shortcut, OSStatus status)
 {
@@ -65,10 +68,9 @@ bool registerWithPlatform(HotKey& record)
     if (!service)
         return false;
     EventHotKeyRef ref = 0;
-    const OSStatus status =
-        service->registerEventHotKey(static_cast<std::uint32_t>(record.shortcut.carbonKeyCode),
-                                     static_cast<std::uint32_t>(record.shortcut.carbonModifiers),
-                                     EventHotKeyID{hotKeySignature, record.carbonHotKeyId}, ref);
+    const OSStatus status = service->registerEventHotKey(static_cast<std::uint32_t>(record.shortcut.carbonKeyCode),
+                                                         static_cast<std::uint32_t>(record.shortcut.carbonModifiers),
+                                                         EventHotKeyID{hotKeySignature, record.carbonHotKeyId}, ref);
     if (status != HotKeyStatus::noErr || ref == 0) {
         printRegistrationError(record.shortcut, status);
         return false;
@@ -175,7 +177,10 @@ OSStatus CarbonKeyboardShortcuts::handleEvent(const HotKeyEvent* event)
     return HotKeyStatus::noErr;
 }
 
-bool CarbonKeyboardShortcuts::isEnabled() { return state().isEnabled; }
+bool CarbonKeyboardShortcuts::isEnabled()
+{
+    return state().isEnabled;
+}
 
 void CarbonKeyboardShortcuts::setEnabled(bool enabled)
 {
@@ -185,7 +190,10 @@ void CarbonKeyboardShortcuts::setEnabled(bool enabled)
     updateMode();
 }
 
-bool CarbonKeyboardShortcuts::isMenuTracking() { return state().isMenuTracking; }
+bool CarbonKeyboardShortcuts::isMenuTracking()
+{
+    return state().isMenuTracking;
+}
 
 void CarbonKeyboardShortcuts::setMenuTracking(bool tracking)
 {
@@ -224,6 +232,9 @@ void CarbonKeyboardShortcuts::updateMode()
     }
 }
 
-void CarbonKeyboardShortcuts::resetForTesting() { state() = State{}; }
+void CarbonKeyboardShortcuts::resetForTesting()
+{
+    state() = State{};
+}
 
 } // namespace mosaro::KeyboardShortcuts

@@ -109,19 +109,25 @@ void installMenuTrackingObservers()
         return;
     s.observersInstalled = true;
     s.observerCenter = &center();
-    s.observerTokens.push_back(s.observerCenter->addObserver(
-        PlatformNotifications::menuDidBeginTracking, nullptr,
-        [](const Notification&) { CarbonKeyboardShortcuts::setMenuTracking(true); }));
-    s.observerTokens.push_back(s.observerCenter->addObserver(
-        PlatformNotifications::menuDidEndTracking, nullptr,
-        [](const Notification&) { CarbonKeyboardShortcuts::setMenuTracking(false); }));
+    s.observerTokens.push_back(
+        s.observerCenter->addObserver(PlatformNotifications::menuDidBeginTracking, nullptr,
+                                      [](const Notification&) { CarbonKeyboardShortcuts::setMenuTracking(true); }));
+    s.observerTokens.push_back(
+        s.observerCenter->addObserver(PlatformNotifications::menuDidEndTracking, nullptr,
+                                      [](const Notification&) { CarbonKeyboardShortcuts::setMenuTracking(false); }));
 }
 
 } // namespace
 
-void configure(Environment environment) { state().environment = environment; }
+void configure(Environment environment)
+{
+    state().environment = environment;
+}
 
-const Environment& environment() { return state().environment; }
+const Environment& environment()
+{
+    return state().environment;
+}
 
 void resetForTesting()
 {
@@ -134,7 +140,10 @@ void resetForTesting()
     CarbonKeyboardShortcuts::resetForTesting();
 }
 
-QString userDefaultsKey(const Name& name) { return userDefaultsPrefix + name.rawValue; }
+QString userDefaultsKey(const Name& name)
+{
+    return userDefaultsPrefix + name.rawValue;
+}
 
 QString encodeShortcut(const Shortcut& shortcut)
 {
@@ -240,9 +249,15 @@ void reset(const std::vector<Name>& names)
     }
 }
 
-void onKeyDown(const Name& name, std::function<void()> action) { addHandler(state().keyDownHandlers, name, std::move(action)); }
+void onKeyDown(const Name& name, std::function<void()> action)
+{
+    addHandler(state().keyDownHandlers, name, std::move(action));
+}
 
-void onKeyUp(const Name& name, std::function<void()> action) { addHandler(state().keyUpHandlers, name, std::move(action)); }
+void onKeyUp(const Name& name, std::function<void()> action)
+{
+    addHandler(state().keyUpHandlers, name, std::move(action));
+}
 
 void enable(const std::vector<Name>& names)
 {
@@ -260,8 +275,14 @@ void disable(const std::vector<Name>& names)
     }
 }
 
-bool isEnabled() { return CarbonKeyboardShortcuts::isEnabled(); }
+bool isEnabled()
+{
+    return CarbonKeyboardShortcuts::isEnabled();
+}
 
-void setEnabled(bool enabled) { CarbonKeyboardShortcuts::setEnabled(enabled); }
+void setEnabled(bool enabled)
+{
+    CarbonKeyboardShortcuts::setEnabled(enabled);
+}
 
 } // namespace mosaro::KeyboardShortcuts

@@ -60,17 +60,26 @@ void storeActionShortcut(const std::optional<Shortcut>& shortcut, const Name& na
 
 void reset(const std::vector<Name>& names);
 template <class... More>
-void reset(const Name& first, const More&... more) { reset(std::vector<Name>{first, more...}); }
+void reset(const Name& first, const More&... more)
+{
+    reset(std::vector<Name>{first, more...});
+}
 
 void onKeyDown(const Name& name, std::function<void()> action);
 void onKeyUp(const Name& name, std::function<void()> action);
 
 void enable(const std::vector<Name>& names);
 template <class... More>
-void enable(const Name& first, const More&... more) { enable(std::vector<Name>{first, more...}); }
+void enable(const Name& first, const More&... more)
+{
+    enable(std::vector<Name>{first, more...});
+}
 void disable(const std::vector<Name>& names);
 template <class... More>
-void disable(const Name& first, const More&... more) { disable(std::vector<Name>{first, more...}); }
+void disable(const Name& first, const More&... more)
+{
+    disable(std::vector<Name>{first, more...});
+}
 
 bool isEnabled();
 void setEnabled(bool enabled);

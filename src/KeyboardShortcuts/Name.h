@@ -19,14 +19,16 @@ struct Name {
     Name() = default;
     explicit Name(QString raw, std::optional<Shortcut> defaultValue = std::nullopt)
         : rawValue(std::move(raw)), defaultShortcut(defaultValue)
-    {
-    }
+    {}
 
     friend bool operator==(const Name& a, const Name& b) { return a.rawValue == b.rawValue; }
     friend bool operator<(const Name& a, const Name& b) { return a.rawValue < b.rawValue; }
 };
 
-inline size_t qHash(const Name& name, size_t seed = 0) { return ::qHash(name.rawValue, seed); }
+inline size_t qHash(const Name& name, size_t seed = 0)
+{
+    return ::qHash(name.rawValue, seed);
+}
 
 } // namespace mosaro::KeyboardShortcuts
 

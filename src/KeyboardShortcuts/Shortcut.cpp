@@ -9,10 +9,12 @@ namespace mosaro::KeyboardShortcuts {
 
 Shortcut::Shortcut(Key key, std::uint64_t modifierFlags)
     : carbonKeyCode(key.rawValue), carbonModifiers(carbonFromAppKit(appKitFromCarbon(carbonFromAppKit(modifierFlags))))
-{
-}
+{}
 
-std::uint64_t Shortcut::modifiers() const { return appKitFromCarbon(carbonModifiers); }
+std::uint64_t Shortcut::modifiers() const
+{
+    return appKitFromCarbon(carbonModifiers);
+}
 
 QString keyDisplayString(std::int64_t keyCode)
 {
@@ -30,6 +32,9 @@ QString keyDisplayString(std::int64_t keyCode)
     return text->toUpper();
 }
 
-QString Shortcut::description() const { return symbolicRepresentation(modifiers()) + keyDisplayString(carbonKeyCode); }
+QString Shortcut::description() const
+{
+    return symbolicRepresentation(modifiers()) + keyDisplayString(carbonKeyCode);
+}
 
 } // namespace mosaro::KeyboardShortcuts

@@ -17,7 +17,9 @@ struct Shortcut {
 
     constexpr Shortcut() = default;
     // Raw fields, as stored; no normalisation.
-    constexpr Shortcut(std::int64_t keyCode, std::int64_t carbonMask) : carbonKeyCode(keyCode), carbonModifiers(carbonMask) {}
+    constexpr Shortcut(std::int64_t keyCode, std::int64_t carbonMask)
+        : carbonKeyCode(keyCode), carbonModifiers(carbonMask)
+    {}
     // From a key and key-event modifier flags; bits the modifier table does not know are dropped.
     Shortcut(Key key, std::uint64_t modifierFlags = 0);
 

@@ -36,7 +36,10 @@ constexpr std::array<ActionInfo, hotkeyActionCount> actionTable{{
     {HotkeyAction::resizeRemoveRow, "resizeRemoveRow", "Remove row from grid"},
 }};
 
-const ActionInfo& info(HotkeyAction action) { return actionTable[static_cast<std::size_t>(action)]; }
+const ActionInfo& info(HotkeyAction action)
+{
+    return actionTable[static_cast<std::size_t>(action)];
+}
 
 } // namespace
 
@@ -51,7 +54,10 @@ const std::array<HotkeyAction, hotkeyActionCount>& allHotkeyActions()
     return all;
 }
 
-QString rawValue(HotkeyAction action) { return QString::fromLatin1(info(action).rawValue); }
+QString rawValue(HotkeyAction action)
+{
+    return QString::fromLatin1(info(action).rawValue);
+}
 
 std::optional<HotkeyAction> hotkeyActionFromRawValue(const QString& rawValue)
 {
@@ -62,7 +68,10 @@ std::optional<HotkeyAction> hotkeyActionFromRawValue(const QString& rawValue)
     return std::nullopt;
 }
 
-QString displayTitle(HotkeyAction action) { return QString::fromUtf8(info(action).title); }
+QString displayTitle(HotkeyAction action)
+{
+    return QString::fromUtf8(info(action).title);
+}
 
 std::optional<Shortcut> builtInBinding(HotkeyAction action)
 {
@@ -71,23 +80,40 @@ std::optional<Shortcut> builtInBinding(HotkeyAction action)
     constexpr auto option = ModifierFlag::option;
     constexpr auto commandShift = ModifierFlag::command | ModifierFlag::shift;
     switch (action) {
-    case trigger: return std::nullopt;
-    case confirm: return Shortcut(Key::returnKey);
-    case dismiss: return Shortcut(Key::escape);
-    case navigateUp: return Shortcut(Key::upArrow);
-    case navigateDown: return Shortcut(Key::downArrow);
-    case navigateLeft: return Shortcut(Key::leftArrow);
-    case navigateRight: return Shortcut(Key::rightArrow);
-    case extendUp: return Shortcut(Key::upArrow, shift);
-    case extendDown: return Shortcut(Key::downArrow, shift);
-    case extendLeft: return Shortcut(Key::leftArrow, shift);
-    case extendRight: return Shortcut(Key::rightArrow, shift);
-    case crossDisplayNext: return Shortcut(Key::rightArrow, commandShift);
-    case crossDisplayPrevious: return Shortcut(Key::leftArrow, commandShift);
-    case resizeAddColumn: return Shortcut(Key::rightArrow, option);
-    case resizeRemoveColumn: return Shortcut(Key::leftArrow, option);
-    case resizeAddRow: return Shortcut(Key::downArrow, option);
-    case resizeRemoveRow: return Shortcut(Key::upArrow, option);
+    case trigger:
+        return std::nullopt;
+    case confirm:
+        return Shortcut(Key::returnKey);
+    case dismiss:
+        return Shortcut(Key::escape);
+    case navigateUp:
+        return Shortcut(Key::upArrow);
+    case navigateDown:
+        return Shortcut(Key::downArrow);
+    case navigateLeft:
+        return Shortcut(Key::leftArrow);
+    case navigateRight:
+        return Shortcut(Key::rightArrow);
+    case extendUp:
+        return Shortcut(Key::upArrow, shift);
+    case extendDown:
+        return Shortcut(Key::downArrow, shift);
+    case extendLeft:
+        return Shortcut(Key::leftArrow, shift);
+    case extendRight:
+        return Shortcut(Key::rightArrow, shift);
+    case crossDisplayNext:
+        return Shortcut(Key::rightArrow, commandShift);
+    case crossDisplayPrevious:
+        return Shortcut(Key::leftArrow, commandShift);
+    case resizeAddColumn:
+        return Shortcut(Key::rightArrow, option);
+    case resizeRemoveColumn:
+        return Shortcut(Key::leftArrow, option);
+    case resizeAddRow:
+        return Shortcut(Key::downArrow, option);
+    case resizeRemoveRow:
+        return Shortcut(Key::upArrow, option);
     }
     return std::nullopt;
 }
@@ -96,23 +122,40 @@ std::optional<OverlayInput> overlayInput(HotkeyAction action)
 {
     using enum HotkeyAction;
     switch (action) {
-    case trigger: return std::nullopt;
-    case confirm: return OverlayInput::confirm();
-    case dismiss: return OverlayInput::dismiss();
-    case navigateUp: return OverlayInput::navigate(Direction::up);
-    case navigateDown: return OverlayInput::navigate(Direction::down);
-    case navigateLeft: return OverlayInput::navigate(Direction::left);
-    case navigateRight: return OverlayInput::navigate(Direction::right);
-    case extendUp: return OverlayInput::extend(Direction::up);
-    case extendDown: return OverlayInput::extend(Direction::down);
-    case extendLeft: return OverlayInput::extend(Direction::left);
-    case extendRight: return OverlayInput::extend(Direction::right);
-    case crossDisplayNext: return OverlayInput::crossDisplayNext();
-    case crossDisplayPrevious: return OverlayInput::crossDisplayPrevious();
-    case resizeAddColumn: return OverlayInput::resizeGrid(GridResize::addColumn);
-    case resizeRemoveColumn: return OverlayInput::resizeGrid(GridResize::removeColumn);
-    case resizeAddRow: return OverlayInput::resizeGrid(GridResize::addRow);
-    case resizeRemoveRow: return OverlayInput::resizeGrid(GridResize::removeRow);
+    case trigger:
+        return std::nullopt;
+    case confirm:
+        return OverlayInput::confirm();
+    case dismiss:
+        return OverlayInput::dismiss();
+    case navigateUp:
+        return OverlayInput::navigate(Direction::up);
+    case navigateDown:
+        return OverlayInput::navigate(Direction::down);
+    case navigateLeft:
+        return OverlayInput::navigate(Direction::left);
+    case navigateRight:
+        return OverlayInput::navigate(Direction::right);
+    case extendUp:
+        return OverlayInput::extend(Direction::up);
+    case extendDown:
+        return OverlayInput::extend(Direction::down);
+    case extendLeft:
+        return OverlayInput::extend(Direction::left);
+    case extendRight:
+        return OverlayInput::extend(Direction::right);
+    case crossDisplayNext:
+        return OverlayInput::crossDisplayNext();
+    case crossDisplayPrevious:
+        return OverlayInput::crossDisplayPrevious();
+    case resizeAddColumn:
+        return OverlayInput::resizeGrid(GridResize::addColumn);
+    case resizeRemoveColumn:
+        return OverlayInput::resizeGrid(GridResize::removeColumn);
+    case resizeAddRow:
+        return OverlayInput::resizeGrid(GridResize::addRow);
+    case resizeRemoveRow:
+        return OverlayInput::resizeGrid(GridResize::removeRow);
     }
     return std::nullopt;
 }

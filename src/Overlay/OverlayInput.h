@@ -10,10 +10,18 @@ namespace mosaro {
 
 // What one overlay key asks for.
 struct OverlayInput {
-    enum class Kind { navigate, extend, resizeGrid, confirm, dismiss, crossDisplayNext, crossDisplayPrevious };
+    enum class Kind {
+        navigate,
+        extend,
+        resizeGrid,
+        confirm,
+        dismiss,
+        crossDisplayNext,
+        crossDisplayPrevious
+    };
     Kind kind = Kind::dismiss;
-    Direction direction = Direction::up;           // navigate, extend
-    GridResize resize = GridResize::addColumn;     // resizeGrid
+    Direction direction = Direction::up;       // navigate, extend
+    GridResize resize = GridResize::addColumn; // resizeGrid
 
     static OverlayInput navigate(Direction d) { return {Kind::navigate, d, {}}; }
     static OverlayInput extend(Direction d) { return {Kind::extend, d, {}}; }

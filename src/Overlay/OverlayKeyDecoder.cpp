@@ -35,11 +35,16 @@ std::optional<OverlayInput> recordedBinding(std::uint16_t keyCode, std::uint64_t
 std::optional<Direction> arrowDirection(std::uint16_t keyCode)
 {
     switch (keyCode) {
-    case upArrow: return Direction::up;
-    case downArrow: return Direction::down;
-    case leftArrow: return Direction::left;
-    case rightArrow: return Direction::right;
-    default: return std::nullopt;
+    case upArrow:
+        return Direction::up;
+    case downArrow:
+        return Direction::down;
+    case leftArrow:
+        return Direction::left;
+    case rightArrow:
+        return Direction::right;
+    default:
+        return std::nullopt;
     }
 }
 
@@ -58,10 +63,14 @@ std::optional<OverlayInput> fixedBinding(std::uint16_t keyCode, std::uint64_t fl
         return OverlayInput::extend(*direction);
     if (flags == ModifierFlag::option) {
         switch (*direction) {
-        case Direction::up: return OverlayInput::resizeGrid(GridResize::removeRow);
-        case Direction::down: return OverlayInput::resizeGrid(GridResize::addRow);
-        case Direction::left: return OverlayInput::resizeGrid(GridResize::removeColumn);
-        case Direction::right: return OverlayInput::resizeGrid(GridResize::addColumn);
+        case Direction::up:
+            return OverlayInput::resizeGrid(GridResize::removeRow);
+        case Direction::down:
+            return OverlayInput::resizeGrid(GridResize::addRow);
+        case Direction::left:
+            return OverlayInput::resizeGrid(GridResize::removeColumn);
+        case Direction::right:
+            return OverlayInput::resizeGrid(GridResize::addColumn);
         }
     }
     if (flags == (ModifierFlag::command | ModifierFlag::shift)) {

@@ -18,7 +18,14 @@ struct OverlayPresentation {
 
 // What applying one input asks the presenter to do next.
 struct OverlayOutcome {
-    enum class Kind { crossDisplay, ignored, updated, commit, dismiss, resized };
+    enum class Kind {
+        crossDisplay,
+        ignored,
+        updated,
+        commit,
+        dismiss,
+        resized
+    };
     Kind kind = Kind::ignored;
     CrossDisplayDirection direction = CrossDisplayDirection::next; // crossDisplay only
 

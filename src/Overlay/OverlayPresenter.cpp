@@ -28,8 +28,7 @@ OverlayPresenter::OverlayPresenter(WindowManipulating& windowManipulator, Hotkey
                                    std::shared_ptr<OverlayViewModel> viewModel, OverlayPlatform platform)
     : m_windowManipulator(windowManipulator), m_hotkeyRegistry(hotkeyRegistry), m_permissionGate(permissionGate),
       m_resolver(std::move(resolver)), m_viewModel(std::move(viewModel)), m_platform(std::move(platform))
-{
-}
+{}
 
 OverlayPresenter::~OverlayPresenter()
 {
@@ -211,8 +210,8 @@ void OverlayPresenter::present(const FocusedWindow& window, const ScreenRef& scr
         });
 
     const ScreenRef panelScreen = m_window->screen();
-    Log::overlay().info(M::panelPresented, describe(m_window->frame()), m_window->isKeyWindow(),
-                        m_window->isVisible(), panelScreen ? panelScreen->localizedName() : QStringLiteral("<nil>"));
+    Log::overlay().info(M::panelPresented, describe(m_window->frame()), m_window->isKeyWindow(), m_window->isVisible(),
+                        panelScreen ? panelScreen->localizedName() : QStringLiteral("<nil>"));
 }
 
 void OverlayPresenter::handleKeyDown(const KeyEvent& event)

@@ -11,8 +11,8 @@ namespace mosaro {
 class OnboardingWindow {
 public:
     virtual ~OnboardingWindow() = default;
-    std::function<void()> onContinue; // "Allow Accessibility Access"
-    std::function<void()> onSkip;     // "Not now"
+    std::function<void()> onContinue;  // "Allow Accessibility Access"
+    std::function<void()> onSkip;      // "Not now"
     std::function<void()> onWillClose; // however the window closes
     // Centred, titled and closable, brought to the front with the keyboard focus.
     virtual void show() = 0;
@@ -29,7 +29,10 @@ public:
 // dock, where the desktop has one) or only through its tray icon.
 class ActivationPolicy {
 public:
-    enum class Kind { regular, accessory };
+    enum class Kind {
+        regular,
+        accessory
+    };
     virtual ~ActivationPolicy() = default;
     virtual void setActivationPolicy(Kind kind) = 0;
     virtual void activateIgnoringOtherApps() = 0;

@@ -23,8 +23,7 @@ std::optional<PermissionState>& recordedState()
 
 PermissionGate::PermissionGate(AccessibilityTrust& trust, DefaultsStore& defaults, UrlOpener& urlOpener)
     : m_trust(trust), m_defaults(defaults), m_urlOpener(urlOpener)
-{
-}
+{}
 
 PermissionState PermissionGate::check(bool prompt)
 {

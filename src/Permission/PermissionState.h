@@ -5,7 +5,11 @@
 namespace mosaro {
 
 struct PermissionState {
-    enum class Kind { denied, granted, notDetermined };
+    enum class Kind {
+        denied,
+        granted,
+        notDetermined
+    };
     Kind kind = Kind::notDetermined;
     bool canPromptAgain = false; // denied only
 

@@ -43,7 +43,10 @@ using AXElementRef = std::shared_ptr<AXElement>;
 
 // A wrapped geometry value: point (kind 1) or size (kind 2).
 struct AXGeometry {
-    enum class Kind { point = 1, size = 2 };
+    enum class Kind {
+        point = 1,
+        size = 2
+    };
     Kind kind = Kind::point;
     double a = 0; // x or width
     double b = 0; // y or height

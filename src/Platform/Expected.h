@@ -11,7 +11,10 @@ struct Unexpected {
 };
 
 template <class E>
-Unexpected<std::decay_t<E>> unexpected(E&& e) { return {std::forward<E>(e)}; }
+Unexpected<std::decay_t<E>> unexpected(E&& e)
+{
+    return {std::forward<E>(e)};
+}
 
 // A value or an error: the result of an operation that can fail with a subsystem's error type.
 template <class T, class E>
@@ -19,7 +22,8 @@ class Expected {
 public:
     Expected(T value) : m_storage(std::in_place_index<0>, std::move(value)) {}
     template <class G>
-    Expected(Unexpected<G> e) : m_storage(std::in_place_index<1>, E(std::move(e.error))) {}
+    Expected(Unexpected<G> e) : m_storage(std::in_place_index<1>, E(std::move(e.error)))
+    {}
 
     bool hasValue() const { return m_storage.index() == 0; }
     explicit operator bool() const { return hasValue(); }

@@ -30,7 +30,10 @@ QVariant fromJson(const QJsonValue& value)
 
 } // namespace
 
-FileDefaultsStore::FileDefaultsStore(QString path) : m_path(std::move(path)) { load(); }
+FileDefaultsStore::FileDefaultsStore(QString path) : m_path(std::move(path))
+{
+    load();
+}
 
 QString FileDefaultsStore::defaultPath()
 {
@@ -51,10 +54,10 @@ void FileDefaultsStore::load()
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        const QString reason = error.error != QJsonParseError::NoError ? error.errorString()
-                                                                       : QStringLiteral("not a JSON object");
-        Log::lifecycle().error("defaults file %{public}s is corrupt (%{public}s); starting with empty defaults",
-                               m_path, reason);
+        const QString reason =
+            error.error != QJsonParseError::NoError ? error.errorString() : QStringLiteral("not a JSON object");
+        Log::lifecycle().error("defaults file %{public}s is corrupt (%{public}s); starting with empty defaults", m_path,
+                               reason);
         m_keepCorruptCopy = true;
         return;
     }

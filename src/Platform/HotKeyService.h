@@ -45,7 +45,7 @@ struct EventTypeSpec {
     friend bool operator==(const EventTypeSpec&, const EventTypeSpec&) = default;
 };
 
-using EventHotKeyRef = std::uint64_t; // 0 = none
+using EventHotKeyRef = std::uint64_t;  // 0 = none
 using EventHandlerRef = std::uint64_t; // 0 = none
 
 // One delivered event. A parameter the event does not carry reads as eventParameterNotFound.

@@ -136,8 +136,9 @@ constexpr KeyCodeMapping table[] = {
     {126, 103}, // Up
 };
 
-static_assert(std::is_sorted(std::begin(table), std::end(table),
-                             [](const KeyCodeMapping& a, const KeyCodeMapping& b) { return a.macKeyCode < b.macKeyCode; }));
+static_assert(std::is_sorted(std::begin(table), std::end(table), [](const KeyCodeMapping& a, const KeyCodeMapping& b) {
+    return a.macKeyCode < b.macKeyCode;
+}));
 
 } // namespace
 

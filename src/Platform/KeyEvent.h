@@ -38,7 +38,11 @@ inline constexpr std::uint64_t flagsChanged = 1u << 12;
 
 // One key event in the portable key model: a virtual key code and modifier flags.
 struct KeyEvent {
-    enum class Type { keyDown, keyUp, flagsChanged };
+    enum class Type {
+        keyDown,
+        keyUp,
+        flagsChanged
+    };
     Type type = Type::keyDown;
     std::uint16_t keyCode = 0;
     std::uint64_t modifierFlags = 0;

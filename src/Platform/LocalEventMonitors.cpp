@@ -11,13 +11,16 @@ EventMonitor::Token LocalEventMonitors::addLocalMonitor(std::uint64_t mask, Hand
     return token;
 }
 
-void LocalEventMonitors::removeMonitor(Token token) { m_monitors.erase(token); }
+void LocalEventMonitors::removeMonitor(Token token)
+{
+    m_monitors.erase(token);
+}
 
 std::optional<KeyEvent> LocalEventMonitors::dispatch(const KeyEvent& event)
 {
     const std::uint64_t bit = event.type == KeyEvent::Type::keyDown ? EventMask::keyDown
-                              : event.type == KeyEvent::Type::keyUp  ? EventMask::keyUp
-                                                                     : EventMask::flagsChanged;
+                              : event.type == KeyEvent::Type::keyUp ? EventMask::keyUp
+                                                                    : EventMask::flagsChanged;
     std::vector<Token> tokens;
     for (const auto& [token, monitor] : m_monitors)
         if (monitor.mask & bit)

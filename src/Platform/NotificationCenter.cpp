@@ -11,7 +11,10 @@ NotificationCenter::Token NotificationCenter::addObserver(const QString& name, c
     return token;
 }
 
-void NotificationCenter::removeObserver(Token token) { m_observers.erase(token); }
+void NotificationCenter::removeObserver(Token token)
+{
+    m_observers.erase(token);
+}
 
 void NotificationCenter::post(const QString& name, const void* object, const QVariantMap& userInfo)
 {

@@ -20,8 +20,8 @@ QString toString(const PreferencesError& error)
 
 QString preferencesFileURL()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
-        + QStringLiteral("/Mosaro/preferences.json");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+           QStringLiteral("/Mosaro/preferences.json");
 }
 
 Expected<Preferences, PreferencesError> loadPreferences(const QString& path)

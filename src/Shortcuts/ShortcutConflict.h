@@ -15,7 +15,10 @@ namespace mosaro {
 
 // Why a captured shortcut needs the user's confirmation.
 struct ShortcutConflict {
-    enum class Kind { anotherAction, systemShortcut };
+    enum class Kind {
+        anotherAction,
+        systemShortcut
+    };
     Kind kind = Kind::systemShortcut;
     HotkeyAction action = HotkeyAction::trigger; // anotherAction
     QString systemShortcutName;                  // systemShortcut

@@ -26,7 +26,10 @@ KeyboardShortcuts::Shortcut capturedShortcut(std::uint16_t keyCode, std::uint64_
     return KeyboardShortcuts::Shortcut(KeyboardShortcuts::Key(keyCode), liveModifiersFrom(modifierFlags));
 }
 
-std::uint64_t liveModifiersFrom(std::uint64_t modifierFlags) { return modifierFlags & ModifierFlag::comparedMask; }
+std::uint64_t liveModifiersFrom(std::uint64_t modifierFlags)
+{
+    return modifierFlags & ModifierFlag::comparedMask;
+}
 
 namespace {
 void store(HotkeyAction action, const std::optional<KeyboardShortcuts::Shortcut>& shortcut)
@@ -48,13 +51,17 @@ bool applyCapturedShortcut(HotkeyAction action, const KeyboardShortcuts::Shortcu
         // Every other action holding these keys is left without a binding, as the alert says
         // for one of them; otherwise the earlier one in the decoding order would silently win.
         // The alert may have named a system shortcut instead, so look at all of them.
-        while (const auto other = actionHoldingShortcut(shortcut.carbonKeyCode, shortcut.carbonModifiers, nameFor(action)))
+        while (const auto other =
+                   actionHoldingShortcut(shortcut.carbonKeyCode, shortcut.carbonModifiers, nameFor(action)))
             store(*other, std::nullopt);
     }
     store(action, shortcut);
     return true;
 }
 
-void clearRecordedShortcut(HotkeyAction action) { store(action, std::nullopt); }
+void clearRecordedShortcut(HotkeyAction action)
+{
+    store(action, std::nullopt);
+}
 
 } // namespace mosaro

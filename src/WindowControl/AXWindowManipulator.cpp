@@ -37,8 +37,7 @@ const char* const sizeWrapAPI = "AXValueCreate(.cgSize)";
 
 AXWindowManipulator::AXWindowManipulator(Accessibility& accessibility, const ScreenList& screens)
     : m_ax(accessibility), m_screens(screens)
-{
-}
+{}
 
 Expected<std::optional<FocusedWindow>, WindowManipulationError> AXWindowManipulator::focusedWindow()
 {
@@ -103,8 +102,8 @@ Expected<std::optional<FocusedWindow>, WindowManipulationError> AXWindowManipula
     return std::optional<FocusedWindow>(std::move(result));
 }
 
-Expected<std::optional<AXValue>, WindowManipulationError> AXWindowManipulator::copyAttribute(
-    const AXElementRef& element, const QString& attribute)
+Expected<std::optional<AXValue>, WindowManipulationError>
+AXWindowManipulator::copyAttribute(const AXElementRef& element, const QString& attribute)
 {
     std::optional<AXValue> value;
     const AXError code = m_ax.copyAttributeValue(element, attribute, value);
@@ -131,8 +130,8 @@ std::optional<Rect> AXWindowManipulator::readFrame(const AXElementRef& window)
     return Rect{point->a, H - point->b - extent->b, extent->a, extent->b};
 }
 
-Status<WindowManipulationError> AXWindowManipulator::setAttribute(const AXElementRef& element,
-                                                                  const QString& attribute, const AXValue& value)
+Status<WindowManipulationError> AXWindowManipulator::setAttribute(const AXElementRef& element, const QString& attribute,
+                                                                  const AXValue& value)
 {
     const AXError code = m_ax.setAttributeValue(element, attribute, value);
     if (code == AXErrorCode::success)

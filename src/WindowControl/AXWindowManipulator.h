@@ -20,7 +20,7 @@ public:
 
     // One attribute: nothing when the element has no value for it, axCallFailed on other errors.
     Expected<std::optional<AXValue>, WindowManipulationError> copyAttribute(const AXElementRef& element,
-                                                                           const QString& attribute);
+                                                                            const QString& attribute);
     // The window's frame in screen coordinates, or nothing when position or size is unreadable.
     std::optional<Rect> readFrame(const AXElementRef& window);
     // Writes one attribute; a failure is logged and returned as axCallFailed.

@@ -29,8 +29,8 @@ struct FocusedWindow {
     friend bool operator==(const FocusedWindow& a, const FocusedWindow& b)
     {
         return a.processID == b.processID && a.windowID == b.windowID && a.title == b.title &&
-               a.isFullscreen == b.isFullscreen && a.isMinimized == b.isMinimized &&
-               a.isResizable == b.isResizable && a.frame == b.frame;
+               a.isFullscreen == b.isFullscreen && a.isMinimized == b.isMinimized && a.isResizable == b.isResizable &&
+               a.frame == b.frame;
     }
 };
 

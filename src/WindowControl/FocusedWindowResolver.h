@@ -21,8 +21,7 @@ struct FocusedWindowResolver {
 
     FocusedWindowResolver(WindowManipulating& manipulator, const ScreenList& screens)
         : manipulator(manipulator), screens(screens)
-    {
-    }
+    {}
 
     // Nothing when there is no window to tile or no display holds the window's centre.
     Expected<std::optional<Resolved>, WindowManipulationError> resolve() const;

@@ -7,15 +7,25 @@
 
 namespace mosaro {
 
-enum class NonResizableReason { fullscreen, minimized, systemDialog, unknownAXAttribute };
+enum class NonResizableReason {
+    fullscreen,
+    minimized,
+    systemDialog,
+    unknownAXAttribute
+};
 QString toString(NonResizableReason reason); // the case name
 
 struct WindowManipulationError {
-    enum class Kind { windowNotResizable, axCallFailed, accessibilityPermissionMissing, noFocusedWindow };
+    enum class Kind {
+        windowNotResizable,
+        axCallFailed,
+        accessibilityPermissionMissing,
+        noFocusedWindow
+    };
     Kind kind = Kind::noFocusedWindow;
     NonResizableReason reason = NonResizableReason::unknownAXAttribute; // windowNotResizable only
-    QString api;                                                         // axCallFailed only
-    AXError axError = 0;                                                 // axCallFailed only
+    QString api;                                                        // axCallFailed only
+    AXError axError = 0;                                                // axCallFailed only
 
     static WindowManipulationError windowNotResizable(NonResizableReason reason)
     {
@@ -25,7 +35,10 @@ struct WindowManipulationError {
     {
         return {Kind::axCallFailed, NonResizableReason::unknownAXAttribute, std::move(api), code};
     }
-    static WindowManipulationError accessibilityPermissionMissing() { return {Kind::accessibilityPermissionMissing, {}, {}, 0}; }
+    static WindowManipulationError accessibilityPermissionMissing()
+    {
+        return {Kind::accessibilityPermissionMissing, {}, {}, 0};
+    }
     static WindowManipulationError noFocusedWindow() { return {Kind::noFocusedWindow, {}, {}, 0}; }
 
     // Same case with equal payloads.

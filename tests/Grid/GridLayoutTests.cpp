@@ -9,12 +9,19 @@ using namespace mosaro;
 
 namespace {
 const Rect laptop{0, 25, 1440, 875};
-HighlightedRegion cell(std::int64_t column, std::int64_t row) { return HighlightedRegion::single({column, row}); }
+HighlightedRegion cell(std::int64_t column, std::int64_t row)
+{
+    return HighlightedRegion::single({column, row});
+}
 } // namespace
 
 TEST(GridLayoutFrame, WorkedExamples)
 {
-    const struct { double margin; HighlightedRegion region; Rect frame; } table[] = {
+    const struct {
+        double margin;
+        HighlightedRegion region;
+        Rect frame;
+    } table[] = {
         {0, cell(1, 1), {480, 25, 480, 438}},   {0, cell(0, 0), {0, 463, 480, 437}},
         {10, cell(1, 1), {488, 35, 464, 423}},  {10, cell(0, 0), {10, 468, 468, 422}},
         {10, cell(2, 0), {962, 468, 468, 422}}, {10, {{0, 0}, {2, 1}}, {10, 35, 1420, 855}},

@@ -8,7 +8,10 @@ using namespace mosaro;
 using enum Direction;
 
 namespace {
-HighlightedRegion cell(std::int64_t column, std::int64_t row) { return HighlightedRegion::single({column, row}); }
+HighlightedRegion cell(std::int64_t column, std::int64_t row)
+{
+    return HighlightedRegion::single({column, row});
+}
 } // namespace
 
 TEST(GridSelection, MovesCollapseFromTheExtentAndStopAtEdges)

@@ -19,7 +19,8 @@ protected:
         KeyboardShortcuts::resetForTesting();
         KeyboardShortcuts::configure({&defaults, &hotKeys, &layout, &center});
         center.addObserver(KeyboardShortcuts::shortcutByNameDidChange, nullptr, [this](const Notification& note) {
-            changedNames.push_back(note.userInfo.value(QStringLiteral("name")).value<KeyboardShortcuts::Name>().rawValue);
+            changedNames.push_back(
+                note.userInfo.value(QStringLiteral("name")).value<KeyboardShortcuts::Name>().rawValue);
         });
     }
     void TearDown() override { KeyboardShortcuts::resetForTesting(); }

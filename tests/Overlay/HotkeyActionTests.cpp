@@ -39,7 +39,8 @@ TEST_F(HotkeyActionTest, BuiltInBindingsAreWhatTheFixedTableDecodes)
     // The Shortcuts pane shows these bindings; they must be exactly the keys the overlay answers to.
     for (HotkeyAction action : allHotkeyActions()) {
         if (const auto binding = builtInBinding(action)) {
-            EXPECT_EQ(decodeOverlayKey(std::uint16_t(binding->carbonKeyCode), binding->modifiers()), overlayInput(action))
+            EXPECT_EQ(decodeOverlayKey(std::uint16_t(binding->carbonKeyCode), binding->modifiers()),
+                      overlayInput(action))
                 << rawValue(action).toStdString();
         }
     }

@@ -6,12 +6,12 @@
 #include "Overlay/HotkeyAction.h"
 #include "Overlay/OverlayPresenter.h"
 #include "Permission/PermissionGate.h"
-#include "Preferences/PreferencesFile.h"
 #include "Platform/FakeHotKeyService.h"
 #include "Platform/FakeOverlayPlatform.h"
 #include "Platform/FakePermissionPlatform.h"
 #include "Platform/FakeScreens.h"
 #include "Platform/InMemoryDefaultsStore.h"
+#include "Preferences/PreferencesFile.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -232,7 +232,8 @@ TEST_F(OverlayPresenterTest, RefusedTriggersLogEndTheirIntervalAndAnswer)
     EXPECT_EQ(std::count(overlayLines.begin(), overlayLines.end(), QString(LogMessages::noFocusedWindow)), 2);
     for (const auto& e : Log::Store::shared().entries()) {
         if (e.format == QString::fromUtf8(LogMessages::notTileable)) {
-            EXPECT_EQ(e.message, "trigger blocked: window not tileable (fullscreen=false minimized=true resizable=true)");
+            EXPECT_EQ(e.message,
+                      "trigger blocked: window not tileable (fullscreen=false minimized=true resizable=true)");
         }
         if (e.format == QString::fromUtf8(LogMessages::triggerBlockedPermission)) {
             EXPECT_EQ(e.level, Log::Level::error);
@@ -328,8 +329,8 @@ TEST_F(OverlayPresenterTest, ConfirmDismissesAndSavesBeforeMovingTheWindow)
 {
     presenter->start();
     pressTrigger();
-    key(kRight, kOption);          // 4 x 2, saved as the global grid
-    key(kLeft, kShift);            // region (1,1)-(0,1)
+    key(kRight, kOption); // 4 x 2, saved as the global grid
+    key(kLeft, kShift);   // region (1,1)-(0,1)
     key(kReturn);
 
     ASSERT_EQ(manipulator.moves.size(), 1u);
@@ -426,7 +427,7 @@ TEST_F(OverlayPresenterTest, JumpsWrapInDisplayOrderAndRestartAtTheCentre)
     p.proSettings.perDisplayGrids.overrides = {{"Beta", {6, 4}}};
     writePrefs(p);
 
-    pressTrigger(); // on Alpha (first of Alpha, Beta, Gamma)
+    pressTrigger();       // on Alpha (first of Alpha, Beta, Gamma)
     key(kRight, kOption); // 4 x 2 on Alpha
     key(kRight, kShift);
     key(kRight, kCommand | kShift);

@@ -34,7 +34,8 @@ TEST(OverlayViewModel, AppliesInputsAndNotifiesOnlyOnChange)
 
     EXPECT_EQ(vm.apply(OverlayInput::resizeGrid(GridResize::removeColumn)),
               OverlayOutcome::of(OverlayOutcome::Kind::resized));
-    EXPECT_EQ(vm.apply(OverlayInput::resizeGrid(GridResize::removeRow)), OverlayOutcome::of(OverlayOutcome::Kind::resized));
+    EXPECT_EQ(vm.apply(OverlayInput::resizeGrid(GridResize::removeRow)),
+              OverlayOutcome::of(OverlayOutcome::Kind::resized));
     EXPECT_EQ(vm.presentation()->grid.dimensions(), (GridDimensions{4, 2}));
     EXPECT_EQ(vm.presentation()->region, (HighlightedRegion{{0, 0}, {3, 1}}));
 

@@ -11,8 +11,8 @@ namespace mosaro::test {
 
 // An application or window with scriptable attributes and failures.
 struct FakeElement : AXElement {
-    std::map<QString, AXValue> attributes;                 // missing ones read as "no value"
-    std::map<QString, AXError> readErrors;                 // reads of the attribute fail with this code
+    std::map<QString, AXValue> attributes; // missing ones read as "no value"
+    std::map<QString, AXError> readErrors; // reads of the attribute fail with this code
     bool sizeSettable = true;
     AXError settableError = 0;                             // asking about AXSize fails with this code
     std::map<QString, std::deque<AXError>> scriptedWrites; // per-write results, used up in order
@@ -92,7 +92,13 @@ private:
     static FakeElement& fake(const AXElementRef& element) { return dynamic_cast<FakeElement&>(*element); }
 };
 
-inline AXValue axPoint(double x, double y) { return AXGeometry{AXGeometry::Kind::point, x, y}; }
-inline AXValue axSize(double w, double h) { return AXGeometry{AXGeometry::Kind::size, w, h}; }
+inline AXValue axPoint(double x, double y)
+{
+    return AXGeometry{AXGeometry::Kind::point, x, y};
+}
+inline AXValue axSize(double w, double h)
+{
+    return AXGeometry{AXGeometry::Kind::size, w, h};
+}
 
 } // namespace mosaro::test

@@ -36,8 +36,8 @@ struct FakeEventMonitor : EventMonitor {
     std::optional<KeyEvent> send(const KeyEvent& event)
     {
         const std::uint64_t bit = event.type == KeyEvent::Type::keyDown ? EventMask::keyDown
-                                  : event.type == KeyEvent::Type::keyUp  ? EventMask::keyUp
-                                                                         : EventMask::flagsChanged;
+                                  : event.type == KeyEvent::Type::keyUp ? EventMask::keyUp
+                                                                        : EventMask::flagsChanged;
         std::optional<KeyEvent> current = event;
         auto copy = monitors;
         for (auto& [token, entry] : copy) {

@@ -10,7 +10,8 @@ namespace mosaro::test {
 class FakeScreen : public Screen {
 public:
     FakeScreen(Rect frame, Rect visibleFrame, QString name, double scale = 1.0)
-        : m_frame(frame), m_visible(visibleFrame), m_name(std::move(name)), m_scale(scale) {}
+        : m_frame(frame), m_visible(visibleFrame), m_name(std::move(name)), m_scale(scale)
+    {}
     Rect frame() const override { return m_frame; }
     Rect visibleFrame() const override { return m_visible; }
     QString localizedName() const override { return m_name; }

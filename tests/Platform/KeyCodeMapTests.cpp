@@ -43,16 +43,26 @@ TEST(KeyCodeMapTests, KeysFollowThePhysicalPositionOfAPcKeyboard)
     }
 
     // The trigger and the overlay's built-in keys, then keys whose names differ between the models.
-    const std::pair<std::uint16_t, std::uint32_t> named[] = {
-        {36, 28},   {76, 96},   {53, 1},   {123, 105}, {124, 106}, {125, 108}, {126, 103}, {49, 57},
-        {51, 14} /* delete: Backspace */, {117, 111} /* forward delete: Delete */, {114, 110} /* Help: Insert */,
-        {10, 86} /* ISO section: 102nd key */, {55, 125} /* Command: Super */, {58, 56} /* Option: Alt */};
+    const std::pair<std::uint16_t, std::uint32_t> named[] = {{36, 28},
+                                                             {76, 96},
+                                                             {53, 1},
+                                                             {123, 105},
+                                                             {124, 106},
+                                                             {125, 108},
+                                                             {126, 103},
+                                                             {49, 57},
+                                                             {51, 14} /* delete: Backspace */,
+                                                             {117, 111} /* forward delete: Delete */,
+                                                             {114, 110} /* Help: Insert */,
+                                                             {10, 86} /* ISO section: 102nd key */,
+                                                             {55, 125} /* Command: Super */,
+                                                             {58, 56} /* Option: Alt */};
     for (const auto& [code, evdev] : named)
         EXPECT_EQ(evdevForMacKeyCode(code), evdev) << code;
 
     // F1-F10 are consecutive, F11 and F12 come after the keypad, F13 on have their own block.
-    const std::uint16_t functionKeys[20] = {122, 120, 99, 118, 96, 97, 98, 100, 101, 109,
-                                            103, 111, 105, 107, 113, 106, 64, 79, 80, 90};
+    const std::uint16_t functionKeys[20] = {122, 120, 99,  118, 96,  97,  98, 100, 101, 109,
+                                            103, 111, 105, 107, 113, 106, 64, 79,  80,  90};
     for (std::uint32_t n = 1; n <= 20; ++n)
         EXPECT_EQ(evdevForMacKeyCode(functionKeys[n - 1]), n <= 10 ? 58 + n : n <= 12 ? 76 + n : 170 + n) << n;
 

@@ -52,9 +52,9 @@ protected:
 
 QByteArray v2(const char* margin, const char* globalGrid = R"({"columns": 3, "rows": 2})", const char* overrides = "{}")
 {
-    return QByteArray(R"({"schemaVersion": 2, "showInDockIcon": false, "analyticsOptIn": false, "proSettings": {)")
-        + R"("globalGrid": )" + globalGrid + R"(, "margin": )" + margin
-        + R"(, "perDisplayMode": true, "perDisplayGrids": {"overrides": )" + overrides + "}}}";
+    return QByteArray(R"({"schemaVersion": 2, "showInDockIcon": false, "analyticsOptIn": false, "proSettings": {)") +
+           R"("globalGrid": )" + globalGrid + R"(, "margin": )" + margin +
+           R"(, "perDisplayMode": true, "perDisplayGrids": {"overrides": )" + overrides + "}}}";
 }
 
 } // namespace
@@ -103,23 +103,24 @@ TEST_F(PreferencesFileTest, OtherVersionsGiveDefaults)
     write(R"({"schemaVersion": 0, "showInDockIcon": true})");
     EXPECT_EQ(loadPreferences(path).valueOr({}), Preferences::defaults());
     EXPECT_EQ(read(), PreferencesJson::encode(Preferences::defaults()));
-    EXPECT_EQ(logged(), (QStringList{
-        QStringLiteral("error: preferences schemaVersion=7 is newer than supported (2); using defaults without overwriting file"),
-        QStringLiteral("error: Unknown preferences version 0; returning defaults")}));
+    EXPECT_EQ(logged(), (QStringList{QStringLiteral("error: preferences schemaVersion=7 is newer than supported (2); "
+                                                    "using defaults without overwriting file"),
+                                     QStringLiteral("error: Unknown preferences version 0; returning defaults")}));
 }
 
 TEST_F(PreferencesFileTest, UndecodableFilesAreErrorsAndStayUntouched)
 {
-    for (const QByteArray& bytes : {QByteArray(R"({"schemaVersion": "2", "showInDockIcon": false})"),
-                                    QByteArray(R"({"showInDockIcon": true})"), QByteArray("\x89PNG\r\n"),
-                                    v2("0").chopped(9), v2("2.5"), v2("0", R"({"columns": 3})")}) {
+    for (const QByteArray& bytes :
+         {QByteArray(R"({"schemaVersion": "2", "showInDockIcon": false})"), QByteArray(R"({"showInDockIcon": true})"),
+          QByteArray("\x89PNG\r\n"), v2("0").chopped(9), v2("2.5"), v2("0", R"({"columns": 3})")}) {
         write(bytes);
         Log::Store::shared().clear();
         const auto loaded = loadPreferences(path);
         ASSERT_FALSE(loaded) << bytes.toStdString();
         EXPECT_TRUE(toString(loaded.error()).startsWith(QStringLiteral("could not decode ") + path));
         EXPECT_EQ(read(), bytes);
-        EXPECT_TRUE(logged().isEmpty() || logged() == QStringList{QStringLiteral("info: Migrating preferences v1 → v2")});
+        EXPECT_TRUE(logged().isEmpty() ||
+                    logged() == QStringList{QStringLiteral("info: Migrating preferences v1 → v2")});
     }
     EXPECT_TRUE(toString(loadPreferences(dir.path()).error()).startsWith(QStringLiteral("could not read ")));
 }
@@ -143,7 +144,8 @@ TEST_F(PreferencesFileTest, SaveCreatesFoldersAndFailedSavesKeepTheOldFile)
         QFile::setPermissions(dir.filePath(QStringLiteral("Mosaro")), QFile::ReadOwner | QFile::ExeOwner);
         EXPECT_TRUE(toString(savePreferences(changed, path).error()).startsWith(QStringLiteral("could not write ")));
         EXPECT_TRUE(loadPreferences(path).valueOr({}).showInDockIcon); // a failed migration write-back is dropped
-        QFile::setPermissions(dir.filePath(QStringLiteral("Mosaro")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::setPermissions(dir.filePath(QStringLiteral("Mosaro")),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         EXPECT_EQ(read(), old);
     }
     // For any user: no temporary file fits beside a name already at the length limit.

@@ -9,9 +9,10 @@ namespace {
 // A compact, unsorted version-2 document with the margin and one extra member as given.
 QByteArray documentWith(const char* margin, const char* extra = "")
 {
-    return QByteArray(R"({"schemaVersion": 2, "showInDockIcon": false, "analyticsOptIn": false,)") + extra
-        + R"( "proSettings": {"globalGrid": {"columns": 3, "rows": 2}, "perDisplayMode": false,)"
-          R"( "perDisplayGrids": {"overrides": {}}, "margin": )" + margin + "}}";
+    return QByteArray(R"({"schemaVersion": 2, "showInDockIcon": false, "analyticsOptIn": false,)") + extra +
+           R"( "proSettings": {"globalGrid": {"columns": 3, "rows": 2}, "perDisplayMode": false,)"
+           R"( "perDisplayGrids": {"overrides": {}}, "margin": )" +
+           margin + "}}";
 }
 
 std::string failureOf(const QByteArray& bytes)
@@ -48,7 +49,8 @@ TEST(PreferencesJson, WritesTheExactSortedPrettyPrintedLayout)
     prefs.highlightedRegionTintHex = QStringLiteral("#FF8800/80");
     prefs.lastSeenAppVersion = QStringLiteral("1.4.2");
     prefs.proSettings.margin = 12;
-    prefs.proSettings.perDisplayGrids.overrides = {{QStringLiteral("built-in"), {2, 1}}, {QStringLiteral("LG"), {6, 4}}};
+    prefs.proSettings.perDisplayGrids.overrides = {{QStringLiteral("built-in"), {2, 1}},
+                                                   {QStringLiteral("LG"), {6, 4}}};
     const QByteArray bytes = PreferencesJson::encode(prefs);
     EXPECT_EQ(bytes, QByteArray(R"({
   "analyticsOptIn" : false,
@@ -80,13 +82,16 @@ TEST(PreferencesJson, WritesTheExactSortedPrettyPrintedLayout)
     EXPECT_EQ(PreferencesJson::decode(bytes).valueOr({}), prefs);
 
     prefs.lastSeenAppVersion = QString::fromUtf8("\"\\\n\r\t\b\f\x01\x1f\x7fé😀");
-    EXPECT_TRUE(PreferencesJson::encode(prefs).contains(R"("\"\\\n\r\t\b\f\u0001\u001f)" "\x7f" "é😀\""));
+    EXPECT_TRUE(PreferencesJson::encode(prefs).contains(R"("\"\\\n\r\t\b\f\u0001\u001f)"
+                                                        "\x7f"
+                                                        "é😀\""));
     EXPECT_EQ(PreferencesJson::decode(PreferencesJson::encode(prefs)).valueOr({}), prefs);
 }
 
 TEST(PreferencesJson, DecodesStrictlyByType)
 {
-    auto decoded = PreferencesJson::decode(documentWith("9223372036854775807", R"( "new": [1], "lastSeenAppVersion": null,)"));
+    auto decoded =
+        PreferencesJson::decode(documentWith("9223372036854775807", R"( "new": [1], "lastSeenAppVersion": null,)"));
     ASSERT_TRUE(decoded) << decoded.error().description.toStdString();
     EXPECT_EQ(decoded->proSettings.margin, INT64_MAX);
     EXPECT_EQ(decoded->lastSeenAppVersion, std::nullopt);
@@ -101,8 +106,8 @@ TEST(PreferencesJson, DecodesStrictlyByType)
               R"("highlightedRegionTintHex" is not a string)");
     EXPECT_EQ(failureOf(QByteArray(documentWith("0")).replace("{}", R"({"A": {"columns": 4}})")),
               R"(required key "proSettings.perDisplayGrids.overrides.A.rows" is missing)");
-    for (const char* key : {"schemaVersion", "showInDockIcon", "analyticsOptIn", "proSettings", "globalGrid",
-                            "columns", "rows", "perDisplayMode", "perDisplayGrids", "overrides", "margin"}) {
+    for (const char* key : {"schemaVersion", "showInDockIcon", "analyticsOptIn", "proSettings", "globalGrid", "columns",
+                            "rows", "perDisplayMode", "perDisplayGrids", "overrides", "margin"}) {
         const QByteArray broken = documentWith("0").replace(QByteArray("\"") + key + "\"", "\"renamed\"");
         EXPECT_NE(failureOf(broken).find("is missing"), std::string::npos) << key;
     }

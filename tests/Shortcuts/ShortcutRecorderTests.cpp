@@ -116,7 +116,8 @@ TEST_F(ShortcutRecorderTest, UseAnywayLeavesTheOtherActionUnbound)
     EXPECT_TRUE(applyCapturedShortcut(HotkeyAction::extendUp, optionUp, answering(true)));
     EXPECT_EQ(stored(HotkeyAction::extendUp), optionUp);
     EXPECT_FALSE(defaults.values.contains("KeyboardShortcuts_navigateUp"));
-    EXPECT_EQ(conflictFor(optionUp, HotkeyAction::resizeRemoveRow), ShortcutConflict::withAction(HotkeyAction::extendUp));
+    EXPECT_EQ(conflictFor(optionUp, HotkeyAction::resizeRemoveRow),
+              ShortcutConflict::withAction(HotkeyAction::extendUp));
 
     // Taking the trigger's keys for an overlay row clears the trigger the way its own row would.
     EXPECT_TRUE(applyCapturedShortcut(HotkeyAction::confirm, Shortcut(36, 256), answering(true)));

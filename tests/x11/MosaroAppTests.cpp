@@ -31,7 +31,10 @@
 
 namespace mosaro {
 // Rectangles in failure messages as text rather than bytes.
-[[maybe_unused]] static void PrintTo(const Rect& rect, std::ostream* out) { *out << describe(rect).toStdString(); }
+[[maybe_unused]] static void PrintTo(const Rect& rect, std::ostream* out)
+{
+    *out << describe(rect).toStdString();
+}
 } // namespace mosaro
 
 using namespace mosaro;
@@ -59,15 +62,21 @@ using Key = std::pair<std::uint16_t, std::uint64_t>;
 // Every overlay binding on the way to the region (0,0)-(1,1) of a 4 x 3 grid, from the centre of
 // 3 x 2; a key that did anything else would leave another region or size.
 const std::vector<Key> kEveryBinding{
-    {kUp, kNone},    {kRight, kNone},  {kDown, kNone},   {kLeft, kNone},  {kLeft, kNone},  {kUp, kNone},
+    {kUp, kNone},     {kRight, kNone},  {kDown, kNone},  {kLeft, kNone},  {kLeft, kNone}, {kUp, kNone},
     {kRight, kShift}, {kRight, kShift}, {kLeft, kShift}, {kDown, kShift}, {kUp, kShift},  {kDown, kShift},
-    {kRight, kAlt},  {kRight, kAlt},   {kLeft, kAlt},    {kDown, kAlt},   {kDown, kAlt},  {kUp, kAlt},
+    {kRight, kAlt},   {kRight, kAlt},   {kLeft, kAlt},   {kDown, kAlt},   {kDown, kAlt},  {kUp, kAlt},
 };
 const HighlightedRegion kEveryBindingRegion{{0, 0}, {1, 1}};
 
-QString text(const char* s) { return QString::fromUtf8(s); }
+QString text(const char* s)
+{
+    return QString::fromUtf8(s);
+}
 
-std::string str(const Rect& r) { return describe(r).toStdString(); }
+std::string str(const Rect& r)
+{
+    return describe(r).toStdString();
+}
 std::string str(const std::vector<Rect>& rects)
 {
     std::string out;
@@ -122,7 +131,7 @@ protected:
         ASSERT_GT(appPid, 0);
         logPath = home + QStringLiteral("/env.log");
         ASSERT_TRUE(waitForLog(0, text(M::presenterStarted), 20000)) << "the application did not start:\n"
-                                                                      << logText().toStdString();
+                                                                     << logText().toStdString();
     }
 
     bool appRunning() { return appPid > 0 && ::waitpid(appPid, nullptr, WNOHANG) == 0; }
@@ -183,8 +192,8 @@ protected:
         ASSERT_TRUE(c.check(xcb_xkb_select_events_checked(conn, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_EVENT_TYPE_BELL_NOTIFY,
                                                           0, XCB_XKB_EVENT_TYPE_BELL_NOTIFY, 0, 0, nullptr)));
         c.addEventListener([this, xkbEvent](xcb_generic_event_t* e) {
-            if ((e->response_type & 0x7f) == xkbEvent
-                && reinterpret_cast<xcb_xkb_bell_notify_event_t*>(e)->xkbType == XCB_XKB_BELL_NOTIFY)
+            if ((e->response_type & 0x7f) == xkbEvent &&
+                reinterpret_cast<xcb_xkb_bell_notify_event_t*>(e)->xkbType == XCB_XKB_BELL_NOTIFY)
                 ++bells;
             return false;
         });
@@ -197,7 +206,10 @@ protected:
         c.processPendingEvents();
         return bells;
     }
-    bool waitForBells(int count) { return session->waitUntil([&] { return bells >= count; }); }
+    bool waitForBells(int count)
+    {
+        return session->waitUntil([&] { return bells >= count; });
+    }
 
     // --- keys ---
 
@@ -261,7 +273,7 @@ protected:
         for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
             const xcb_window_t w = children[i];
             auto attrs = c.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
-                                                                     xcb_get_window_attributes(c.connection(), w));
+                                                                    xcb_get_window_attributes(c.connection(), w));
             if (!attrs || !(*attrs)->override_redirect || (*attrs)->map_state != XCB_MAP_STATE_VIEWABLE)
                 continue;
             const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
@@ -328,8 +340,9 @@ protected:
 TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWindow)
 {
     const auto dock = client({"--dock-strut", "bottom:40"});
-    ASSERT_TRUE(session->waitUntil([&] { return xVisible(screenAt(0)) == Rect{0, 0, 1280, 760}; }))
-        << str(xVisible(screenAt(0)));
+    ASSERT_TRUE(session->waitUntil([&] {
+        return xVisible(screenAt(0)) == Rect{0, 0, 1280, 760};
+    })) << str(xVisible(screenAt(0)));
     ASSERT_NO_FATAL_FAILURE(startApp());
     const auto target = client({"--title", "Target", "--geometry", "400x300+120+90"});
     ASSERT_TRUE(session->activateWindow(target.window));
@@ -341,7 +354,8 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
     key(kReturn, kSuper);
     EXPECT_TRUE(waitForNoOverlay()) << str(overlayWindows());
     EXPECT_TRUE(waitForLog(mark, text(M::triggerWhileVisible)))
-        << "the trigger did not reach the trigger handler while the overlay was up:\n" << logText(mark).toStdString();
+        << "the trigger did not reach the trigger handler while the overlay was up:\n"
+        << logText(mark).toStdString();
 
     // Escape, then an unbound letter.
     for (const std::uint16_t closer : {kEscape, kA}) {
@@ -393,8 +407,8 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     key(kReturn);
     const Rect plain = expectedFrame(screen, {4, 3}, 0, kEveryBindingRegion);
     EXPECT_EQ(plain, (Rect{0, 0, 640, 507}));
-    EXPECT_TRUE(waitForFrame(target.window, plain))
-        << str(wmFrame(target.window)) << "\n" << logText(mark).toStdString();
+    EXPECT_TRUE(waitForFrame(target.window, plain)) << str(wmFrame(target.window)) << "\n"
+                                                    << logText(mark).toStdString();
     EXPECT_TRUE(waitForNoOverlay());
     ASSERT_TRUE(waitForLog(mark, prefixOf(M::commitMove))) << logText(mark).toStdString();
     EXPECT_FALSE(linesSince(mark, QStringLiteral("persisted global resize: 4×3")).isEmpty())
@@ -417,8 +431,8 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     key(kReturn);
     const Rect margined = expectedFrame(screen, {4, 3}, 10, kEveryBindingRegion);
     EXPECT_EQ(margined, (Rect{10, 10, 625, 488}));
-    EXPECT_TRUE(waitForFrame(target.window, margined))
-        << str(wmFrame(target.window)) << "\n" << logText(mark).toStdString();
+    EXPECT_TRUE(waitForFrame(target.window, margined)) << str(wmFrame(target.window)) << "\n"
+                                                       << logText(mark).toStdString();
     ASSERT_TRUE(waitForLog(mark, prefixOf(M::commitMove))) << logText(mark).toStdString();
     EXPECT_FALSE(linesSince(mark, QStringLiteral("persisted resize for display '%1': 4×3").arg(displayName)).isEmpty())
         << logText(mark).toStdString();
@@ -458,8 +472,8 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
 // Return places the window on the centre cell of the grid of the monitor the overlay is on.
 TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
 {
-    ASSERT_TRUE(session->xrandrSetMonitors({{QStringLiteral("left"), 0, 0, 640, 800, true},
-                                            {QStringLiteral("right"), 640, 0, 640, 600, false}}));
+    ASSERT_TRUE(session->xrandrSetMonitors(
+        {{QStringLiteral("left"), 0, 0, 640, 800, true}, {QStringLiteral("right"), 640, 0, 640, 600, false}}));
     ASSERT_TRUE(session->waitUntil([&] { return screens->screens().size() == 2; }));
     const ScreenRef left = screenAt(0), right = screenAt(1);
     ASSERT_EQ(xVisible(left), (Rect{0, 0, 640, 800}));
@@ -481,8 +495,8 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     key(kRight, kAlt);
     ASSERT_NO_FATAL_FAILURE(jump(kRight));
     EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
-    EXPECT_TRUE(waitForLog(mark, QStringLiteral("cross-display jump (next): %1 → %2")
-                                     .arg(left->localizedName(), right->localizedName())))
+    EXPECT_TRUE(waitForLog(
+        mark, QStringLiteral("cross-display jump (next): %1 → %2").arg(left->localizedName(), right->localizedName())))
         << logText(mark).toStdString();
     // The resize was saved for the monitor left before the jump.
     auto stored = storedPreferences();
@@ -492,8 +506,9 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     mark = logMark();
     ASSERT_NO_FATAL_FAILURE(jump(kLeft));
     EXPECT_TRUE(waitForOverlay(xVisible(left))) << str(overlayWindows());
-    EXPECT_TRUE(waitForLog(mark, QStringLiteral("cross-display jump (previous): %1 → %2")
-                                     .arg(right->localizedName(), left->localizedName())))
+    EXPECT_TRUE(waitForLog(
+        mark,
+        QStringLiteral("cross-display jump (previous): %1 → %2").arg(right->localizedName(), left->localizedName())))
         << logText(mark).toStdString();
     ASSERT_NO_FATAL_FAILURE(jump(kRight));
     EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
@@ -503,7 +518,7 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     const Rect landed = expectedFrame(right, {2, 3}, 4, {{1, 2}, {1, 2}});
     EXPECT_EQ(landed, (Rect{962, 401, 314, 195}));
     EXPECT_TRUE(waitForFrame(target.window, landed)) << str(wmFrame(target.window)) << "\n"
-                                                      << logText(mark).toStdString();
+                                                     << logText(mark).toStdString();
     EXPECT_TRUE(waitForNoOverlay());
 
     // The window is on the right monitor now, and so is the next overlay.
@@ -559,7 +574,8 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     key(kUp);
     const bool overlayKept = waitForLog(mark, QStringLiteral("keyDown keyCode=126"));
     EXPECT_TRUE(overlayKept) << "the overlay closed when its target vanished (active window now 0x" << std::hex
-                             << session->activeWindow() << "):\n" << logText(mark).toStdString();
+                             << session->activeWindow() << "):\n"
+                             << logText(mark).toStdString();
     if (overlayKept) {
         key(kReturn);
         EXPECT_TRUE(waitForLog(mark, prefixOf(M::commitFailed))) << logText(mark).toStdString();

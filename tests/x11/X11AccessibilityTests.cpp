@@ -219,7 +219,8 @@ TEST_P(X11AccessibilityTest, ReadsAndPlacesTheOuterFrame)
     EXPECT_EQ(wmFrame(c.window), target);
 
     // Shadow drawn by the client: left 10, right 10, top 5, bottom 15.
-    const auto shadowed = client({"--title", "Shadow", "--geometry", "300x200+600+300", "--gtk-frame-extents", "10,10,5,15"});
+    const auto shadowed =
+        client({"--title", "Shadow", "--geometry", "300x200+600+300", "--gtk-frame-extents", "10,10,5,15"});
     const AXElementRef shadowWindow = focus(shadowed);
     ASSERT_TRUE(shadowWindow);
     const Rect outer = wmFrame(shadowed.window);

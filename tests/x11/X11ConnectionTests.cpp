@@ -19,15 +19,16 @@ namespace {
 xcb_window_t createWindow(X11Connection& c)
 {
     const xcb_window_t w = xcb_generate_id(c.connection());
-    xcb_create_window(c.connection(), XCB_COPY_FROM_PARENT, w, c.root(), 0, 0, 10, 10, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_create_window(c.connection(), XCB_COPY_FROM_PARENT, w, c.root(), 0, 0, 10, 10, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
     return w;
 }
 
 void setProperty(X11Connection& c, xcb_window_t w, const char* name, xcb_atom_t type, int format, const void* data,
                  std::uint32_t count)
 {
-    xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, w, c.atom(name), type, std::uint8_t(format), count, data);
+    xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, w, c.atom(name), type, std::uint8_t(format), count,
+                        data);
 }
 
 int lifecycleErrors()
@@ -101,8 +102,14 @@ TEST(X11Connection, ListenersAndBoundedWaits)
 
     int first = 0, second = 0;
     bool consume = false;
-    const auto a = c.addEventListener([&](xcb_generic_event_t*) { ++first; return consume; });
-    c.addEventListener([&](xcb_generic_event_t*) { ++second; return false; });
+    const auto a = c.addEventListener([&](xcb_generic_event_t*) {
+        ++first;
+        return consume;
+    });
+    c.addEventListener([&](xcb_generic_event_t*) {
+        ++second;
+        return false;
+    });
 
     const std::uint32_t one = 1;
     setProperty(c, w, "A", XCB_ATOM_CARDINAL, 32, &one, 1);
@@ -120,7 +127,10 @@ TEST(X11Connection, ListenersAndBoundedWaits)
     c.removeEventListener(a);
     setProperty(c, w, "C", XCB_ATOM_CARDINAL, 32, &one, 1);
     c.flush();
-    EXPECT_TRUE(session.waitUntil([&] { c.processPendingEvents(); return second == 2; }));
+    EXPECT_TRUE(session.waitUntil([&] {
+        c.processPendingEvents();
+        return second == 2;
+    }));
     EXPECT_EQ(first, 2);
 
     EXPECT_FALSE(c.waitForEvent(isProperty, 50));

@@ -99,8 +99,8 @@ TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
     int returnPresses = 0;
     const auto returnKeycode = *evdevForMacKeyCode(kReturn) + x11KeycodeOffset;
     connection.addEventListener([&](xcb_generic_event_t* event) {
-        if ((event->response_type & 0x7f) == XCB_KEY_PRESS
-            && reinterpret_cast<xcb_key_press_event_t*>(event)->detail == returnKeycode)
+        if ((event->response_type & 0x7f) == XCB_KEY_PRESS &&
+            reinterpret_cast<xcb_key_press_event_t*>(event)->detail == returnKeycode)
             ++returnPresses;
         return false;
     });
@@ -191,9 +191,9 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
     // Another client holds only the Num Lock variant: the grabs made before the refusal go too.
     {
         X11Connection other(session.displayName());
-        ASSERT_TRUE(other.check(xcb_grab_key_checked(other.connection(), 0, other.root(),
-                                                     X11ModMask::mod4 | X11ModMask::mod2, returnKey,
-                                                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+        ASSERT_TRUE(
+            other.check(xcb_grab_key_checked(other.connection(), 0, other.root(), X11ModMask::mod4 | X11ModMask::mod2,
+                                             returnKey, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
         EventHotKeyRef ref = 99;
         EXPECT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::hotKeyExists);
         EXPECT_EQ(ref, 0u);
@@ -213,8 +213,8 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
 
     // Num Lock's key moves from Mod2 to Mod3: the combination is grabbed again with Mod3.
     xcb_connection_t* c = connection.connection();
-    auto mapping = connection.reply<xcb_get_modifier_mapping_reply_t>(xcb_get_modifier_mapping_reply,
-                                                                      xcb_get_modifier_mapping(c));
+    auto mapping =
+        connection.reply<xcb_get_modifier_mapping_reply_t>(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(c));
     ASSERT_TRUE(mapping);
     const int per = (*mapping)->keycodes_per_modifier;
     std::vector<xcb_keycode_t> keys(xcb_get_modifier_mapping_keycodes(mapping->get()),
@@ -261,8 +261,8 @@ TEST(X11HotKeys, ALostConnectionFailsCalmly)
     // The session kills our client through a window we own.
     xcb_connection_t* c = connection->connection();
     const xcb_window_t window = xcb_generate_id(c);
-    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, connection->root(), 0, 0, 1, 1, 0,
-                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, connection->root(), 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
     ASSERT_TRUE(connection->windowExists(window));
     X11Connection& killer = session.connection();
     ASSERT_TRUE(killer.check(xcb_kill_client_checked(killer.connection(), window)));

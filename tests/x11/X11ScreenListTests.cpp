@@ -116,8 +116,8 @@ TEST(X11ScreenList, SingleMonitorNamesWorkAreaAndIdentity)
     // Work area of the current (second) desktop: 0,20 1280x750 in X coordinates.
     const std::uint32_t areas[] = {0, 0, 1280, 800, 0, 20, 1280, 750};
     const std::uint32_t desktop = 1;
-    xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, c.root(), c.atom("_NET_WORKAREA"), XCB_ATOM_CARDINAL,
-                        32, 8, areas);
+    xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, c.root(), c.atom("_NET_WORKAREA"), XCB_ATOM_CARDINAL, 32,
+                        8, areas);
     xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, c.root(), c.atom("_NET_CURRENT_DESKTOP"),
                         XCB_ATOM_CARDINAL, 32, 1, &desktop);
     const auto withWorkArea = list.screens();
@@ -126,16 +126,16 @@ TEST(X11ScreenList, SingleMonitorNamesWorkAreaAndIdentity)
     EXPECT_EQ(screens[0]->visibleFrame(), (Rect{0, 0, 1280, 800}));
 
     // A hostile work area (too short) is ignored.
-    xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, c.root(), c.atom("_NET_WORKAREA"), XCB_ATOM_CARDINAL,
-                        32, 2, areas);
+    xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, c.root(), c.atom("_NET_WORKAREA"), XCB_ATOM_CARDINAL, 32,
+                        2, areas);
     EXPECT_EQ(list.screens()[0]->visibleFrame(), (Rect{0, 0, 1280, 800}));
 
     // The EDID product name wins over the output's name.
     const xcb_randr_output_t output = firstOutput(c);
     ASSERT_NE(output, xcb_randr_output_t(XCB_NONE));
     const auto edid = edidWithName("Mosaro Panel");
-    xcb_randr_change_output_property(c.connection(), output, c.atom("EDID"), XCB_ATOM_INTEGER, 8,
-                                     XCB_PROP_MODE_REPLACE, std::uint32_t(edid.size()), edid.data());
+    xcb_randr_change_output_property(c.connection(), output, c.atom("EDID"), XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE,
+                                     std::uint32_t(edid.size()), edid.data());
     EXPECT_EQ(list.screens()[0]->localizedName(), QStringLiteral("Mosaro Panel"));
 }
 
@@ -151,8 +151,8 @@ TEST(X11ScreenList, TwoMonitorsInServerOrderWithConsistentCoordinates)
     int changes = 0;
     list.onDisplaysChanged = [&] { ++changes; };
 
-    ASSERT_TRUE(session.xrandrSetMonitors({{QStringLiteral("left"), 0, 0, 800, 600, false},
-                                           {QStringLiteral("right"), 800, 0, 480, 800, true}}));
+    ASSERT_TRUE(session.xrandrSetMonitors(
+        {{QStringLiteral("left"), 0, 0, 800, 600, false}, {QStringLiteral("right"), 800, 0, 480, 800, true}}));
 
     const auto screens = list.screens();
     ASSERT_EQ(screens.size(), 2u);
@@ -171,8 +171,8 @@ TEST(X11ScreenList, TwoMonitorsInServerOrderWithConsistentCoordinates)
     EXPECT_EQ(screenContaining(list, Point{900, h - 100}), right);
 
     // Changing one monitor makes a new object for it only.
-    ASSERT_TRUE(session.xrandrSetMonitors({{QStringLiteral("left"), 0, 0, 800, 600, false},
-                                           {QStringLiteral("right"), 800, 0, 480, 700, true}}));
+    ASSERT_TRUE(session.xrandrSetMonitors(
+        {{QStringLiteral("left"), 0, 0, 800, 600, false}, {QStringLiteral("right"), 800, 0, 480, 700, true}}));
     const auto after = list.screens();
     ASSERT_EQ(after.size(), 2u);
     EXPECT_NE(after[0], right);
@@ -181,7 +181,10 @@ TEST(X11ScreenList, TwoMonitorsInServerOrderWithConsistentCoordinates)
 
     EXPECT_EQ(changes, 0);
     session.run(QStringLiteral("xrandr"), {QStringLiteral("--fb"), QStringLiteral("1024x768")});
-    EXPECT_TRUE(session.waitUntil([&] { c.processPendingEvents(); return changes > 0; }));
+    EXPECT_TRUE(session.waitUntil([&] {
+        c.processPendingEvents();
+        return changes > 0;
+    }));
 }
 
 class X11ScreenListWithWM : public ::testing::TestWithParam<const char*> {};
@@ -197,18 +200,21 @@ TEST_P(X11ScreenListWithWM, DockStrutShrinksVisibleFrame)
 
     auto top = session.startClient({"--dock-strut", "top:40"});
     ASSERT_TRUE(top);
-    EXPECT_TRUE(session.waitUntil([&] { return list.screens()[0]->visibleFrame() == Rect{0, 0, 1280, 760}; }))
-        << describe(list.screens()[0]->visibleFrame()).toStdString();
+    EXPECT_TRUE(session.waitUntil([&] {
+        return list.screens()[0]->visibleFrame() == Rect{0, 0, 1280, 760};
+    })) << describe(list.screens()[0]->visibleFrame()).toStdString();
 
     auto bottom = session.startClient({"--dock-strut", "bottom:30"});
     ASSERT_TRUE(bottom);
-    EXPECT_TRUE(session.waitUntil([&] { return list.screens()[0]->visibleFrame() == Rect{0, 30, 1280, 730}; }))
-        << describe(list.screens()[0]->visibleFrame()).toStdString();
+    EXPECT_TRUE(session.waitUntil([&] {
+        return list.screens()[0]->visibleFrame() == Rect{0, 30, 1280, 730};
+    })) << describe(list.screens()[0]->visibleFrame()).toStdString();
     EXPECT_EQ(list.screens()[0]->frame(), (Rect{0, 0, 1280, 800}));
 
     session.stopClient(*top);
-    EXPECT_TRUE(session.waitUntil([&] { return list.screens()[0]->visibleFrame() == Rect{0, 30, 1280, 770}; }))
-        << describe(list.screens()[0]->visibleFrame()).toStdString();
+    EXPECT_TRUE(session.waitUntil([&] {
+        return list.screens()[0]->visibleFrame() == Rect{0, 30, 1280, 770};
+    })) << describe(list.screens()[0]->visibleFrame()).toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(WindowManagers, X11ScreenListWithWM, ::testing::Values("openbox", "icewm"));

@@ -6,6 +6,6 @@
 namespace mosaro::test {
 using X11TestSession = mosaro::X11Session;
 using X11TestClient = mosaro::X11SessionClient;
-using mosaro::X11MonitorSpec;
 using mosaro::testClientPath;
+using mosaro::X11MonitorSpec;
 } // namespace mosaro::test

@@ -73,9 +73,9 @@ QImage screenshot(X11Connection& x)
 {
     const auto* screen = x.screen();
     const int w = screen->width_in_pixels, h = screen->height_in_pixels;
-    auto reply = x.reply<xcb_get_image_reply_t>(
-        xcb_get_image_reply,
-        xcb_get_image(x.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), 0, 0, std::uint16_t(w), std::uint16_t(h), ~0u));
+    auto reply = x.reply<xcb_get_image_reply_t>(xcb_get_image_reply,
+                                                xcb_get_image(x.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), 0, 0,
+                                                              std::uint16_t(w), std::uint16_t(h), ~0u));
     if (!reply || xcb_get_image_data_length(reply->get()) < w * h * 4)
         return {};
     QImage image(w, h, QImage::Format_RGB32);
@@ -130,8 +130,8 @@ int runDemo(const QString& appPath, const QString& outDir)
         say(QStringLiteral("could not start the private X session: %1").arg(session.error()));
         return 1;
     }
-    if (!session.xrandrSetMonitors({{QStringLiteral("LEFT"), 0, 0, 1280, 1024, true},
-                                    {QStringLiteral("RIGHT"), 1280, 0, 1280, 1024, false}}))
+    if (!session.xrandrSetMonitors(
+            {{QStringLiteral("LEFT"), 0, 0, 1280, 1024, true}, {QStringLiteral("RIGHT"), 1280, 0, 1280, 1024, false}}))
         say(QStringLiteral("(could not split the screen into two monitors; jumping will beep)"));
 
     X11Connection& x = session.connection();

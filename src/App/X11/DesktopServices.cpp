@@ -37,7 +37,10 @@ void X11Application::activateIgnoringOtherApps()
     }
 }
 
-bool X11Application::isActive() const { return QApplication::activeWindow() != nullptr; }
+bool X11Application::isActive() const
+{
+    return QApplication::activeWindow() != nullptr;
+}
 
 bool X11Application::hasVisibleTitledWindow() const
 {
@@ -57,7 +60,9 @@ void installLogSinks(std::FILE* echo)
     Log::Store::shared().addSink([echo](const Log::Entry& e) {
         if (e.kind != Log::Entry::Kind::message)
             return;
-        const int priority = e.level == Log::Level::error ? LOG_ERR : e.level == Log::Level::info ? LOG_INFO : LOG_DEBUG;
+        const int priority = e.level == Log::Level::error  ? LOG_ERR
+                             : e.level == Log::Level::info ? LOG_INFO
+                                                           : LOG_DEBUG;
         const QByteArray message = e.message.toUtf8();
         const QByteArray category = e.category.toUtf8();
         sd_journal_send("MESSAGE=%s", message.constData(), "PRIORITY=%i", priority, "SYSLOG_IDENTIFIER=mosaro",

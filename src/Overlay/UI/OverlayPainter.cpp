@@ -48,8 +48,8 @@ void paintOverlay(QPainter& painter, const std::optional<OverlayPresentation>& p
     painter.drawPath(lines);
 
     painter.setRenderHint(QPainter::Antialiasing, true);
-    const QRectF highlight = options.highlight.value_or(QRectF(d.highlight.x, d.highlight.y, d.highlight.width,
-                                                               d.highlight.height));
+    const QRectF highlight =
+        options.highlight.value_or(QRectF(d.highlight.x, d.highlight.y, d.highlight.width, d.highlight.height));
     QColor fill = options.accent;
     fill.setAlphaF(OverlayDrawing::highlightFillOpacity);
     QColor stroke = options.accent;

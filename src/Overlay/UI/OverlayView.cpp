@@ -20,8 +20,8 @@ void OverlayView::setViewModel(std::shared_ptr<OverlayViewModel> viewModel)
     m_viewModel = std::move(viewModel);
     m_lastRegion.reset();
     if (m_viewModel) {
-        m_connection = connect(m_viewModel.get(), &OverlayViewModel::presentationChanged, this,
-                               [this] { presentationChanged(); });
+        m_connection =
+            connect(m_viewModel.get(), &OverlayViewModel::presentationChanged, this, [this] { presentationChanged(); });
         if (const auto& p = m_viewModel->presentation())
             m_lastRegion = p->region;
     }
@@ -39,8 +39,8 @@ void OverlayView::presentationChanged()
     const auto& p = m_viewModel ? m_viewModel->presentation() : std::nullopt;
     if (p && m_lastRegion && *m_lastRegion != p->region) {
         // Animate from wherever the highlight is now, keyed to the region.
-        const QRectF from = m_animation.state() == QAbstractAnimation::Running ? m_animation.currentValue().toRectF()
-                                                                               : QRectF();
+        const QRectF from =
+            m_animation.state() == QAbstractAnimation::Running ? m_animation.currentValue().toRectF() : QRectF();
         m_animation.stop();
         if (from.isValid()) {
             m_animation.setStartValue(from);

@@ -122,7 +122,8 @@ QtOnboardingWindow::QtOnboardingWindow(NotificationCenter& center) : m_center(ce
     });
     QObject::connect(m_widget, &OnboardingWidget::willClose, [this] {
         // Titled windows announce their closing, so the application can step back afterwards.
-        m_center.post(PlatformNotifications::windowWillClose, m_widget.data(), {{PlatformNotifications::windowIsTitledKey, true}});
+        m_center.post(PlatformNotifications::windowWillClose, m_widget.data(),
+                      {{PlatformNotifications::windowIsTitledKey, true}});
         if (onWillClose)
             onWillClose();
     });

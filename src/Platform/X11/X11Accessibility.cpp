@@ -148,10 +148,13 @@ AXError X11Accessibility::setMessagingTimeout(const AXElementRef& element, float
 AXError X11Accessibility::errorCode(const X11Error& error) const
 {
     switch (error.kind) {
-    case X11Error::Kind::invalidWindow: return AXErrorCode::invalidUIElement;
+    case X11Error::Kind::invalidWindow:
+        return AXErrorCode::invalidUIElement;
     case X11Error::Kind::connectionLost:
-    case X11Error::Kind::timedOut: return AXErrorCode::cannotComplete;
-    case X11Error::Kind::requestFailed: break;
+    case X11Error::Kind::timedOut:
+        return AXErrorCode::cannotComplete;
+    case X11Error::Kind::requestFailed:
+        break;
     }
     return AXErrorCode::failure;
 }
@@ -231,8 +234,8 @@ AXError X11Accessibility::focusedWindowOf(std::int32_t processID, std::optional<
     const auto active = m_connection.windows(root, m_connection.atom("_NET_ACTIVE_WINDOW"), 1, &error);
     if (!m_connection.isConnected())
         return AXErrorCode::cannotComplete;
-    if (active && (*active)[0] != XCB_WINDOW_NONE && m_connection.windowExists((*active)[0])
-        && processOf((*active)[0]).value_or(0) == processID) {
+    if (active && (*active)[0] != XCB_WINDOW_NONE && m_connection.windowExists((*active)[0]) &&
+        processOf((*active)[0]).value_or(0) == processID) {
         value = AXValue{windowElement((*active)[0])};
         return AXErrorCode::success;
     }
@@ -304,8 +307,8 @@ AXError X11Accessibility::isAttributeSettable(const AXElementRef& element, const
         settable = allows(window, "_NET_WM_ACTION_MOVE").value_or(true);
     } else if (attribute == AXAttribute::size) {
         settable = !isFixedSize(window) && allows(window, "_NET_WM_ACTION_RESIZE").value_or(true);
-    } else if (attribute != AXAttribute::title && attribute != AXAttribute::minimized
-               && attribute != AXAttribute::fullScreen) {
+    } else if (attribute != AXAttribute::title && attribute != AXAttribute::minimized &&
+               attribute != AXAttribute::fullScreen) {
         return AXErrorCode::attributeUnsupported;
     }
     return AXErrorCode::success;
@@ -319,16 +322,16 @@ AXError X11Accessibility::setAttributeValue(const AXElementRef& element, const Q
     const auto* geometryValue = std::get_if<AXGeometry>(&value);
     constexpr double coordinateLimit = 32767;
     if (attribute == AXAttribute::position) {
-        if (!geometryValue || geometryValue->kind != AXGeometry::Kind::point
-            || !inRange(geometryValue->a, -coordinateLimit, coordinateLimit)
-            || !inRange(geometryValue->b, -coordinateLimit, coordinateLimit))
+        if (!geometryValue || geometryValue->kind != AXGeometry::Kind::point ||
+            !inRange(geometryValue->a, -coordinateLimit, coordinateLimit) ||
+            !inRange(geometryValue->b, -coordinateLimit, coordinateLimit))
             return AXErrorCode::illegalArgument;
         return writeFrame(windowElement->window, windowElement->timeout,
                           Point{std::round(geometryValue->a), std::round(geometryValue->b)}, std::nullopt);
     }
     if (attribute == AXAttribute::size) {
-        if (!geometryValue || geometryValue->kind != AXGeometry::Kind::size
-            || !inRange(geometryValue->a, 1, coordinateLimit) || !inRange(geometryValue->b, 1, coordinateLimit))
+        if (!geometryValue || geometryValue->kind != AXGeometry::Kind::size ||
+            !inRange(geometryValue->a, 1, coordinateLimit) || !inRange(geometryValue->b, 1, coordinateLimit))
             return AXErrorCode::illegalArgument;
         return writeFrame(windowElement->window, windowElement->timeout, std::nullopt,
                           Size{std::round(geometryValue->a), std::round(geometryValue->b)});
@@ -342,8 +345,8 @@ void X11Accessibility::watch(xcb_window_t window)
         return;
     xcb_connection_t* c = m_connection.connection();
     // Keep whatever this connection already selects on the window (it may be one of ours).
-    auto attributes = m_connection.reply<xcb_get_window_attributes_reply_t>(
-        xcb_get_window_attributes_reply, xcb_get_window_attributes(c, window));
+    auto attributes = m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
+                                                                            xcb_get_window_attributes(c, window));
     if (!attributes)
         return;
     const std::uint32_t mask =
@@ -358,7 +361,8 @@ AXError X11Accessibility::writeFrame(xcb_window_t window, float timeout, const s
     const auto start = Clock::now();
     const auto deadline = start + std::chrono::microseconds(std::int64_t(double(timeout) * 1e6));
     auto msLeft = [&](Clock::time_point until) {
-        return int(std::max<std::int64_t>(0, std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now()).count()));
+        return int(std::max<std::int64_t>(
+            0, std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now()).count()));
     };
     watch(window);
     auto current = geometry(window);
@@ -371,13 +375,16 @@ AXError X11Accessibility::writeFrame(xcb_window_t window, float timeout, const s
     };
     auto aboutWindow = [window](xcb_generic_event_t* e, xcb_atom_t property) {
         switch (e->response_type & 0x7f) {
-        case XCB_CONFIGURE_NOTIFY: return reinterpret_cast<xcb_configure_notify_event_t*>(e)->window == window;
-        case XCB_DESTROY_NOTIFY: return reinterpret_cast<xcb_destroy_notify_event_t*>(e)->window == window;
+        case XCB_CONFIGURE_NOTIFY:
+            return reinterpret_cast<xcb_configure_notify_event_t*>(e)->window == window;
+        case XCB_DESTROY_NOTIFY:
+            return reinterpret_cast<xcb_destroy_notify_event_t*>(e)->window == window;
         case XCB_PROPERTY_NOTIFY: {
             auto* p = reinterpret_cast<xcb_property_notify_event_t*>(e);
             return p->window == window && (property == XCB_ATOM_NONE || p->atom == property);
         }
-        default: return false;
+        default:
+            return false;
         }
     };
 
@@ -410,8 +417,10 @@ AXError X11Accessibility::writeFrame(xcb_window_t window, float timeout, const s
 
     // The request names the outer frame's top-left (north-west gravity) and the client's size.
     const double frameX = target.x - g.shadow.left, frameY = target.y - g.shadow.top;
-    const double clientWidth = target.width + g.shadow.left + g.shadow.right - g.frame.left - g.frame.right - 2 * g.border;
-    const double clientHeight = target.height + g.shadow.top + g.shadow.bottom - g.frame.top - g.frame.bottom - 2 * g.border;
+    const double clientWidth =
+        target.width + g.shadow.left + g.shadow.right - g.frame.left - g.frame.right - 2 * g.border;
+    const double clientHeight =
+        target.height + g.shadow.top + g.shadow.bottom - g.frame.top - g.frame.bottom - 2 * g.border;
     constexpr std::uint32_t northWest = 1, allFields = 0xf << 8, sourcePager = 2u << 12;
     const xcb_atom_t moveResize = m_connection.atom("_NET_MOVERESIZE_WINDOW");
     auto send = [&] {

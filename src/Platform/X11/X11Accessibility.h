@@ -47,11 +47,11 @@ private:
         double left = 0, right = 0, top = 0, bottom = 0;
     };
     struct Geometry {
-        Rect client;   // inside the border, root coordinates
+        Rect client; // inside the border, root coordinates
         double border = 0;
-        Extents frame; // added by the WM
+        Extents frame;  // added by the WM
         Extents shadow; // client-side, inside the client
-        Rect visible;  // the outer frame as the user sees it
+        Rect visible;   // the outer frame as the user sees it
     };
 
     std::optional<std::int32_t> processOf(xcb_window_t window);

@@ -70,8 +70,8 @@ xcb_atom_t X11Connection::atom(std::string_view name)
         return it->second;
     if (!isConnected() || name.empty() || name.size() > 0xffff)
         return XCB_ATOM_NONE;
-    auto r = reply<xcb_intern_atom_reply_t>(
-        xcb_intern_atom_reply, xcb_intern_atom(m_connection, 0, std::uint16_t(name.size()), name.data()));
+    auto r = reply<xcb_intern_atom_reply_t>(xcb_intern_atom_reply,
+                                            xcb_intern_atom(m_connection, 0, std::uint16_t(name.size()), name.data()));
     if (!r)
         return XCB_ATOM_NONE;
     const xcb_atom_t value = (*r)->atom;
@@ -89,8 +89,8 @@ QString X11Connection::atomName(xcb_atom_t atom)
     return QString::fromUtf8(xcb_get_atom_name_name(r->get()), xcb_get_atom_name_name_length(r->get()));
 }
 
-X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t window, xcb_atom_t prop,
-                                                              xcb_atom_t type, std::uint32_t maxBytes)
+X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t window, xcb_atom_t prop, xcb_atom_t type,
+                                                              std::uint32_t maxBytes)
 {
     using Result = X11Result<std::optional<X11Property>>;
     if (!isConnected())
@@ -108,8 +108,8 @@ X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t windo
     // accept, is treated as no value at all.
     const bool formatOk = p->format == 8 || p->format == 16 || p->format == 32;
     const int length = xcb_get_property_value_length(p);
-    if (!formatOk || p->bytes_after != 0 || length < 0
-        || std::uint64_t(p->value_len) * (p->format / 8) != std::uint64_t(length))
+    if (!formatOk || p->bytes_after != 0 || length < 0 ||
+        std::uint64_t(p->value_len) * (p->format / 8) != std::uint64_t(length))
         return Result(std::nullopt);
     X11Property out;
     out.type = p->type;
@@ -119,9 +119,8 @@ X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t windo
     return Result(std::move(out));
 }
 
-std::optional<std::vector<std::uint32_t>> X11Connection::list32(xcb_window_t window, xcb_atom_t prop,
-                                                                xcb_atom_t type, std::size_t minItems,
-                                                                X11Error* error)
+std::optional<std::vector<std::uint32_t>> X11Connection::list32(xcb_window_t window, xcb_atom_t prop, xcb_atom_t type,
+                                                                std::size_t minItems, X11Error* error)
 {
     auto r = property(window, prop, type);
     if (!r) {
@@ -222,9 +221,9 @@ X11Status X11Connection::sendRootMessage(xcb_window_t window, xcb_atom_t type, s
     ev.data.data32[2] = d2;
     ev.data.data32[3] = d3;
     ev.data.data32[4] = d4;
-    auto cookie = xcb_send_event_checked(
-        m_connection, 0, root(),
-        XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY, reinterpret_cast<const char*>(&ev));
+    auto cookie = xcb_send_event_checked(m_connection, 0, root(),
+                                         XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                                         reinterpret_cast<const char*>(&ev));
     return check(cookie);
 }
 

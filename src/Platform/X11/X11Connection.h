@@ -80,17 +80,15 @@ public:
     // Reads a property (up to maxBytes). Absent property gives an empty optional; an X error
     // (vanished window) or a dead connection gives the error.
     X11Result<std::optional<X11Property>> property(xcb_window_t window, xcb_atom_t property,
-                                                   xcb_atom_t type = XCB_ATOM_ANY,
-                                                   std::uint32_t maxBytes = 1u << 20);
+                                                   xcb_atom_t type = XCB_ATOM_ANY, std::uint32_t maxBytes = 1u << 20);
 
     // Typed reads: nothing when the property is missing, of another type or format, shorter
     // than minItems, or when the request failed (then *error is set when given).
     std::optional<std::vector<std::uint32_t>> cardinals(xcb_window_t window, xcb_atom_t property,
                                                         std::size_t minItems = 1, X11Error* error = nullptr);
-    std::optional<std::vector<xcb_window_t>> windows(xcb_window_t window, xcb_atom_t property,
-                                                     std::size_t minItems = 1, X11Error* error = nullptr);
-    std::optional<std::vector<xcb_atom_t>> atoms(xcb_window_t window, xcb_atom_t property,
-                                                 X11Error* error = nullptr);
+    std::optional<std::vector<xcb_window_t>> windows(xcb_window_t window, xcb_atom_t property, std::size_t minItems = 1,
+                                                     X11Error* error = nullptr);
+    std::optional<std::vector<xcb_atom_t>> atoms(xcb_window_t window, xcb_atom_t property, X11Error* error = nullptr);
     // UTF8_STRING (invalid sequences replaced) or STRING (Latin-1) text.
     std::optional<QString> text(xcb_window_t window, xcb_atom_t property, X11Error* error = nullptr);
     // A 32-bit list of the given type (CARDINAL, WINDOW, ATOM or another), checked as above.

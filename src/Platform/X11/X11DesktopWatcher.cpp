@@ -26,7 +26,10 @@ X11DesktopWatcher::~X11DesktopWatcher()
         m_connection.removeEventListener(m_listener);
 }
 
-void X11DesktopWatcher::displaysChanged() { m_default.post(PlatformNotifications::screenParametersDidChange); }
+void X11DesktopWatcher::displaysChanged()
+{
+    m_default.post(PlatformNotifications::screenParametersDidChange);
+}
 
 bool X11DesktopWatcher::handleEvent(xcb_generic_event_t* event)
 {

@@ -10,7 +10,8 @@ namespace mosaro {
 // display configuration.
 class X11DesktopWatcher {
 public:
-    X11DesktopWatcher(X11Connection& connection, NotificationCenter& workspaceCenter, NotificationCenter& defaultCenter);
+    X11DesktopWatcher(X11Connection& connection, NotificationCenter& workspaceCenter,
+                      NotificationCenter& defaultCenter);
     ~X11DesktopWatcher();
     X11DesktopWatcher(const X11DesktopWatcher&) = delete;
     X11DesktopWatcher& operator=(const X11DesktopWatcher&) = delete;

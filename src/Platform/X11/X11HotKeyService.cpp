@@ -96,8 +96,7 @@ X11HotKeyService::X11HotKeyService(X11Connection& connection) : m_connection(con
         m_xkbFirstEvent = xkb->first_event;
         const std::uint32_t flag = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
         auto flags = m_connection.reply<xcb_xkb_per_client_flags_reply_t>(
-            xcb_xkb_per_client_flags_reply,
-            xcb_xkb_per_client_flags(c, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0));
+            xcb_xkb_per_client_flags_reply, xcb_xkb_per_client_flags(c, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0));
         m_detectableAutoRepeat = flags && ((*flags)->value & flag);
         const std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
         xcb_xkb_select_events(c, XCB_XKB_ID_USE_CORE_KBD, events, 0, events, 0xff, 0xff, nullptr);
@@ -193,8 +192,7 @@ OSStatus X11HotKeyService::addEventTypesToHandler(EventHandlerRef handler, const
     return HotKeyStatus::noErr;
 }
 
-OSStatus X11HotKeyService::removeEventTypesFromHandler(EventHandlerRef handler,
-                                                       const std::vector<EventTypeSpec>& types)
+OSStatus X11HotKeyService::removeEventTypesFromHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types)
 {
     auto it = m_handlers.find(handler);
     if (it == m_handlers.end())
@@ -215,8 +213,8 @@ OSStatus X11HotKeyService::deliverRawKey(std::uint16_t macKeyCode, std::uint32_t
 std::vector<std::uint16_t> X11HotKeyService::lockVariants(std::uint16_t modifiers) const
 {
     std::vector<std::uint16_t> variants;
-    for (std::uint16_t extra : {std::uint16_t(0), X11ModMask::lock, m_numLockMask,
-                                std::uint16_t(X11ModMask::lock | m_numLockMask)}) {
+    for (std::uint16_t extra :
+         {std::uint16_t(0), X11ModMask::lock, m_numLockMask, std::uint16_t(X11ModMask::lock | m_numLockMask)}) {
         const std::uint16_t v = modifiers | extra;
         if (std::find(variants.begin(), variants.end(), v) == variants.end())
             variants.push_back(v);
@@ -232,8 +230,8 @@ OSStatus X11HotKeyService::grab(Registration& registration)
     std::vector<xcb_void_cookie_t> cookies;
     for (std::uint16_t v : variants) {
         // Not owner-events: every grabbed key arrives at the root, where we look for it.
-        cookies.push_back(xcb_grab_key_checked(c, 0, root, v, registration.keycode, XCB_GRAB_MODE_ASYNC,
-                                               XCB_GRAB_MODE_ASYNC));
+        cookies.push_back(
+            xcb_grab_key_checked(c, 0, root, v, registration.keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     }
     OSStatus status = HotKeyStatus::noErr;
     registration.grabbed.clear();
@@ -246,7 +244,7 @@ OSStatus X11HotKeyService::grab(Registration& registration)
     }
     if (status != HotKeyStatus::noErr) {
         if (status == HotKeyStatus::paramErr)
-            connected(); // logs the loss
+            connected();      // logs the loss
         ungrab(registration); // no half-registered combination stays behind
         m_connection.flush();
     }
@@ -293,8 +291,8 @@ void X11HotKeyService::refreshModifierMapping()
         }
     }
     // A Num Lock sharing a bit with a shortcut modifier cannot be told apart; grab without it.
-    const std::uint16_t reserved = X11ModMask::shift | X11ModMask::lock | X11ModMask::control | X11ModMask::mod1 |
-                                   X11ModMask::mod4;
+    const std::uint16_t reserved =
+        X11ModMask::shift | X11ModMask::lock | X11ModMask::control | X11ModMask::mod1 | X11ModMask::mod4;
     m_numLockMask = (mask & reserved) ? 0 : mask;
 }
 

@@ -7,8 +7,8 @@
 #include "Platform/X11/X11HotKeyService.h"
 
 #include <QCoreApplication>
-#include <QGuiApplication>
 #include <QElapsedTimer>
+#include <QGuiApplication>
 #include <QImage>
 #include <QPointer>
 #include <QThread>
@@ -45,9 +45,15 @@ X11OverlayWindow::~X11OverlayWindow()
         close();
 }
 
-xcb_window_t X11OverlayWindow::xWindow() const { return m_view ? xcb_window_t(m_view->winId()) : xcb_window_t(XCB_WINDOW_NONE); }
+xcb_window_t X11OverlayWindow::xWindow() const
+{
+    return m_view ? xcb_window_t(m_view->winId()) : xcb_window_t(XCB_WINDOW_NONE);
+}
 
-Rect X11OverlayWindow::xRect() const { return flippedRect(m_frame, primaryScreenHeight(m_screens)); }
+Rect X11OverlayWindow::xRect() const
+{
+    return flippedRect(m_frame, primaryScreenHeight(m_screens));
+}
 
 void X11OverlayWindow::setFrame(const Rect& frame)
 {
@@ -56,7 +62,10 @@ void X11OverlayWindow::setFrame(const Rect& frame)
     m_view->setGeometry(int(r.x), int(r.y), int(r.width), int(r.height));
 }
 
-void X11OverlayWindow::setContent(std::shared_ptr<OverlayViewModel> viewModel) { m_view->setViewModel(std::move(viewModel)); }
+void X11OverlayWindow::setContent(std::shared_ptr<OverlayViewModel> viewModel)
+{
+    m_view->setViewModel(std::move(viewModel));
+}
 
 bool X11OverlayWindow::compositorRunning()
 {
@@ -77,9 +86,9 @@ void X11OverlayWindow::makeKeyAndOrderFront()
     if (!compositorRunning()) {
         // No blending: show what is under the panel beneath the dimming.
         auto image = m_connection.reply<xcb_get_image_reply_t>(
-            xcb_get_image_reply, xcb_get_image(m_connection.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, m_connection.root(),
-                                               std::int16_t(r.x), std::int16_t(r.y), std::uint16_t(r.width),
-                                               std::uint16_t(r.height), ~0u));
+            xcb_get_image_reply,
+            xcb_get_image(m_connection.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, m_connection.root(), std::int16_t(r.x),
+                          std::int16_t(r.y), std::uint16_t(r.width), std::uint16_t(r.height), ~0u));
         if (image && (*image)->depth >= 24) {
             const int w = int(r.width), h = int(r.height);
             const auto* data = xcb_get_image_data(image->get());
@@ -103,7 +112,8 @@ void X11OverlayWindow::makeKeyAndOrderFront()
         xcb_flush(native->connection());
 
     const xcb_window_t window = xWindow();
-    const std::uint32_t events[] = {XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE};
+    const std::uint32_t events[] = {XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_KEY_PRESS |
+                                    XCB_EVENT_MASK_KEY_RELEASE};
     xcb_change_window_attributes(m_connection.connection(), window, XCB_CW_EVENT_MASK, events);
 
     m_isKey = grabKeyboard();
@@ -128,9 +138,8 @@ bool X11OverlayWindow::grabKeyboard()
             return false;
         if ((*attrs)->map_state == XCB_MAP_STATE_VIEWABLE) {
             auto grab = m_connection.reply<xcb_grab_keyboard_reply_t>(
-                xcb_grab_keyboard_reply,
-                xcb_grab_keyboard(m_connection.connection(), 0, window, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
-                                  XCB_GRAB_MODE_ASYNC));
+                xcb_grab_keyboard_reply, xcb_grab_keyboard(m_connection.connection(), 0, window, XCB_CURRENT_TIME,
+                                                           XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
             if (grab && (*grab)->status == XCB_GRAB_STATUS_SUCCESS)
                 return true;
         }
@@ -170,8 +179,7 @@ bool X11OverlayWindow::handleEvent(xcb_generic_event_t* event)
         const KeyEvent::Type kind = isModifier              ? KeyEvent::Type::flagsChanged
                                     : type == XCB_KEY_PRESS ? KeyEvent::Type::keyDown
                                                             : KeyEvent::Type::keyUp;
-        const KeyEvent keyEvent{kind, code,
-                                modifierFlagsFromX11State(key->state), static_cast<OverlayWindow*>(this)};
+        const KeyEvent keyEvent{kind, code, modifierFlagsFromX11State(key->state), static_cast<OverlayWindow*>(this)};
         if (auto passed = m_monitors.dispatch(keyEvent); passed && passed->type == KeyEvent::Type::keyDown)
             keyDown(*passed);
         return true;
@@ -239,8 +247,14 @@ void X11OverlayWindow::close()
     }
 }
 
-bool X11OverlayWindow::isVisible() const { return m_view && m_view->isVisible(); }
+bool X11OverlayWindow::isVisible() const
+{
+    return m_view && m_view->isVisible();
+}
 
-ScreenRef X11OverlayWindow::screen() const { return screenContaining(m_screens, m_frame.midpoint()); }
+ScreenRef X11OverlayWindow::screen() const
+{
+    return screenContaining(m_screens, m_frame.midpoint());
+}
 
 } // namespace mosaro

@@ -62,7 +62,8 @@ public:
     X11OverlayWindowFactory(X11Connection& connection, const ScreenList& screens, LocalEventMonitors& monitors,
                             NotificationCenter& defaultCenter, X11HotKeyService* hotKeys)
         : m_connection(connection), m_screens(screens), m_monitors(monitors), m_center(defaultCenter),
-          m_hotKeys(hotKeys) {}
+          m_hotKeys(hotKeys)
+    {}
     std::unique_ptr<OverlayWindow> makeOverlayWindow() override
     {
         return std::make_unique<X11OverlayWindow>(m_connection, m_screens, m_monitors, m_center, m_hotKeys);

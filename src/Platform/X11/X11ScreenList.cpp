@@ -9,12 +9,14 @@ namespace mosaro {
 
 namespace {
 
-constexpr const char* noMonitorsMessage = "RandR monitors unavailable on '%{public}s'; using the root window as one display";
+constexpr const char* noMonitorsMessage =
+    "RandR monitors unavailable on '%{public}s'; using the root window as one display";
 
 class X11Screen : public Screen {
 public:
     X11Screen(Rect frame, Rect visible, QString name, double scale)
-        : m_frame(frame), m_visible(visible), m_name(std::move(name)), m_scale(scale) {}
+        : m_frame(frame), m_visible(visible), m_name(std::move(name)), m_scale(scale)
+    {}
     Rect frame() const override { return m_frame; }
     Rect visibleFrame() const override { return m_visible; }
     QString localizedName() const override { return m_name; }
@@ -115,7 +117,8 @@ std::vector<X11ScreenList::Reservation> X11ScreenList::reservationsFromStrut(con
         const auto [x, w] = span(10, rootWidth);
         out.push_back({Edge::bottom, {x, rootHeight - bottom, w, bottom}});
     }
-    out.erase(std::remove_if(out.begin(), out.end(), [](const Reservation& r) { return r.area.width <= 0 || r.area.height <= 0; }),
+    out.erase(std::remove_if(out.begin(), out.end(),
+                             [](const Reservation& r) { return r.area.width <= 0 || r.area.height <= 0; }),
               out.end());
     return out;
 }
@@ -127,10 +130,18 @@ Rect X11ScreenList::visibleArea(const Rect& monitor, const std::vector<Reservati
         if (!overlaps(r.area, monitor))
             continue;
         switch (r.edge) {
-        case Reservation::Edge::left: x0 = std::max(x0, r.area.maxX()); break;
-        case Reservation::Edge::right: x1 = std::min(x1, r.area.minX()); break;
-        case Reservation::Edge::top: y0 = std::max(y0, r.area.maxY()); break;
-        case Reservation::Edge::bottom: y1 = std::min(y1, r.area.minY()); break;
+        case Reservation::Edge::left:
+            x0 = std::max(x0, r.area.maxX());
+            break;
+        case Reservation::Edge::right:
+            x1 = std::min(x1, r.area.minX());
+            break;
+        case Reservation::Edge::top:
+            y0 = std::max(y0, r.area.maxY());
+            break;
+        case Reservation::Edge::bottom:
+            y1 = std::min(y1, r.area.minY());
+            break;
         }
     }
     // Docks that would swallow the whole monitor are not believed.
@@ -180,7 +191,8 @@ QString X11ScreenList::monitorName(xcb_atom_t nameAtom, const std::vector<xcb_ra
         if (info) {
             const int length = xcb_randr_get_output_info_name_length(info->get());
             if (length > 0)
-                return QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info->get())), length);
+                return QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info->get())),
+                                         length);
         }
     }
     return m_connection.atomName(nameAtom);
@@ -256,9 +268,10 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
 
     if (m_hasRandr) {
         auto monitors = m_connection.reply<xcb_randr_get_monitors_reply_t>(xcb_randr_get_monitors_reply,
-                                                                          xcb_randr_get_monitors(c, root, 1));
+                                                                           xcb_randr_get_monitors(c, root, 1));
         if (monitors) {
-            for (auto it = xcb_randr_get_monitors_monitors_iterator(monitors->get()); it.rem; xcb_randr_monitor_info_next(&it)) {
+            for (auto it = xcb_randr_get_monitors_monitors_iterator(monitors->get()); it.rem;
+                 xcb_randr_monitor_info_next(&it)) {
                 const xcb_randr_monitor_info_t* m = it.data;
                 if (m->width == 0 || m->height == 0)
                     continue;
@@ -268,7 +281,8 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
                 info.nameAtom = m->name;
                 info.primary = m->primary;
                 info.xRect = {double(m->x), double(m->y), double(m->width), double(m->height)};
-                info.name = monitorName(m->name, std::vector<xcb_randr_output_t>(outputs, outputs + std::max(0, count)));
+                info.name =
+                    monitorName(m->name, std::vector<xcb_randr_output_t>(outputs, outputs + std::max(0, count)));
                 out.push_back(info);
             }
         }
@@ -315,7 +329,9 @@ std::vector<ScreenRef> X11ScreenList::snapshot(std::size_t* primaryIndex) const
             break;
         }
     }
-    auto toScreen = [primaryHeight](const Rect& r) { return Rect{r.x, primaryHeight - r.y - r.height, r.width, r.height}; };
+    auto toScreen = [primaryHeight](const Rect& r) {
+        return Rect{r.x, primaryHeight - r.y - r.height, r.width, r.height};
+    };
 
     const double scale = scaleFactor();
     std::vector<ScreenRef> out;

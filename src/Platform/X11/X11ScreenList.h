@@ -30,7 +30,12 @@ public:
 
     // An area a dock keeps for itself, along one edge of the root window.
     struct Reservation {
-        enum class Edge { left, right, top, bottom };
+        enum class Edge {
+            left,
+            right,
+            top,
+            bottom
+        };
         Edge edge = Edge::top;
         Rect area; // X root coordinates, y down
     };

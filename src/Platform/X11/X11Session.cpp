@@ -32,7 +32,8 @@ using Clock = std::chrono::steady_clock;
 
 int msLeft(Clock::time_point deadline)
 {
-    return int(std::max<long long>(0, std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
+    return int(
+        std::max<long long>(0, std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
 }
 
 // A child's file descriptor wiring: each pair (parent fd, child fd).
@@ -191,8 +192,9 @@ pid_t X11Session::spawn(const QString& program, const QStringList& args, int* st
     std::vector<std::string> env;
     for (char** e = environ; *e; ++e) {
         const std::string entry(*e);
-        static const char* dropped[] = {"DISPLAY=", "HOME=", "XDG_CONFIG_HOME=", "XDG_CACHE_HOME=", "XDG_DATA_HOME=",
-                                        "XDG_RUNTIME_DIR=", "SESSION_MANAGER=", "ICEWM_PRIVCFG=", "XAUTHORITY="};
+        static const char* dropped[] = {"DISPLAY=",         "HOME=",          "XDG_CONFIG_HOME=",
+                                        "XDG_CACHE_HOME=",  "XDG_DATA_HOME=", "XDG_RUNTIME_DIR=",
+                                        "SESSION_MANAGER=", "ICEWM_PRIVCFG=", "XAUTHORITY="};
         if (std::none_of(std::begin(dropped), std::end(dropped), [&](const char* p) { return entry.rfind(p, 0) == 0; }))
             env.push_back(entry);
     }
@@ -252,7 +254,8 @@ bool X11Session::startServer(const Options& options)
     const QString geometry = QStringLiteral("%1x%2x24").arg(options.width).arg(options.height);
     int failures = 0;
     for (int n = 90; n < 190; ++n) {
-        if (QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(n)) || QFile::exists(QStringLiteral("/tmp/.X%1-lock").arg(n)))
+        if (QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(n)) ||
+            QFile::exists(QStringLiteral("/tmp/.X%1-lock").arg(n)))
             continue;
         int ready[2];
         if (pipe2(ready, O_CLOEXEC) != 0)
@@ -260,8 +263,17 @@ bool X11Session::startServer(const Options& options)
         // The server writes its display number to this pipe once it accepts connections.
         constexpr int readyFdInChild = 3;
         const std::string display = ":" + std::to_string(n);
-        std::vector<std::string> argv{findProgram(QStringLiteral("Xvfb")), display, "-screen", "0", geometry.toStdString(),
-                                      "-nolisten", "tcp", "-noreset", "+extension", "RANDR", "-displayfd",
+        std::vector<std::string> argv{findProgram(QStringLiteral("Xvfb")),
+                                      display,
+                                      "-screen",
+                                      "0",
+                                      geometry.toStdString(),
+                                      "-nolisten",
+                                      "tcp",
+                                      "-noreset",
+                                      "+extension",
+                                      "RANDR",
+                                      "-displayfd",
                                       std::to_string(readyFdInChild)};
         std::vector<std::string> env;
         for (char** e = environ; *e; ++e)
@@ -382,18 +394,24 @@ bool X11Session::startWindowManager(const QString& name, int timeoutMs)
     writeWindowManagerConfig();
     QStringList args;
     if (name == QLatin1String("openbox"))
-        args << QStringLiteral("--sm-disable") << QStringLiteral("--config-file") << m_tempDir.filePath(QStringLiteral("rc.xml"));
+        args << QStringLiteral("--sm-disable") << QStringLiteral("--config-file")
+             << m_tempDir.filePath(QStringLiteral("rc.xml"));
     else if (name == QLatin1String("icewm"))
         args << QStringLiteral("--config=") + m_tempDir.filePath(QStringLiteral("icewm/preferences"));
     m_wmPid = spawn(name, args);
     m_wmName = name;
     X11Connection& c = *m_connection;
-    const bool up = m_wmPid > 0 && waitUntil([&] {
-        if (supportingWmCheck() == XCB_WINDOW_NONE)
-            return false;
-        const auto supported = c.atoms(c.root(), c.atom("_NET_SUPPORTED"));
-        return supported && std::count(supported->begin(), supported->end(), c.atom("_NET_ACTIVE_WINDOW")) > 0;
-    }, timeoutMs) && waitForManagedProbe(timeoutMs);
+    const bool up =
+        m_wmPid > 0 &&
+        waitUntil(
+            [&] {
+                if (supportingWmCheck() == XCB_WINDOW_NONE)
+                    return false;
+                const auto supported = c.atoms(c.root(), c.atom("_NET_SUPPORTED"));
+                return supported && std::count(supported->begin(), supported->end(), c.atom("_NET_ACTIVE_WINDOW")) > 0;
+            },
+            timeoutMs) &&
+        waitForManagedProbe(timeoutMs);
     if (!up) {
         m_error = QStringLiteral("window manager %1 did not come up: %2")
                       .arg(name, readFileTail(m_tempDir.filePath(name + QStringLiteral(".log"))));
@@ -425,18 +443,22 @@ bool X11Session::waitForManagedProbe(int timeoutMs)
     xcb_map_window(c.connection(), probe);
     c.flush();
     int rounds = 0;
-    const bool managed = waitUntil([&] {
-        if (++rounds % 20 == 0)
-            pokeWindowManager();
-        const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 1);
-        return list && std::count(list->begin(), list->end(), probe) > 0;
-    }, timeoutMs);
+    const bool managed = waitUntil(
+        [&] {
+            if (++rounds % 20 == 0)
+                pokeWindowManager();
+            const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 1);
+            return list && std::count(list->begin(), list->end(), probe) > 0;
+        },
+        timeoutMs);
     xcb_destroy_window(c.connection(), probe);
     c.flush();
-    waitUntil([&] {
-        const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
-        return !list || std::count(list->begin(), list->end(), probe) == 0;
-    }, 2000);
+    waitUntil(
+        [&] {
+            const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
+            return !list || std::count(list->begin(), list->end(), probe) == 0;
+        },
+        2000);
     return managed;
 }
 
@@ -494,12 +516,12 @@ bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
     xcb_connection_t* conn = c.connection();
     // Monitors set earlier go first; the output's automatic monitor disappears once a monitor claims it.
     auto current = c.reply<xcb_randr_get_monitors_reply_t>(xcb_randr_get_monitors_reply,
-                                                          xcb_randr_get_monitors(conn, c.root(), 0));
+                                                           xcb_randr_get_monitors(conn, c.root(), 0));
     if (!current)
         return false;
     for (auto it = xcb_randr_get_monitors_monitors_iterator(current->get()); it.rem; xcb_randr_monitor_info_next(&it)) {
-        if (!it.data->automatic
-            && run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), c.atomName(it.data->name)}) != 0)
+        if (!it.data->automatic &&
+            run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), c.atomName(it.data->name)}) != 0)
             return false;
     }
     QString output;
@@ -507,8 +529,8 @@ bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
         xcb_randr_get_screen_resources_current_reply, xcb_randr_get_screen_resources_current(conn, c.root()));
     if (resources && xcb_randr_get_screen_resources_current_outputs_length(resources->get()) > 0) {
         const auto first = xcb_randr_get_screen_resources_current_outputs(resources->get())[0];
-        auto info = c.reply<xcb_randr_get_output_info_reply_t>(xcb_randr_get_output_info_reply,
-                                                               xcb_randr_get_output_info(conn, first, XCB_CURRENT_TIME));
+        auto info = c.reply<xcb_randr_get_output_info_reply_t>(
+            xcb_randr_get_output_info_reply, xcb_randr_get_output_info(conn, first, XCB_CURRENT_TIME));
         if (info)
             output = QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info->get())),
                                        xcb_randr_get_output_info_name_length(info->get()));
@@ -517,8 +539,12 @@ bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
         const X11MonitorSpec& m = monitors[i];
         // Physical size at 96 dpi, so that the scale factor stays 1.
         const QString geometry = QStringLiteral("%1/%2x%3/%4+%5+%6")
-                                     .arg(m.width).arg(m.width * 254 / 960).arg(m.height).arg(m.height * 254 / 960)
-                                     .arg(m.x).arg(m.y);
+                                     .arg(m.width)
+                                     .arg(m.width * 254 / 960)
+                                     .arg(m.height)
+                                     .arg(m.height * 254 / 960)
+                                     .arg(m.x)
+                                     .arg(m.y);
         const QString name = (m.primary ? QStringLiteral("*") : QString()) + m.name;
         const QString outputs = i == 0 && !output.isEmpty() ? output : QStringLiteral("none");
         if (run(QStringLiteral("xrandr"), {QStringLiteral("--setmonitor"), name, geometry, outputs}) != 0)
@@ -551,8 +577,9 @@ bool X11Session::changeWmState(xcb_window_t window, int action, const char* stat
     if (!m_connection)
         return false;
     X11Connection& c = *m_connection;
-    return c.sendRootMessage(window, c.atom("_NET_WM_STATE"), std::uint32_t(action), c.atom(state1),
-                             state2 ? c.atom(state2) : 0, 2)
+    return c
+        .sendRootMessage(window, c.atom("_NET_WM_STATE"), std::uint32_t(action), c.atom(state1),
+                         state2 ? c.atom(state2) : 0, 2)
         .hasValue();
 }
 

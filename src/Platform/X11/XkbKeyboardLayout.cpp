@@ -17,13 +17,20 @@ constexpr const char* noKeymapMessage = "keyboard layout unavailable: cannot rea
 char32_t deadKeyCharacter(xkb_keysym_t sym)
 {
     switch (sym) {
-    case XKB_KEY_dead_grave: return U'`';
-    case XKB_KEY_dead_acute: return U'\u00B4';
-    case XKB_KEY_dead_circumflex: return U'^';
-    case XKB_KEY_dead_tilde: return U'~';
-    case XKB_KEY_dead_diaeresis: return U'\u00A8';
-    case XKB_KEY_dead_cedilla: return U'\u00B8';
-    default: return 0;
+    case XKB_KEY_dead_grave:
+        return U'`';
+    case XKB_KEY_dead_acute:
+        return U'\u00B4';
+    case XKB_KEY_dead_circumflex:
+        return U'^';
+    case XKB_KEY_dead_tilde:
+        return U'~';
+    case XKB_KEY_dead_diaeresis:
+        return U'\u00A8';
+    case XKB_KEY_dead_cedilla:
+        return U'\u00B8';
+    default:
+        return 0;
     }
 }
 
@@ -51,8 +58,8 @@ XkbKeyboardLayout::XkbKeyboardLayout(X11Connection& connection) : m_connection(c
         Log::lifecycle().error(noKeymapMessage, m_connection.displayName());
         return;
     }
-    const std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY |
-                                 XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
+    const std::uint16_t events =
+        XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY | XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
     xcb_xkb_select_events(c, XCB_XKB_ID_USE_CORE_KBD, events, 0, events, 0xff, 0xff, nullptr);
     m_connection.flush();
     reload();

@@ -28,7 +28,8 @@ xcb_connection_t* conn = nullptr;
 
 xcb_atom_t atom(const char* name)
 {
-    xcb_intern_atom_reply_t* r = xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, std::strlen(name), name), nullptr);
+    xcb_intern_atom_reply_t* r =
+        xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, std::strlen(name), name), nullptr);
     const xcb_atom_t a = r ? r->atom : xcb_atom_t(XCB_ATOM_NONE);
     std::free(r);
     return a;
