@@ -2,7 +2,7 @@
 JOBS ?= $(shell nproc)
 BUILD_TYPE ?= RelWithDebInfo
 
-.PHONY: deps build build-asan run test test-asan clean bench
+.PHONY: deps build build-asan run test test-unit test-asan lint lint-ci format graph bench clean
 
 deps:
 	@scripts/install-deps.sh
@@ -18,9 +18,27 @@ build-asan: deps
 run: build
 	@scripts/run.sh
 
+# Unit tests in the normal build; everything, X server integration tests included, under the
+# sanitizers (they find more there); the lint pass on what changed since the previous commit.
 test: build build-asan
-	@cd build && ctest --output-on-failure -j $(JOBS)
+	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
 	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
+	@$(MAKE) --no-print-directory lint-ci
+
+test-unit: build
+	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
+
+lint: build
+	@scripts/lint.sh
+
+lint-ci: build
+	@scripts/lint.sh --since HEAD~1
+
+format:
+	@git ls-files -- 'src/*' 'tests/*' 'bench/*' 'demo/*' | grep -E '\.(cpp|h)$$' | xargs clang-format -i
+
+graph: build
+	@scripts/architecture-graph.sh
 
 bench: build
 	@for b in build/bench/*; do [ -x "$$b" ] && "$$b"; done

@@ -1,7 +1,6 @@
 // Mosaro: a keyboard-driven window tiler for X11 desktops.
 
 #include "App/AppDelegate.h"
-#include "App/X11/Demo.h"
 #include "App/X11/DesktopServices.h"
 #include "Diagnostics/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
@@ -23,8 +22,6 @@
 #include "Preferences/PreferencesFile.h"
 
 #include <QApplication>
-#include <QDir>
-#include <QFileInfo>
 #include <QSocketNotifier>
 
 #include <csignal>
@@ -77,13 +74,9 @@ bool hasArgument(int argc, char** argv, const char* name)
 
 int main(int argc, char** argv)
 {
-    if (qEnvironmentVariableIsEmpty("DISPLAY") || hasArgument(argc, argv, "--demo")) {
-        // No desktop to tile: show what Mosaro does on a private X server instead.
-        QCoreApplication app(argc, argv);
-        const QString self = QCoreApplication::applicationFilePath();
-        std::fputs("mosaro: no X display to tile; running the demo on a private X server.\n", stderr);
-        qunsetenv("DISPLAY");
-        return runDemo(self, QFileInfo(self).dir().filePath(QStringLiteral("demo")));
+    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+        std::fputs("mosaro: cannot open display\n", stderr);
+        return 1;
     }
     // All geometry is in X pixels, whatever scaling Qt would apply.
     qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
@@ -118,7 +111,7 @@ int main(int argc, char** argv)
     LocalEventMonitors monitors;
     QtScheduler scheduler;
     DesktopUrlOpener urlOpener;
-    X11Application application(connection);
+    X11Application application;
     NotificationCenter& defaultCenter = NotificationCenter::defaultCenter();
     NotificationCenter& workspaceCenter = NotificationCenter::workspaceCenter();
     X11DesktopWatcher watcher(connection, workspaceCenter, defaultCenter);

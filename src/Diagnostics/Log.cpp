@@ -141,7 +141,7 @@ Store& Store::shared()
     return store;
 }
 
-void Store::append(Entry entry)
+void Store::append(const Entry& entry)
 {
     std::vector<Sink> sinks;
     {

@@ -55,7 +55,7 @@ public:
     using Sink = std::function<void(const Entry&)>;
     static Store& shared();
 
-    void append(Entry entry);
+    void append(const Entry& entry);
     std::vector<Entry> entries() const;
     std::vector<Entry> entriesSince(const QDateTime& since) const;
     void clear();

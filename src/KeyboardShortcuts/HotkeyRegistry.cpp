@@ -1,16 +1,15 @@
 #include "KeyboardShortcuts/HotkeyRegistry.h"
 
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
-#include "Overlay/HotkeyAction.h"
 
 namespace mosaro {
 
-void HotkeyRegistry::subscribeTrigger(std::function<void()> action)
+void HotkeyRegistry::subscribeTrigger(const KeyboardShortcuts::Name& trigger, std::function<void()> action)
 {
     if (isTriggerRegistered)
         return;
     isTriggerRegistered = true;
-    KeyboardShortcuts::onKeyDown(nameFor(HotkeyAction::trigger), std::move(action));
+    KeyboardShortcuts::onKeyDown(trigger, std::move(action));
 }
 
 } // namespace mosaro

@@ -51,7 +51,7 @@ void postChange(const Name& name)
 void dispatch(const HandlerList& handlers, const Shortcut& pressed)
 {
     // Snapshot: an action may subscribe or change shortcuts while we walk.
-    const HandlerList snapshot = handlers;
+    const HandlerList snapshot = handlers; // NOLINT(performance-unnecessary-copy-initialization)
     for (const auto& [name, actions] : snapshot) {
         if (getShortcut(name) != pressed)
             continue;

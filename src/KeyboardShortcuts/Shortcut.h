@@ -30,7 +30,7 @@ struct Shortcut {
     QString description() const;
 
     friend constexpr bool operator==(const Shortcut&, const Shortcut&) = default;
-    friend constexpr auto operator<=>(const Shortcut&, const Shortcut&) = default;
+    friend constexpr auto operator<=>(const Shortcut&, const Shortcut&) = default; // NOLINT(modernize-use-nullptr)
 };
 
 // What the current layout prints for a key: a special key's symbol, else the layout's single

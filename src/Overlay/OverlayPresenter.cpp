@@ -27,7 +27,7 @@ OverlayPresenter::OverlayPresenter(WindowManipulating& windowManipulator, Hotkey
                                    PermissionGate& permissionGate, FocusedWindowResolver resolver,
                                    std::shared_ptr<OverlayViewModel> viewModel, OverlayPlatform platform)
     : m_windowManipulator(windowManipulator), m_hotkeyRegistry(hotkeyRegistry), m_permissionGate(permissionGate),
-      m_resolver(std::move(resolver)), m_viewModel(std::move(viewModel)), m_platform(std::move(platform))
+      m_resolver(resolver), m_viewModel(std::move(viewModel)), m_platform(std::move(platform))
 {}
 
 OverlayPresenter::~OverlayPresenter()
@@ -53,7 +53,7 @@ void OverlayPresenter::start()
     const std::weak_ptr<OverlayPresenter> weak = weak_from_this();
 
     if (!m_hotkeyRegistry.isTriggerRegistered) {
-        m_hotkeyRegistry.subscribeTrigger([weak] {
+        m_hotkeyRegistry.subscribeTrigger(nameFor(HotkeyAction::trigger), [weak] {
             if (auto self = weak.lock())
                 self->handleTrigger();
         });
@@ -331,7 +331,7 @@ void OverlayPresenter::jumpToDisplay(CrossDisplayDirection direction)
         return;
     }
     const auto current = indexOfScreen(screens, presentation->display.screen);
-    const ScreenRef target = screens[jumpTargetIndex(current, screens.size(), direction)];
+    const ScreenRef& target = screens[jumpTargetIndex(current, screens.size(), direction)];
     Log::overlay().info(M::crossDisplayJump, toString(direction), presentation->display.displayKey(),
                         target->localizedName());
 

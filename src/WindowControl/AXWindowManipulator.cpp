@@ -126,8 +126,8 @@ std::optional<Rect> AXWindowManipulator::readFrame(const AXElementRef& window)
     const auto extent = unwrapGeometry(*size, AXGeometry::Kind::size);
     if (!point || !extent)
         return std::nullopt;
-    const double H = primaryScreenHeight(m_screens);
-    return Rect{point->a, H - point->b - extent->b, extent->a, extent->b};
+    const double primaryHeight = primaryScreenHeight(m_screens);
+    return Rect{point->a, primaryHeight - point->b - extent->b, extent->a, extent->b};
 }
 
 Status<WindowManipulationError> AXWindowManipulator::setAttribute(const AXElementRef& element, const QString& attribute,

@@ -19,8 +19,8 @@ struct FocusedWindowResolver {
         friend bool operator==(const Resolved&, const Resolved&) = default;
     };
 
-    FocusedWindowResolver(WindowManipulating& manipulator, const ScreenList& screens)
-        : manipulator(manipulator), screens(screens)
+    FocusedWindowResolver(WindowManipulating& windowManipulator, const ScreenList& screenList)
+        : manipulator(windowManipulator), screens(screenList)
     {}
 
     // Nothing when there is no window to tile or no display holds the window's centre.

@@ -3,13 +3,13 @@
 #include "Diagnostics/LogMessages.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Permission/AccessibilityStatusMonitor.h"
-#include "Platform/FakeAccessibility.h"
-#include "Platform/FakeHotKeyService.h"
-#include "Platform/FakeOverlayPlatform.h"
-#include "Platform/FakePermissionPlatform.h"
-#include "Platform/FakeScreens.h"
-#include "Platform/InMemoryDefaultsStore.h"
 #include "Preferences/PreferencesFile.h"
+#include "support/FakeAccessibility.h"
+#include "support/FakeHotKeyService.h"
+#include "support/FakeOverlayPlatform.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/FakeScreens.h"
+#include "support/InMemoryDefaultsStore.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>

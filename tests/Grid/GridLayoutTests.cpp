@@ -1,7 +1,7 @@
 #include "Grid/DisplayRegion.h"
 #include "Grid/GridLayout.h"
 #include "Grid/ScreenGeometry.h"
-#include "Platform/FakeScreens.h"
+#include "support/FakeScreens.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "Diagnostics/Log.h"
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
 #include "KeyboardShortcuts/HotkeyRegistry.h"
-#include "KeyboardShortcuts/ShortcutPackageFixture.h"
 #include "Platform/KeyEvent.h"
+#include "support/ShortcutPackageFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ protected:
     {
         ShortcutPackageTest::SetUp();
         trigger = nameFor(HotkeyAction::trigger);
-        registry.subscribeTrigger([this] { ++triggerPresses; });
+        registry.subscribeTrigger(trigger, [this] { ++triggerPresses; });
     }
     std::uint32_t liveId() const { return hotKeys.liveRegistrations().at(0).id.id; }
 
@@ -30,7 +30,7 @@ protected:
 
 TEST_F(HotkeyRegistrationTest, PresenterStartingTwiceSubscribesOnce)
 {
-    registry.subscribeTrigger([this] { triggerPresses += 100; });
+    registry.subscribeTrigger(trigger, [this] { triggerPresses += 100; });
     EXPECT_EQ(hotKeys.pressHotKey(36, cmd), HotKeyStatus::noErr);
     EXPECT_EQ(triggerPresses, 1);
     EXPECT_EQ(hotKeys.installCount, 1);

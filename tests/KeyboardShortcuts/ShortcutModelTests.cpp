@@ -1,7 +1,7 @@
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
-#include "KeyboardShortcuts/ShortcutPackageFixture.h"
 #include "KeyboardShortcuts/SpecialKey.h"
 #include "Platform/KeyEvent.h"
+#include "support/ShortcutPackageFixture.h"
 
 #include <QSet>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-#include "KeyboardShortcuts/ShortcutPackageFixture.h"
 #include "Platform/KeyEvent.h"
+#include "support/ShortcutPackageFixture.h"
 
 #include <QVariantList>
 #include <gtest/gtest.h>

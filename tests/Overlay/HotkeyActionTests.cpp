@@ -1,7 +1,7 @@
-#include "KeyboardShortcuts/ShortcutPackageFixture.h"
 #include "Overlay/HotkeyAction.h"
 #include "Overlay/OverlayKeyDecoder.h"
 #include "Platform/KeyEvent.h"
+#include "support/ShortcutPackageFixture.h"
 
 #include <gtest/gtest.h>
 

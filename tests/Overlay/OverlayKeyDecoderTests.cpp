@@ -1,6 +1,6 @@
-#include "KeyboardShortcuts/ShortcutPackageFixture.h"
 #include "Overlay/OverlayKeyDecoder.h"
 #include "Platform/KeyEvent.h"
+#include "support/ShortcutPackageFixture.h"
 
 #include <gtest/gtest.h>
 

@@ -6,12 +6,12 @@
 #include "Overlay/HotkeyAction.h"
 #include "Overlay/OverlayPresenter.h"
 #include "Permission/PermissionGate.h"
-#include "Platform/FakeHotKeyService.h"
-#include "Platform/FakeOverlayPlatform.h"
-#include "Platform/FakePermissionPlatform.h"
-#include "Platform/FakeScreens.h"
-#include "Platform/InMemoryDefaultsStore.h"
 #include "Preferences/PreferencesFile.h"
+#include "support/FakeHotKeyService.h"
+#include "support/FakeOverlayPlatform.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/FakeScreens.h"
+#include "support/InMemoryDefaultsStore.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,6 +1,6 @@
 #include "Overlay/OverlayDrawing.h"
 #include "Overlay/OverlayViewModel.h"
-#include "Platform/FakeScreens.h"
+#include "support/FakeScreens.h"
 
 #include <gtest/gtest.h>
 

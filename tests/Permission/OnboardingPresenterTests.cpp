@@ -1,8 +1,8 @@
 #include "Diagnostics/Log.h"
 #include "Diagnostics/LogMessages.h"
 #include "Permission/OnboardingPresenter.h"
-#include "Platform/FakePermissionPlatform.h"
-#include "Platform/InMemoryDefaultsStore.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/InMemoryDefaultsStore.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ using namespace mosaro::test;
 namespace {
 
 struct FakeWelcome : OnboardingWindow {
-    explicit FakeWelcome(std::vector<std::string>* journal) : journal(journal) {}
+    explicit FakeWelcome(std::vector<std::string>* lines) : journal(lines) {}
     void show() override { journal->push_back("shown"); }
     void close() override
     {

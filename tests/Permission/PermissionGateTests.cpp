@@ -1,7 +1,7 @@
 #include "Diagnostics/Log.h"
 #include "Permission/PermissionGate.h"
-#include "Platform/FakePermissionPlatform.h"
-#include "Platform/InMemoryDefaultsStore.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/InMemoryDefaultsStore.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "KeyboardShortcuts/ShortcutPackageFixture.h"
 #include "Platform/KeyEvent.h"
 #include "Shortcuts/ShortcutConflict.h"
 #include "Shortcuts/ShortcutRecorder.h"
+#include "support/ShortcutPackageFixture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "Diagnostics/Log.h"
 #include "Diagnostics/LogMessages.h"
-#include "Platform/FakeAccessibility.h"
-#include "Platform/FakeScreens.h"
 #include "WindowControl/AXWindowManipulator.h"
+#include "support/FakeAccessibility.h"
+#include "support/FakeScreens.h"
 
 #include <gtest/gtest.h>
 

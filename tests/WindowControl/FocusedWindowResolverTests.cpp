@@ -1,5 +1,5 @@
-#include "Platform/FakeScreens.h"
 #include "WindowControl/FocusedWindowResolver.h"
+#include "support/FakeScreens.h"
 
 #include <gtest/gtest.h>
 #include <unordered_set>

@@ -1,15 +1,15 @@
 // End-to-end tests: the real application on a private X server with a window manager, driven
 // through XTEST and observed through X, its preferences file and its log.
 
-#include "x11/X11TestSession.h"
+#include "support/x11/X11Session.h"
 
 #include "Diagnostics/LogMessages.h"
 #include "Grid/GridLayout.h"
 #include "Grid/ScreenGeometry.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11ScreenList.h"
-#include "Platform/X11/XTestKeyboard.h"
 #include "Preferences/PreferencesFile.h"
+#include "support/x11/XTestKeyboard.h"
 
 #include <QDir>
 #include <QFile>
@@ -31,7 +31,8 @@
 
 namespace mosaro {
 // Rectangles in failure messages as text rather than bytes.
-[[maybe_unused]] static void PrintTo(const Rect& rect, std::ostream* out)
+// GoogleTest looks for this name.
+[[maybe_unused]] static void PrintTo(const Rect& rect, std::ostream* out) // NOLINT(readability-identifier-naming)
 {
     *out << describe(rect).toStdString();
 }
@@ -97,7 +98,7 @@ class MosaroAppTest : public ::testing::TestWithParam<const char*> {
 protected:
     void SetUp() override
     {
-        session = std::make_unique<X11TestSession>(X11TestSession::Options{1280, 800, QString::fromLatin1(GetParam())});
+        session = std::make_unique<X11Session>(X11Session::Options{1280, 800, QString::fromLatin1(GetParam())});
         ASSERT_TRUE(session->ok()) << session->error().toStdString();
         screensConnection = std::make_unique<X11Connection>(session->displayName());
         screens = std::make_unique<X11ScreenList>(*screensConnection);
@@ -242,11 +243,11 @@ protected:
 
     // --- windows ---
 
-    X11TestClient client(const QStringList& args)
+    X11SessionClient client(const QStringList& args)
     {
         auto c = session->startClient(args);
         EXPECT_TRUE(c) << "client did not start: " << args.join(QLatin1Char(' ')).toStdString();
-        return c.value_or(X11TestClient{});
+        return c.value_or(X11SessionClient{});
     }
 
     Rect wmFrame(xcb_window_t window) { return session->outerFrame(window); }
@@ -319,7 +320,7 @@ protected:
         return loaded ? std::optional<Preferences>(*loaded) : std::nullopt;
     }
 
-    std::unique_ptr<X11TestSession> session;
+    std::unique_ptr<X11Session> session;
     std::unique_ptr<X11Connection> screensConnection;
     std::unique_ptr<X11ScreenList> screens;
     std::unique_ptr<XTestKeyboard> keyboard;

@@ -1,7 +1,7 @@
 #include "Diagnostics/Log.h"
 #include "Platform/X11/X11Accessibility.h"
 #include "Platform/X11/X11AccessibilityTrust.h"
-#include "x11/X11TestSession.h"
+#include "support/x11/X11Session.h"
 
 #include <gtest/gtest.h>
 
@@ -16,22 +16,22 @@ class X11AccessibilityTest : public ::testing::TestWithParam<const char*> {
 protected:
     void start(const QString& wm)
     {
-        session = std::make_unique<X11TestSession>(X11TestSession::Options{1280, 800, wm});
+        session = std::make_unique<X11Session>(X11Session::Options{1280, 800, wm});
         ASSERT_TRUE(session->ok()) << session->error().toStdString();
         connection = std::make_unique<X11Connection>(session->displayName());
         ax = std::make_unique<X11Accessibility>(*connection);
     }
     void SetUp() override { start(QString::fromLatin1(GetParam())); }
 
-    X11TestClient client(const QStringList& args)
+    X11SessionClient client(const QStringList& args)
     {
         auto c = session->startClient(args);
         EXPECT_TRUE(c) << "client did not start: " << args.join(QLatin1Char(' ')).toStdString();
-        return c.value_or(X11TestClient{});
+        return c.value_or(X11SessionClient{});
     }
 
     // The focused window of the frontmost application, after activating the given window.
-    AXElementRef focus(const X11TestClient& c)
+    AXElementRef focus(const X11SessionClient& c)
     {
         EXPECT_TRUE(session->activateWindow(c.window));
         const auto pid = ax->frontmostApplicationProcessID();
@@ -89,7 +89,7 @@ protected:
         return std::find(states.begin(), states.end(), c.atom(state)) != states.end();
     }
 
-    std::unique_ptr<X11TestSession> session;
+    std::unique_ptr<X11Session> session;
     std::unique_ptr<X11Connection> connection;
     std::unique_ptr<X11Accessibility> ax;
 };
@@ -135,7 +135,7 @@ TEST_P(X11AccessibilityTest, FrontmostApplicationFocusedWindowAndTitle)
     const auto latin1 = client({"--wm-name-bytes", "4c6174696ee9"});
     const auto anonymous = client({"--title", "Anonymous", "--no-pid"});
 
-    const std::vector<std::pair<X11TestClient, QString>> cases = {
+    const std::vector<std::pair<X11SessionClient, QString>> cases = {
         {plain, QStringLiteral("Plain")},
         {utf8, QStringLiteral("Caf\u00e9 \u2713")},
         {broken, QStringLiteral("Ok\uFFFD!")},

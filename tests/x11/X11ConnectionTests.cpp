@@ -1,7 +1,7 @@
 #include "Diagnostics/Log.h"
 #include "Platform/X11/X11Beeper.h"
 #include "Platform/X11/X11Connection.h"
-#include "x11/X11TestSession.h"
+#include "support/x11/X11Session.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -45,7 +45,7 @@ int lifecycleErrors()
 // nothing, text is decoded by its declared type, and a vanished window is reported as such.
 TEST(X11Connection, PropertyReadsRejectMalformedValuesAndReportVanishedWindows)
 {
-    X11TestSession session;
+    X11Session session;
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection c(session.displayName());
     ASSERT_TRUE(c.isConnected());
@@ -93,7 +93,7 @@ TEST(X11Connection, PropertyReadsRejectMalformedValuesAndReportVanishedWindows)
 // matching event and gives up (false) when none comes.
 TEST(X11Connection, ListenersAndBoundedWaits)
 {
-    X11TestSession session;
+    X11Session session;
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection c(session.displayName());
     const xcb_window_t w = createWindow(c);
@@ -144,7 +144,7 @@ TEST(X11Connection, EventLoopDispatchesArrivingAndQueuedEvents)
     char name[] = "mosaro_x11_tests";
     char* argv[] = {name, nullptr};
     QCoreApplication app(argc, argv);
-    X11TestSession session;
+    X11Session session;
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection c(session.displayName());
     const xcb_window_t w = createWindow(c);
@@ -188,7 +188,7 @@ TEST(X11Connection, DeadConnectionsFailWithOneLogLine)
     }
     EXPECT_EQ(lifecycleErrors(), 1);
 
-    auto session = std::make_unique<X11TestSession>();
+    auto session = std::make_unique<X11Session>();
     ASSERT_TRUE(session->ok()) << session->error().toStdString();
     X11Connection c(session->displayName());
     ASSERT_TRUE(c.isConnected());

@@ -1,11 +1,11 @@
-#include "x11/X11TestSession.h"
+#include "support/x11/X11Session.h"
 
 #include "Diagnostics/Log.h"
 #include "Platform/KeyCodeMap.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11HotKeyService.h"
-#include "Platform/X11/XTestKeyboard.h"
 #include "Platform/X11/XkbKeyboardLayout.h"
+#include "support/x11/XTestKeyboard.h"
 
 #include <QStandardPaths>
 
@@ -91,7 +91,7 @@ bool grabbable(const QString& display, std::uint16_t modifiers)
 
 TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
 {
-    X11TestSession session;
+    X11Session session;
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection& connection = session.connection();
 
@@ -181,7 +181,7 @@ TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
 
 TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
 {
-    X11TestSession session;
+    X11Session session;
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection& connection = session.connection();
     X11HotKeyService service(connection);
@@ -216,7 +216,7 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
     auto mapping =
         connection.reply<xcb_get_modifier_mapping_reply_t>(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(c));
     ASSERT_TRUE(mapping);
-    const int per = (*mapping)->keycodes_per_modifier;
+    const std::ptrdiff_t per = (*mapping)->keycodes_per_modifier;
     std::vector<xcb_keycode_t> keys(xcb_get_modifier_mapping_keycodes(mapping->get()),
                                     xcb_get_modifier_mapping_keycodes(mapping->get()) + 8 * per);
     const auto numLockKey = xcb_keycode_t(*evdevForMacKeyCode(kNumLock) + x11KeycodeOffset);
@@ -250,7 +250,7 @@ TEST(X11HotKeys, ALostConnectionFailsCalmly)
         EXPECT_FALSE(layout.translateForDisplay(0).has_value());
     }
 
-    X11TestSession session;
+    X11Session session;
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     auto connection = std::make_unique<X11Connection>(session.displayName());
     X11HotKeyService service(*connection);
@@ -283,7 +283,7 @@ TEST(X11HotKeys, ALostConnectionFailsCalmly)
 
 TEST(XkbKeyboardLayoutTests, NamesKeysInTheCurrentLayout)
 {
-    X11TestSession session;
+    X11Session session;
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection& connection = session.connection();
     XkbKeyboardLayout layout(connection);

@@ -1,6 +1,6 @@
 #include "Grid/ScreenGeometry.h"
 #include "Platform/X11/X11ScreenList.h"
-#include "x11/X11TestSession.h"
+#include "support/x11/X11Session.h"
 
 #include <gtest/gtest.h>
 
@@ -20,10 +20,13 @@ std::vector<std::uint8_t> edidWithName(const char* name)
     // First descriptor: a serial number (0xFF), then the name (0xFC) in the second.
     std::uint8_t* serial = edid.data() + 54;
     serial[3] = 0xff;
+    // EDID texts are padded, not NUL-terminated.
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result)
     std::memcpy(serial + 5, "12345\n       ", 13);
     std::uint8_t* d = edid.data() + 72;
     d[3] = 0xfc;
     std::memset(d + 5, ' ', 13);
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result)
     std::memcpy(d + 5, name, std::min<std::size_t>(13, std::strlen(name)));
     if (std::strlen(name) < 13)
         d[5 + std::strlen(name)] = 0x0a;
@@ -99,7 +102,7 @@ TEST(X11ScreenListGeometry, EdidProductName)
 // as the visible frame, and the same object for as long as nothing changes.
 TEST(X11ScreenList, SingleMonitorNamesWorkAreaAndIdentity)
 {
-    X11TestSession session({1280, 800, {}});
+    X11Session session({1280, 800, {}});
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection c(session.displayName());
     X11ScreenList list(c);
@@ -144,7 +147,7 @@ TEST(X11ScreenList, SingleMonitorNamesWorkAreaAndIdentity)
 // a notification when the screen changes.
 TEST(X11ScreenList, TwoMonitorsInServerOrderWithConsistentCoordinates)
 {
-    X11TestSession session({1280, 800, {}});
+    X11Session session({1280, 800, {}});
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection c(session.displayName());
     X11ScreenList list(c);
@@ -156,7 +159,8 @@ TEST(X11ScreenList, TwoMonitorsInServerOrderWithConsistentCoordinates)
 
     const auto screens = list.screens();
     ASSERT_EQ(screens.size(), 2u);
-    const ScreenRef right = screens[0], left = screens[1];
+    const ScreenRef& right = screens[0];
+    const ScreenRef& left = screens[1];
     EXPECT_EQ(right->localizedName(), QStringLiteral("right")) << "a monitor without outputs goes by its own name";
     EXPECT_EQ(left->localizedName(), QStringLiteral("screen")) << "the monitor holding the output takes its name";
     EXPECT_EQ(left->frame(), (Rect{0, 0, 800, 600}));
@@ -192,7 +196,7 @@ class X11ScreenListWithWM : public ::testing::TestWithParam<const char*> {};
 // A dock's strut comes off its monitor's visible frame, whatever the window manager.
 TEST_P(X11ScreenListWithWM, DockStrutShrinksVisibleFrame)
 {
-    X11TestSession session({1280, 800, QString::fromLatin1(GetParam())});
+    X11Session session({1280, 800, QString::fromLatin1(GetParam())});
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection c(session.displayName());
     X11ScreenList list(c);

@@ -3,7 +3,6 @@
 #include "App/AppDelegate.h"
 #include "Permission/OnboardingPresenter.h"
 #include "Platform/System.h"
-#include "Platform/X11/X11Connection.h"
 
 #include <cstdio>
 
@@ -18,7 +17,6 @@ public:
 
 class X11Application final : public Application, public DesktopSession, public ActivationPolicy {
 public:
-    explicit X11Application(X11Connection& connection) : m_connection(connection) {}
     void activateIgnoringOtherApps() override;
     // An X desktop lists every mapped top-level window in its task bar by itself; there is no
     // separate application icon to show or hide.
@@ -26,9 +24,6 @@ public:
     bool isActive() const override;
     bool hasVisibleTitledWindow() const override;
     void hide() override;
-
-private:
-    X11Connection& m_connection;
 };
 
 // Sends every log entry to the journal, and also to the given stream when there is one.

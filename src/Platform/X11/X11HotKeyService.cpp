@@ -228,6 +228,7 @@ OSStatus X11HotKeyService::grab(Registration& registration)
     const xcb_window_t root = m_connection.root();
     const auto variants = lockVariants(registration.modifiers);
     std::vector<xcb_void_cookie_t> cookies;
+    cookies.reserve(variants.size());
     for (std::uint16_t v : variants) {
         // Not owner-events: every grabbed key arrives at the root, where we look for it.
         cookies.push_back(

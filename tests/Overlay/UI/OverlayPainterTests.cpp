@@ -1,5 +1,5 @@
 #include "Overlay/UI/OverlayPainter.h"
-#include "Platform/FakeScreens.h"
+#include "support/FakeScreens.h"
 
 #include <QImage>
 #include <QPainter>

@@ -1,4 +1,4 @@
-#include "Platform/X11/X11Session.h"
+#include "support/x11/X11Session.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,7 +24,7 @@
 
 extern char** environ;
 
-namespace mosaro {
+namespace mosaro::test {
 
 namespace {
 
@@ -47,10 +47,12 @@ pid_t forkExec(const std::vector<std::string>& argv, const std::vector<std::stri
                int stderrFd)
 {
     std::vector<char*> args;
+    args.reserve(argv.size() + 1);
     for (const auto& a : argv)
         args.push_back(const_cast<char*>(a.c_str()));
     args.push_back(nullptr);
     std::vector<char*> envp;
+    envp.reserve(env.size() + 1);
     for (const auto& e : env)
         envp.push_back(const_cast<char*>(e.c_str()));
     envp.push_back(nullptr);
@@ -131,11 +133,10 @@ Rect X11Session::outerFrame(xcb_window_t window)
 
 QString testClientPath()
 {
-    const QFileInfo self(QStringLiteral("/proc/self/exe"));
-    return QFileInfo(self.symLinkTarget()).dir().filePath(QStringLiteral("x11-clients/mosaro_test_client"));
+    return QStringLiteral(MOSARO_TEST_CLIENT_PATH);
 }
 
-X11Session::X11Session(Options options)
+X11Session::X11Session(const Options& options)
 {
     // Set MOSARO_X11_KEEP_TEMP to keep the server's and the WM's logs after the test.
     m_tempDir.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_X11_KEEP_TEMP"));
@@ -605,4 +606,4 @@ bool X11Session::waitUntil(const std::function<bool()>& condition, int timeoutMs
     }
 }
 
-} // namespace mosaro
+} // namespace mosaro::test

@@ -1,11 +1,13 @@
-#include "App/X11/Demo.h"
+// The demonstration of `make run` without a display: a private X server with openbox, two
+// monitors and two windows; the real application runs there and a scripted session drives it.
 
 #include "Grid/ScreenGeometry.h"
 #include "Platform/X11/X11Accessibility.h"
 #include "Platform/X11/X11ScreenList.h"
-#include "Platform/X11/X11Session.h"
-#include "Platform/X11/XTestKeyboard.h"
+#include "support/x11/X11Session.h"
+#include "support/x11/XTestKeyboard.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -18,7 +20,8 @@
 #include <poll.h>
 #include <unistd.h>
 
-namespace mosaro {
+using namespace mosaro;
+using namespace mosaro::test;
 
 namespace {
 
@@ -98,8 +101,6 @@ QString describeFrame(X11Accessibility& ax, xcb_window_t window)
         return QStringLiteral("(unreadable)");
     return QStringLiteral("x=%1 y=%2 %3×%4").arg(p->a).arg(p->b).arg(s->a).arg(s->b);
 }
-
-} // namespace
 
 int runDemo(const QString& appPath, const QString& outDir)
 {
@@ -206,4 +207,11 @@ int runDemo(const QString& appPath, const QString& outDir)
     return ok ? 0 : 1;
 }
 
-} // namespace mosaro
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    qunsetenv("DISPLAY");
+    return runDemo(QStringLiteral(MOSARO_APP_PATH), QStringLiteral(MOSARO_DEMO_OUTPUT));
+}

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace mosaro {
+namespace mosaro::test {
 
 // Types keys through the XTEST extension, named in the portable key model. Caps Lock and the
 // other lock flags are not pressed along with a combination.
@@ -31,4 +31,4 @@ private:
     bool m_available = false;
 };
 
-} // namespace mosaro
+} // namespace mosaro::test

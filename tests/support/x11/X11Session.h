@@ -14,7 +14,7 @@
 #include <optional>
 #include <vector>
 
-namespace mosaro {
+namespace mosaro::test {
 
 // A window of the test client program, mapped and managed.
 struct X11SessionClient {
@@ -43,7 +43,7 @@ public:
         QString windowManager; // "openbox", "icewm" or empty for none
     };
 
-    explicit X11Session(Options options);
+    explicit X11Session(const Options& options);
     X11Session() : X11Session(Options{}) {}
     ~X11Session();
     X11Session(const X11Session&) = delete;
@@ -110,7 +110,7 @@ private:
     std::unique_ptr<X11Connection> m_connection;
 };
 
-// The client-window program, built into x11-clients/ beside the executables.
+// The client-window program the tests map as real windows.
 QString testClientPath();
 
-} // namespace mosaro
+} // namespace mosaro::test

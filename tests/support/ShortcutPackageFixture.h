@@ -2,10 +2,10 @@
 
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
-#include "Platform/FakeHotKeyService.h"
-#include "Platform/FakeKeyboardLayout.h"
-#include "Platform/InMemoryDefaultsStore.h"
 #include "Platform/NotificationCenter.h"
+#include "support/FakeHotKeyService.h"
+#include "support/FakeKeyboardLayout.h"
+#include "support/InMemoryDefaultsStore.h"
 
 #include <gtest/gtest.h>
 

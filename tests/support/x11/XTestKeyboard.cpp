@@ -1,4 +1,4 @@
-#include "Platform/X11/XTestKeyboard.h"
+#include "support/x11/XTestKeyboard.h"
 
 #include "Diagnostics/Log.h"
 #include "Platform/KeyCodeMap.h"
@@ -8,7 +8,7 @@
 
 #include <vector>
 
-namespace mosaro {
+namespace mosaro::test {
 
 namespace {
 constexpr const char* noXTestMessage = "XTEST extension missing on '%{public}s'; cannot send keys";
@@ -88,4 +88,4 @@ bool XTestKeyboard::sync()
     return focus.hasValue();
 }
 
-} // namespace mosaro
+} // namespace mosaro::test
