@@ -4,6 +4,7 @@
 #include "Grid/ScreenGeometry.h"
 #include "Platform/X11/X11Accessibility.h"
 #include "Platform/X11/X11ScreenList.h"
+#include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 #include "support/x11/XTestKeyboard.h"
 
@@ -17,8 +18,6 @@
 #include <QThread>
 
 #include <cstring>
-#include <poll.h>
-#include <unistd.h>
 
 using namespace mosaro;
 using namespace mosaro::test;
@@ -27,50 +26,6 @@ namespace {
 
 constexpr std::uint16_t kReturn = 36, kLeft = 123, kRight = 124, kUp = 126;
 constexpr std::uint64_t kShift = 0x20000, kOption = 0x80000, kCommand = 0x100000;
-
-// The running app's log, read from its stdout pipe.
-class AppLog {
-public:
-    explicit AppLog(int fd) : m_fd(fd) {}
-    ~AppLog()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    // Reads until a line containing the text appears (after the last match) or the time is up.
-    bool waitFor(const QString& text, int timeoutMs)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        while (true) {
-            const qsizetype at = m_text.indexOf(text, m_searchFrom);
-            if (at >= 0) {
-                m_searchFrom = at + text.size();
-                return true;
-            }
-            const int left = timeoutMs - int(timer.elapsed());
-            if (left <= 0 || m_fd < 0)
-                return false;
-            pollfd p{m_fd, POLLIN, 0};
-            if (::poll(&p, 1, left) <= 0)
-                continue;
-            char buffer[4096];
-            const ssize_t n = ::read(m_fd, buffer, sizeof buffer);
-            if (n <= 0) {
-                ::close(m_fd);
-                m_fd = -1;
-                continue;
-            }
-            m_text += QString::fromUtf8(buffer, int(n));
-        }
-    }
-    const QString& text() const { return m_text; }
-
-private:
-    int m_fd;
-    QString m_text;
-    qsizetype m_searchFrom = 0;
-};
 
 QImage screenshot(X11Connection& x)
 {
@@ -137,23 +92,16 @@ int runDemo(const QString& appPath, const QString& outDir)
 
     X11Connection& x = session.connection();
     X11Accessibility ax(x);
-    XTestKeyboard keyboard(x);
     const auto notes = session.startClient({"--title", "Notes", "--geometry", "500x360+120+140"});
     const auto terminal = session.startClient({"--title", "Terminal", "--geometry", "640x420+360+420"});
-    if (!notes || !terminal || !keyboard.isAvailable()) {
+    if (!notes || !terminal) {
         say(QStringLiteral("could not start the demo's windows or XTEST"));
         return 1;
     }
 
-    const QString home = QDir(outDir).filePath(QStringLiteral("home"));
-    QDir(home).removeRecursively();
-    qputenv("XDG_DATA_HOME", QDir(home).filePath(QStringLiteral("data")).toUtf8());
-    qputenv("XDG_CONFIG_HOME", QDir(home).filePath(QStringLiteral("config")).toUtf8());
-    int fd = -1;
-    const pid_t app = session.spawn(appPath, {QStringLiteral("--log-stdout"), QStringLiteral("--verbose")}, &fd);
-    AppLog log(fd);
-    if (app <= 0 || !log.waitFor(QStringLiteral("trigger hotkey should be live"), 10000)) {
-        say(QStringLiteral("Mosaro did not start on the private display"));
+    MosaroAppDriver app(session, appPath);
+    if (!app.start()) {
+        say(QStringLiteral("Mosaro did not start on the private display:\n%1").arg(app.lastError()));
         return 1;
     }
     say(QStringLiteral("Mosaro is running; the trigger is Super+Return."));
@@ -161,8 +109,9 @@ int runDemo(const QString& appPath, const QString& outDir)
     bool ok = true;
     auto step = [&](const QString& what, std::uint16_t key, std::uint64_t flags, const QString& expect) {
         say(QStringLiteral("- %1").arg(what));
-        keyboard.sendKeyCombination(key, flags);
-        if (!expect.isEmpty() && !log.waitFor(expect, 5000)) {
+        const int mark = app.logMark();
+        app.key(key, flags);
+        if (!expect.isEmpty() && !app.waitForLog(mark, expect)) {
             say(QStringLiteral("  expected the log to show \"%1\", it did not").arg(expect));
             ok = false;
         }
@@ -194,14 +143,12 @@ int runDemo(const QString& appPath, const QString& outDir)
     shoot(x, QStringLiteral("committed-on-right-monitor"));
     say(QStringLiteral("Terminal is now at %1").arg(describeFrame(ax, terminal->window)));
 
-    const QString prefs = QDir(home).filePath(QStringLiteral("data/Mosaro/preferences.json"));
-    QFile prefsFile(prefs);
+    QFile prefsFile(app.preferencesPath());
     if (prefsFile.open(QIODevice::ReadOnly))
         say(QStringLiteral("preferences.json after the resize:\n%1").arg(QString::fromUtf8(prefsFile.readAll())));
 
-    session.stop(app);
-    log.waitFor(QStringLiteral("applicationWillTerminate"), 3000);
-    say(QStringLiteral("\nMosaro's own log:\n%1").arg(log.text()));
+    app.stop();
+    say(QStringLiteral("\nMosaro's own log:\n%1").arg(app.logText()));
     say(ok ? QStringLiteral("Demo finished; screenshots and this log are in %1").arg(outDir)
            : QStringLiteral("Demo finished with unexpected results; see %1").arg(outDir));
     return ok ? 0 : 1;

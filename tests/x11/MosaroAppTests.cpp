@@ -1,6 +1,7 @@
 // End-to-end tests: the real application on a private X server with a window manager, driven
 // through XTEST and observed through X, its preferences file and its log.
 
+#include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
 #include "Diagnostics/LogMessages.h"
@@ -86,162 +87,44 @@ std::string str(const std::vector<Rect>& rects)
     return out.empty() ? "none" : out;
 }
 
-// The part of a log format before its first argument.
 QString prefixOf(const char* format)
 {
-    const QString f = text(format);
-    const auto at = f.indexOf(QLatin1Char('%'));
-    return at < 0 ? f : f.left(at);
+    return logPrefix(format);
 }
 
+// The real application on a private X server with the window manager of the parameter.
 class MosaroAppTest : public ::testing::TestWithParam<const char*> {
 protected:
     void SetUp() override
     {
         session = std::make_unique<X11Session>(X11Session::Options{1280, 800, QString::fromLatin1(GetParam())});
         ASSERT_TRUE(session->ok()) << session->error().toStdString();
-        screensConnection = std::make_unique<X11Connection>(session->displayName());
-        screens = std::make_unique<X11ScreenList>(*screensConnection);
-        keyboard = std::make_unique<XTestKeyboard>(session->connection());
-        ASSERT_TRUE(keyboard->isAvailable());
-        watchBells();
-        preferencesPath = session->tempPath() + QStringLiteral("/app-data/Mosaro/preferences.json");
+        app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
+        ASSERT_TRUE(app->keyboard().isAvailable());
+        ASSERT_TRUE(app->watchBells());
+        preferencesPath = app->preferencesPath();
     }
 
-    void TearDown() override
-    {
-        if (session && appPid > 0)
-            session->stop(appPid);
-    }
+    void TearDown() override { app.reset(); }
 
-    // Runs the application with folders of its own, and waits until its trigger is live.
-    void startApp()
-    {
-        const QString home = session->tempPath();
-        ASSERT_TRUE(QDir().mkpath(home + QStringLiteral("/app-runtime")));
-        QFile::setPermissions(home + QStringLiteral("/app-runtime"),
-                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        // env execs the application in place, so the PID is the application's; its stderr goes
-        // to the session's log file named after the program started.
-        appPid = session->spawn(QStringLiteral("env"),
-                                {QStringLiteral("XDG_DATA_HOME=") + home + QStringLiteral("/app-data"),
-                                 QStringLiteral("XDG_CONFIG_HOME=") + home + QStringLiteral("/app-config"),
-                                 QStringLiteral("XDG_RUNTIME_DIR=") + home + QStringLiteral("/app-runtime"),
-                                 QStringLiteral(MOSARO_APP_PATH), QStringLiteral("--log-stderr"),
-                                 QStringLiteral("--verbose")});
-        ASSERT_GT(appPid, 0);
-        logPath = home + QStringLiteral("/env.log");
-        ASSERT_TRUE(waitForLog(0, text(M::presenterStarted), 20000)) << "the application did not start:\n"
-                                                                     << logText().toStdString();
-    }
+    void startApp() { ASSERT_TRUE(app->start()) << app->lastError().toStdString(); }
+    bool appRunning() { return app->isRunning(); }
 
-    bool appRunning() { return appPid > 0 && ::waitpid(appPid, nullptr, WNOHANG) == 0; }
-
-    // --- the application's log ---
-
-    // Reads what the application has written since the last call.
-    void readLog()
-    {
-        QFile f(logPath);
-        if (!f.open(QIODevice::ReadOnly) || !f.seek(logOffset))
-            return;
-        const QByteArray chunk = f.readAll();
-        const auto lastNewline = chunk.lastIndexOf('\n');
-        if (lastNewline < 0)
-            return;
-        logOffset += lastNewline + 1;
-        for (const QByteArray& line : chunk.left(lastNewline).split('\n'))
-            logLines << QString::fromUtf8(line);
-    }
-    int logMark()
-    {
-        readLog();
-        return int(logLines.size());
-    }
-    // Lines written since the mark that contain the text.
-    QStringList linesSince(int mark, const QString& needle)
-    {
-        readLog();
-        QStringList found;
-        for (int i = mark; i < logLines.size(); ++i)
-            if (logLines[i].contains(needle))
-                found << logLines[i];
-        return found;
-    }
+    int logMark() { return app->logMark(); }
+    QStringList linesSince(int mark, const QString& needle) { return app->linesSince(mark, needle); }
     bool waitForLog(int mark, const QString& needle, int timeoutMs = 5000)
     {
-        return session->waitUntil([&] { return !linesSince(mark, needle).isEmpty(); }, timeoutMs);
+        return app->waitForLog(mark, needle, timeoutMs);
     }
-    QString logText(int mark = 0)
-    {
-        readLog();
-        return logLines.mid(mark).join(QLatin1Char('\n'));
-    }
+    QString logText(int mark = 0) { return app->logText(mark); }
 
-    // --- bells: XKB reports every bell rung on the server ---
+    int bellCount() { return app->bellCount(); }
+    bool waitForBells(int count) { return app->waitForBells(count); }
 
-    void watchBells()
-    {
-        X11Connection& c = session->connection();
-        xcb_connection_t* conn = c.connection();
-        XcbPtr<xcb_xkb_use_extension_reply_t> use(
-            xcb_xkb_use_extension_reply(conn, xcb_xkb_use_extension(conn, 1, 0), nullptr));
-        ASSERT_TRUE(use && use->supported);
-        const xcb_query_extension_reply_t* ext = xcb_get_extension_data(conn, &xcb_xkb_id);
-        ASSERT_TRUE(ext && ext->present);
-        const std::uint8_t xkbEvent = ext->first_event;
-        ASSERT_TRUE(c.check(xcb_xkb_select_events_checked(conn, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_EVENT_TYPE_BELL_NOTIFY,
-                                                          0, XCB_XKB_EVENT_TYPE_BELL_NOTIFY, 0, 0, nullptr)));
-        c.addEventListener([this, xkbEvent](xcb_generic_event_t* e) {
-            if ((e->response_type & 0x7f) == xkbEvent &&
-                reinterpret_cast<xcb_xkb_bell_notify_event_t*>(e)->xkbType == XCB_XKB_BELL_NOTIFY)
-                ++bells;
-            return false;
-        });
-    }
-    // Bells so far. After a round trip every bell the server has rung is among the events read.
-    int bellCount()
-    {
-        X11Connection& c = session->connection();
-        c.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_reply, xcb_get_input_focus(c.connection()));
-        c.processPendingEvents();
-        return bells;
-    }
-    bool waitForBells(int count)
-    {
-        return session->waitUntil([&] { return bells >= count; });
-    }
-
-    // --- keys ---
-
-    void key(std::uint16_t code, std::uint64_t modifiers = kNone)
-    {
-        ASSERT_TRUE(keyboard->sendKeyCombination(code, modifiers));
-    }
-    void keys(const std::vector<Key>& sequence)
-    {
-        for (const auto& [code, modifiers] : sequence)
-            key(code, modifiers);
-    }
-    // Presses the trigger and waits until the overlay holds the keyboard.
-    void openOverlay()
-    {
-        const int mark = logMark();
-        key(kReturn, kSuper);
-        ASSERT_TRUE(waitForLog(mark, prefixOf(M::panelPresented))) << logText(mark).toStdString();
-        const QStringList presented = linesSince(mark, prefixOf(M::panelPresented));
-        ASSERT_TRUE(presented.front().contains(QStringLiteral("isKey=true"))) << presented.front().toStdString();
-    }
-
-    // Jumps to another display and waits until the overlay there holds the keyboard.
-    void jump(std::uint16_t arrow)
-    {
-        const int mark = logMark();
-        key(arrow, kSuper | kShift);
-        ASSERT_TRUE(waitForLog(mark, prefixOf(M::panelPresented))) << logText(mark).toStdString();
-    }
-
-    // --- windows ---
+    void key(std::uint16_t code, std::uint64_t modifiers = kNone) { ASSERT_TRUE(app->key(code, modifiers)); }
+    void keys(const std::vector<Key>& sequence) { ASSERT_TRUE(app->keys(sequence)); }
+    void openOverlay() { ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString(); }
+    void jump(std::uint16_t arrow) { ASSERT_TRUE(app->jump(arrow)) << app->logText().toStdString(); }
 
     X11SessionClient client(const QStringList& args)
     {
@@ -262,54 +145,15 @@ protected:
         return session->waitUntil([&] { return wmFrame(window) == expected; });
     }
 
-    // The application's mapped override-redirect windows (its overlay panels), X root rectangles.
-    std::vector<Rect> overlayWindows()
-    {
-        X11Connection& c = session->connection();
-        std::vector<Rect> found;
-        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), c.root()));
-        if (!tree)
-            return found;
-        const xcb_window_t* children = xcb_query_tree_children(tree->get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
-            const xcb_window_t w = children[i];
-            auto attrs = c.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
-                                                                    xcb_get_window_attributes(c.connection(), w));
-            if (!attrs || !(*attrs)->override_redirect || (*attrs)->map_state != XCB_MAP_STATE_VIEWABLE)
-                continue;
-            const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
-            if (!pid || std::int64_t((*pid)[0]) != appPid)
-                continue;
-            auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), w));
-            if (g)
-                found.push_back({double((*g)->x), double((*g)->y), double((*g)->width), double((*g)->height)});
-        }
-        return found;
-    }
-    bool waitForOverlay(const Rect& xRect)
-    {
-        return session->waitUntil([&] { return overlayWindows() == std::vector<Rect>{xRect}; });
-    }
-    bool waitForNoOverlay()
-    {
-        return session->waitUntil([&] { return overlayWindows().empty(); });
-    }
+    std::vector<Rect> overlayWindows() { return app->overlayWindows(); }
+    bool waitForOverlay(const Rect& xRect) { return app->waitForOverlay(xRect); }
+    bool waitForNoOverlay() { return app->waitForNoOverlay(); }
 
-    // --- displays and the grid, as the application should see them ---
-
-    double primaryHeight() { return primaryScreenHeight(*screens); }
-    ScreenRef screenAt(std::size_t index)
-    {
-        const auto all = screens->screens();
-        return index < all.size() ? all[index] : nullptr;
-    }
-    // The visible frame of a display in X root coordinates.
-    Rect xVisible(const ScreenRef& screen) { return flippedRect(screen->visibleFrame(), primaryHeight()); }
-    // Where a committed window lands, in X root coordinates.
+    ScreenRef screenAt(std::size_t index) { return app->screenAt(index); }
+    Rect xVisible(const ScreenRef& screen) { return app->xVisible(screen); }
     Rect expectedFrame(const ScreenRef& screen, GridDimensions grid, double margin, const HighlightedRegion& region)
     {
-        const GridLayout layout{grid.columns, grid.rows, screen->visibleFrame(), margin};
-        return flippedRect(layout.frameFor(region), primaryHeight());
+        return app->expectedFrame(screen, grid, margin, region);
     }
 
     std::optional<Preferences> storedPreferences()
@@ -321,14 +165,7 @@ protected:
     }
 
     std::unique_ptr<X11Session> session;
-    std::unique_ptr<X11Connection> screensConnection;
-    std::unique_ptr<X11ScreenList> screens;
-    std::unique_ptr<XTestKeyboard> keyboard;
-    pid_t appPid = -1;
-    QString logPath;
-    qint64 logOffset = 0;
-    QStringList logLines;
-    int bells = 0;
+    std::unique_ptr<MosaroAppDriver> app;
     QString preferencesPath;
 };
 
@@ -475,7 +312,7 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
 {
     ASSERT_TRUE(session->xrandrSetMonitors(
         {{QStringLiteral("left"), 0, 0, 640, 800, true}, {QStringLiteral("right"), 640, 0, 640, 600, false}}));
-    ASSERT_TRUE(session->waitUntil([&] { return screens->screens().size() == 2; }));
+    ASSERT_TRUE(session->waitUntil([&] { return app->screens().screens().size() == 2; }));
     const ScreenRef left = screenAt(0), right = screenAt(1);
     ASSERT_EQ(xVisible(left), (Rect{0, 0, 640, 800}));
     ASSERT_EQ(xVisible(right), (Rect{640, 0, 640, 600}));

@@ -1,0 +1,241 @@
+#include "support/x11/MosaroAppDriver.h"
+
+#include "Diagnostics/LogMessages.h"
+#include "Grid/GridLayout.h"
+#include "Grid/ScreenGeometry.h"
+#include "Platform/X11/XcbXkb.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <sys/wait.h>
+
+namespace mosaro::test {
+
+namespace M = LogMessages;
+
+namespace {
+constexpr std::uint16_t kReturn = 36;
+} // namespace
+
+QString logPrefix(const char* format)
+{
+    const QString f = QString::fromUtf8(format);
+    const auto at = f.indexOf(QLatin1Char('%'));
+    return at < 0 ? f : f.left(at);
+}
+
+MosaroAppDriver::MosaroAppDriver(X11Session& session, QString appPath)
+    : m_session(session), m_appPath(std::move(appPath))
+{
+    m_screensConnection = std::make_unique<X11Connection>(session.displayName());
+    m_screens = std::make_unique<X11ScreenList>(*m_screensConnection);
+    m_keyboard = std::make_unique<XTestKeyboard>(session.connection());
+}
+
+MosaroAppDriver::~MosaroAppDriver() { stop(); }
+
+QString MosaroAppDriver::dataHome() const { return m_session.tempPath() + QStringLiteral("/app-data"); }
+QString MosaroAppDriver::configHome() const { return m_session.tempPath() + QStringLiteral("/app-config"); }
+QString MosaroAppDriver::preferencesPath() const { return dataHome() + QStringLiteral("/Mosaro/preferences.json"); }
+
+bool MosaroAppDriver::start(const QStringList& extraArgs, int timeoutMs)
+{
+    const QString home = m_session.tempPath();
+    const QString runtime = home + QStringLiteral("/app-runtime");
+    QDir().mkpath(runtime);
+    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    // env execs the application in place, so the PID is the application's; its stderr goes to
+    // the session's log file named after the program started.
+    QStringList args{QStringLiteral("XDG_DATA_HOME=") + dataHome(), QStringLiteral("XDG_CONFIG_HOME=") + configHome(),
+                     QStringLiteral("XDG_RUNTIME_DIR=") + runtime, m_appPath, QStringLiteral("--log-stderr"),
+                     QStringLiteral("--verbose")};
+    args += extraArgs;
+    m_logPath = home + QStringLiteral("/env.log");
+    m_logOffset = 0;
+    m_logLines.clear();
+    QFile::remove(m_logPath);
+    m_pid = m_session.spawn(QStringLiteral("env"), args);
+    if (m_pid <= 0) {
+        m_error = QStringLiteral("could not start %1").arg(m_appPath);
+        return false;
+    }
+    if (!waitForLog(0, QString::fromUtf8(M::presenterStarted), timeoutMs)) {
+        m_error = QStringLiteral("the application did not start:\n") + logText();
+        return false;
+    }
+    return true;
+}
+
+void MosaroAppDriver::stop()
+{
+    if (m_pid > 0)
+        m_session.stop(m_pid);
+    m_pid = -1;
+}
+
+bool MosaroAppDriver::isRunning() { return m_pid > 0 && ::waitpid(m_pid, nullptr, WNOHANG) == 0; }
+
+void MosaroAppDriver::readLog()
+{
+    QFile f(m_logPath);
+    if (!f.open(QIODevice::ReadOnly) || !f.seek(m_logOffset))
+        return;
+    const QByteArray chunk = f.readAll();
+    const auto lastNewline = chunk.lastIndexOf('\n');
+    if (lastNewline < 0)
+        return;
+    m_logOffset += lastNewline + 1;
+    for (const QByteArray& line : chunk.left(lastNewline).split('\n'))
+        m_logLines << QString::fromUtf8(line);
+}
+
+int MosaroAppDriver::logMark()
+{
+    readLog();
+    return int(m_logLines.size());
+}
+
+QStringList MosaroAppDriver::linesSince(int mark, const QString& needle)
+{
+    readLog();
+    QStringList found;
+    for (int i = mark; i < m_logLines.size(); ++i)
+        if (m_logLines[i].contains(needle))
+            found << m_logLines[i];
+    return found;
+}
+
+bool MosaroAppDriver::waitForLog(int mark, const QString& needle, int timeoutMs)
+{
+    return m_session.waitUntil([&] { return !linesSince(mark, needle).isEmpty(); }, timeoutMs);
+}
+
+QString MosaroAppDriver::logText(int mark)
+{
+    readLog();
+    return m_logLines.mid(mark).join(QLatin1Char('\n'));
+}
+
+bool MosaroAppDriver::watchBells()
+{
+    if (m_watchingBells)
+        return true;
+    X11Connection& c = m_session.connection();
+    xcb_connection_t* conn = c.connection();
+    XcbPtr<xcb_xkb_use_extension_reply_t> use(
+        xcb_xkb_use_extension_reply(conn, xcb_xkb_use_extension(conn, 1, 0), nullptr));
+    if (!use || !use->supported)
+        return false;
+    const xcb_query_extension_reply_t* ext = xcb_get_extension_data(conn, &xcb_xkb_id);
+    if (!ext || !ext->present)
+        return false;
+    const std::uint8_t xkbEvent = ext->first_event;
+    if (!c.check(xcb_xkb_select_events_checked(conn, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_EVENT_TYPE_BELL_NOTIFY, 0,
+                                               XCB_XKB_EVENT_TYPE_BELL_NOTIFY, 0, 0, nullptr)))
+        return false;
+    c.addEventListener([this, xkbEvent](xcb_generic_event_t* e) {
+        if ((e->response_type & 0x7f) == xkbEvent &&
+            reinterpret_cast<xcb_xkb_bell_notify_event_t*>(e)->xkbType == XCB_XKB_BELL_NOTIFY)
+            ++m_bells;
+        return false;
+    });
+    m_watchingBells = true;
+    return true;
+}
+
+int MosaroAppDriver::bellCount()
+{
+    // After a round trip every bell the server has rung is among the events read.
+    X11Connection& c = m_session.connection();
+    c.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_reply, xcb_get_input_focus(c.connection()));
+    c.processPendingEvents();
+    return m_bells;
+}
+
+bool MosaroAppDriver::waitForBells(int count, int timeoutMs)
+{
+    return m_session.waitUntil([&] { return m_bells >= count; }, timeoutMs);
+}
+
+bool MosaroAppDriver::key(std::uint16_t code, std::uint64_t modifiers)
+{
+    return m_keyboard->sendKeyCombination(code, modifiers);
+}
+
+bool MosaroAppDriver::keys(const std::vector<Key>& sequence)
+{
+    for (const auto& [code, modifiers] : sequence)
+        if (!key(code, modifiers))
+            return false;
+    return true;
+}
+
+bool MosaroAppDriver::openOverlay()
+{
+    const int mark = logMark();
+    if (!key(kReturn, ModifierFlag::command) || !waitForLog(mark, logPrefix(M::panelPresented)))
+        return false;
+    return linesSince(mark, logPrefix(M::panelPresented)).front().contains(QStringLiteral("isKey=true"));
+}
+
+bool MosaroAppDriver::jump(std::uint16_t arrow)
+{
+    const int mark = logMark();
+    return key(arrow, ModifierFlag::command | ModifierFlag::shift) &&
+           waitForLog(mark, logPrefix(M::panelPresented));
+}
+
+std::vector<Rect> MosaroAppDriver::overlayWindows()
+{
+    X11Connection& c = m_session.connection();
+    std::vector<Rect> found;
+    auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), c.root()));
+    if (!tree)
+        return found;
+    const xcb_window_t* children = xcb_query_tree_children(tree->get());
+    for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
+        const xcb_window_t w = children[i];
+        auto attrs = c.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
+                                                                xcb_get_window_attributes(c.connection(), w));
+        if (!attrs || !(*attrs)->override_redirect || (*attrs)->map_state != XCB_MAP_STATE_VIEWABLE)
+            continue;
+        const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
+        if (!pid || std::int64_t((*pid)[0]) != m_pid)
+            continue;
+        auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), w));
+        if (g)
+            found.push_back({double((*g)->x), double((*g)->y), double((*g)->width), double((*g)->height)});
+    }
+    return found;
+}
+
+bool MosaroAppDriver::waitForOverlay(const Rect& xRect, int timeoutMs)
+{
+    return m_session.waitUntil([&] { return overlayWindows() == std::vector<Rect>{xRect}; }, timeoutMs);
+}
+
+bool MosaroAppDriver::waitForNoOverlay(int timeoutMs)
+{
+    return m_session.waitUntil([&] { return overlayWindows().empty(); }, timeoutMs);
+}
+
+ScreenRef MosaroAppDriver::screenAt(std::size_t index)
+{
+    const auto all = m_screens->screens();
+    return index < all.size() ? all[index] : nullptr;
+}
+
+Rect MosaroAppDriver::xVisible(const ScreenRef& screen)
+{
+    return flippedRect(screen->visibleFrame(), primaryScreenHeight(*m_screens));
+}
+
+Rect MosaroAppDriver::expectedFrame(const ScreenRef& screen, GridDimensions grid, double margin,
+                                    const HighlightedRegion& region)
+{
+    const GridLayout layout{grid.columns, grid.rows, screen->visibleFrame(), margin};
+    return flippedRect(layout.frameFor(region), primaryScreenHeight(*m_screens));
+}
+
+} // namespace mosaro::test

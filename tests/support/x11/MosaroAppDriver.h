@@ -1,0 +1,104 @@
+#pragma once
+
+#include "Grid/GridTypes.h"
+#include "Platform/Geometry.h"
+#include "Platform/KeyEvent.h"
+#include "Platform/Screen.h"
+#include "Platform/X11/X11Connection.h"
+#include "Platform/X11/X11ScreenList.h"
+#include "support/x11/X11Session.h"
+#include "support/x11/XTestKeyboard.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace mosaro::test {
+
+// The real application running on a private X session, driven through XTEST and watched
+// through X, its log and its files: what the end-to-end tests and the demonstration share.
+class MosaroAppDriver {
+public:
+    using Key = std::pair<std::uint16_t, std::uint64_t>; // virtual key code, modifier flags
+
+    // The application's own folders live under the session's temporary folder.
+    explicit MosaroAppDriver(X11Session& session, QString appPath);
+    ~MosaroAppDriver();
+    MosaroAppDriver(const MosaroAppDriver&) = delete;
+    MosaroAppDriver& operator=(const MosaroAppDriver&) = delete;
+
+    // Starts the application with --log-stderr --verbose and the given extra arguments, and waits
+    // until its trigger is live. False (with the log in lastError()) when it did not get there.
+    bool start(const QStringList& extraArgs = {}, int timeoutMs = 20000);
+    void stop();
+    bool isRunning();
+    pid_t pid() const { return m_pid; }
+    QString lastError() const { return m_error; }
+
+    QString dataHome() const;   // XDG_DATA_HOME of the application
+    QString configHome() const; // XDG_CONFIG_HOME of the application
+    QString preferencesPath() const;
+
+    // --- the application's log (its standard error) ---
+    int logMark();
+    QStringList linesSince(int mark, const QString& needle);
+    bool waitForLog(int mark, const QString& needle, int timeoutMs = 5000);
+    QString logText(int mark = 0);
+
+    // --- bells: XKB reports every bell rung on the server ---
+    bool watchBells();
+    int bellCount();
+    bool waitForBells(int count, int timeoutMs = 5000);
+
+    // --- keys ---
+    bool key(std::uint16_t code, std::uint64_t modifiers = 0);
+    bool keys(const std::vector<Key>& sequence);
+    // Presses the trigger (Super+Return) and waits until the overlay holds the keyboard.
+    bool openOverlay();
+    // Jumps to another display and waits until the overlay there holds the keyboard.
+    bool jump(std::uint16_t arrow);
+
+    // --- what is on the server ---
+    // The application's mapped override-redirect windows (its overlay panels), X root rectangles.
+    std::vector<Rect> overlayWindows();
+    bool waitForOverlay(const Rect& xRect, int timeoutMs = 5000);
+    bool waitForNoOverlay(int timeoutMs = 5000);
+
+    // The displays as the application sees them.
+    ScreenRef screenAt(std::size_t index);
+    // The visible frame of a display in X root coordinates.
+    Rect xVisible(const ScreenRef& screen);
+    // Where a committed window lands, in X root coordinates.
+    Rect expectedFrame(const ScreenRef& screen, GridDimensions grid, double margin, const HighlightedRegion& region);
+
+    X11Session& session() { return m_session; }
+    XTestKeyboard& keyboard() { return *m_keyboard; }
+    X11ScreenList& screens() { return *m_screens; }
+
+private:
+    void readLog();
+
+    X11Session& m_session;
+    QString m_appPath;
+    std::unique_ptr<X11Connection> m_screensConnection;
+    std::unique_ptr<X11ScreenList> m_screens;
+    std::unique_ptr<XTestKeyboard> m_keyboard;
+    pid_t m_pid = -1;
+    QString m_error;
+    QString m_logPath;
+    qint64 m_logOffset = 0;
+    QStringList m_logLines;
+    int m_bells = 0;
+    bool m_watchingBells = false;
+};
+
+// The part of a log format before its first argument: what a test can look for in the log.
+QString logPrefix(const char* format);
+
+} // namespace mosaro::test
