@@ -1,5 +1,7 @@
 #include "Permission/UI/OnboardingWidget.h"
 
+#include "Platform/HostTexts.h"
+
 #include <QApplication>
 #include <QCloseEvent>
 #include <QHBoxLayout>
@@ -61,7 +63,7 @@ OnboardingWidget::OnboardingWidget(QWidget* parent) : QWidget(parent)
     titleFont.setWeight(QFont::DemiBold);
     title->setFont(titleFont);
     title->setAlignment(Qt::AlignHCenter);
-    auto* subtitle = new QLabel(QStringLiteral("A keyboard-driven window tiler for macOS."));
+    auto* subtitle = new QLabel(hostText(HostText::welcomeSubtitle));
     subtitle->setAlignment(Qt::AlignHCenter);
     subtitle->setForegroundRole(QPalette::PlaceholderText);
     layout->addWidget(title);

@@ -33,11 +33,23 @@ MosaroAppDriver::MosaroAppDriver(X11Session& session, QString appPath)
     m_keyboard = std::make_unique<XTestKeyboard>(session.connection());
 }
 
-MosaroAppDriver::~MosaroAppDriver() { stop(); }
+MosaroAppDriver::~MosaroAppDriver()
+{
+    stop();
+}
 
-QString MosaroAppDriver::dataHome() const { return m_session.tempPath() + QStringLiteral("/app-data"); }
-QString MosaroAppDriver::configHome() const { return m_session.tempPath() + QStringLiteral("/app-config"); }
-QString MosaroAppDriver::preferencesPath() const { return dataHome() + QStringLiteral("/Mosaro/preferences.json"); }
+QString MosaroAppDriver::dataHome() const
+{
+    return m_session.tempPath() + QStringLiteral("/app-data");
+}
+QString MosaroAppDriver::configHome() const
+{
+    return m_session.tempPath() + QStringLiteral("/app-config");
+}
+QString MosaroAppDriver::preferencesPath() const
+{
+    return dataHome() + QStringLiteral("/Mosaro/preferences.json");
+}
 
 bool MosaroAppDriver::start(const QStringList& extraArgs, int timeoutMs)
 {
@@ -47,8 +59,11 @@ bool MosaroAppDriver::start(const QStringList& extraArgs, int timeoutMs)
     QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     // env execs the application in place, so the PID is the application's; its stderr goes to
     // the session's log file named after the program started.
-    QStringList args{QStringLiteral("XDG_DATA_HOME=") + dataHome(), QStringLiteral("XDG_CONFIG_HOME=") + configHome(),
-                     QStringLiteral("XDG_RUNTIME_DIR=") + runtime, m_appPath, QStringLiteral("--log-stderr"),
+    QStringList args{QStringLiteral("XDG_DATA_HOME=") + dataHome(),
+                     QStringLiteral("XDG_CONFIG_HOME=") + configHome(),
+                     QStringLiteral("XDG_RUNTIME_DIR=") + runtime,
+                     m_appPath,
+                     QStringLiteral("--log-stderr"),
                      QStringLiteral("--verbose")};
     args += extraArgs;
     m_logPath = home + QStringLiteral("/env.log");
@@ -74,7 +89,10 @@ void MosaroAppDriver::stop()
     m_pid = -1;
 }
 
-bool MosaroAppDriver::isRunning() { return m_pid > 0 && ::waitpid(m_pid, nullptr, WNOHANG) == 0; }
+bool MosaroAppDriver::isRunning()
+{
+    return m_pid > 0 && ::waitpid(m_pid, nullptr, WNOHANG) == 0;
+}
 
 void MosaroAppDriver::readLog()
 {
@@ -182,8 +200,7 @@ bool MosaroAppDriver::openOverlay()
 bool MosaroAppDriver::jump(std::uint16_t arrow)
 {
     const int mark = logMark();
-    return key(arrow, ModifierFlag::command | ModifierFlag::shift) &&
-           waitForLog(mark, logPrefix(M::panelPresented));
+    return key(arrow, ModifierFlag::command | ModifierFlag::shift) && waitForLog(mark, logPrefix(M::panelPresented));
 }
 
 std::vector<Rect> MosaroAppDriver::overlayWindows()

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+
+#include <span>
+
+namespace mosaro {
+
+// Texts a person sees that name a facility of the platform Mosaro was first written for (its
+// accessibility permission, its settings application, its menu bar, its key symbols), each
+// beside what Mosaro says on Linux instead: same sentence, same meaning, the Linux stand-in
+// named. Every other text of a window, menu or dialog is shown exactly as written, and log lines
+// never go through this table.
+enum class HostText {
+    welcomeSubtitle,
+};
+
+struct HostTextEntry {
+    HostText id;
+    const char* original; // as first written
+    const char* linux;    // what Mosaro shows
+};
+
+// The whole table, in the order of the enumeration.
+std::span<const HostTextEntry> hostTextTable();
+
+// What Mosaro shows for the text.
+QString hostText(HostText id);
+// The text as first written, for tests and reviews of the table.
+QString originalHostText(HostText id);
+
+} // namespace mosaro
