@@ -16,6 +16,7 @@ TEST(HostTexts, EveryEntrySitsAtItsIndexAndNamesNoOriginalFacility)
         for (const char* word : {"macOS", "Mac", "System Settings", "menu bar", "Dock", "⌘", "⌥", "⌃", "⇧"})
             EXPECT_FALSE(linux.contains(QString::fromUtf8(word))) << linux.toStdString() << " names " << word;
     }
-    EXPECT_EQ(hostText(HostText::welcomeSubtitle), QStringLiteral("A keyboard-driven window tiler for Linux desktops."));
+    EXPECT_EQ(hostText(HostText::welcomeSubtitle),
+              QStringLiteral("A keyboard-driven window tiler for Linux desktops."));
     EXPECT_EQ(originalHostText(HostText::welcomeSubtitle), QStringLiteral("A keyboard-driven window tiler for macOS."));
 }
