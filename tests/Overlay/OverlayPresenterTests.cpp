@@ -117,6 +117,31 @@ protected:
                 out.push_back(e.message);
         return out;
     }
+    // The composed messages of every entry written with the format, oldest first.
+    std::vector<QString> lines(const char* format)
+    {
+        std::vector<QString> out;
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.format == QString::fromUtf8(format))
+                out.push_back(e.message);
+        return out;
+    }
+    std::vector<Log::Entry> entries(const char* format)
+    {
+        std::vector<Log::Entry> out;
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.format == QString::fromUtf8(format))
+                out.push_back(e);
+        return out;
+    }
+    std::vector<QString> signpostBegins()
+    {
+        std::vector<QString> out;
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.kind == Log::Entry::Kind::signpostBegin)
+                out.push_back(e.signpostName);
+        return out;
+    }
     bool logged(const char* format)
     {
         for (const auto& e : Log::Store::shared().entries())
@@ -230,15 +255,15 @@ TEST_F(OverlayPresenterTest, RefusedTriggersLogEndTheirIntervalAndAnswer)
     EXPECT_TRUE(logged(LogMessages::axPermissionMissing));
     EXPECT_TRUE(logged(LogMessages::resolveFailed));
     EXPECT_EQ(std::count(overlayLines.begin(), overlayLines.end(), QString(LogMessages::noFocusedWindow)), 2);
-    for (const auto& e : Log::Store::shared().entries()) {
-        if (e.format == QString::fromUtf8(LogMessages::notTileable)) {
-            EXPECT_EQ(e.message,
-                      "trigger blocked: window not tileable (fullscreen=false minimized=true resizable=true)");
-        }
-        if (e.format == QString::fromUtf8(LogMessages::triggerBlockedPermission)) {
-            EXPECT_EQ(e.level, Log::Level::error);
-        }
-    }
+    EXPECT_EQ(
+        lines(LogMessages::notTileable),
+        std::vector<QString>{"trigger blocked: window not tileable (fullscreen=false minimized=true resizable=true)"});
+    const auto blocked = entries(LogMessages::triggerBlockedPermission);
+    ASSERT_EQ(blocked.size(), 2u);
+    for (const auto& e : blocked)
+        EXPECT_EQ(e.level, Log::Level::error);
+    // Each refusal ends its own show interval and opens no other.
+    EXPECT_EQ(signpostBegins(), std::vector<QString>(7, QStringLiteral("sc-001 show-overlay")));
 }
 
 TEST_F(OverlayPresenterTest, GridSizeComesFromTheFileOnEveryShowingClampedToLimits)
@@ -355,12 +380,14 @@ TEST_F(OverlayPresenterTest, ConfirmDismissesAndSavesBeforeMovingTheWindow)
     key(kReturn);
     EXPECT_EQ(beeper.beeps, 2);
     EXPECT_EQ(commitEnds(), (std::vector<QString>{"ok", "not-resizable", "error"}));
-    for (const auto& e : Log::Store::shared().entries()) {
-        if (e.format == QString::fromUtf8(LogMessages::commitNotResizable)) {
-            EXPECT_EQ(std::get<QString>(e.args[0]), "systemDialog");
-        }
-    }
-    EXPECT_TRUE(logged(LogMessages::commitFailed));
+    const auto notResizable = entries(LogMessages::commitNotResizable);
+    ASSERT_EQ(notResizable.size(), 1u);
+    ASSERT_EQ(notResizable[0].args.size(), 1u);
+    EXPECT_EQ(std::get<QString>(notResizable[0].args[0]), "systemDialog");
+    EXPECT_EQ(notResizable[0].level, Log::Level::error);
+    const auto failed = entries(LogMessages::commitFailed);
+    ASSERT_EQ(failed.size(), 1u);
+    EXPECT_EQ(failed[0].level, Log::Level::error);
 }
 
 TEST_F(OverlayPresenterTest, ResizeWriteBackFollowsTheModeInForceAtWritingTime)
@@ -391,11 +418,8 @@ TEST_F(OverlayPresenterTest, ResizeWriteBackFollowsTheModeInForceAtWritingTime)
     EXPECT_EQ(saved.proSettings.perDisplayGrids.overrides.at("Alpha"), (GridDimensions{5, 3}));
     EXPECT_EQ(saved.proSettings.globalGrid, (GridDimensions{3, 2}));
     EXPECT_EQ(notifications, 1);
-    for (const auto& e : Log::Store::shared().entries()) {
-        if (e.format == QString::fromUtf8(LogMessages::persistedDisplayResize)) {
-            EXPECT_EQ(e.message, "persisted resize for display 'Alpha': 5×3");
-        }
-    }
+    EXPECT_EQ(lines(LogMessages::persistedDisplayResize),
+              std::vector<QString>{"persisted resize for display 'Alpha': 5×3"});
 
     // A display with an empty name stores no override but still saves and logs.
     alpha->m_name.clear();
@@ -447,12 +471,10 @@ TEST_F(OverlayPresenterTest, JumpsWrapInDisplayOrderAndRestartAtTheCentre)
     EXPECT_EQ(presentation()->display.screen, ScreenRef(gamma));
     key(kRight, kCommand | kShift); // next of Gamma wraps to Alpha
     EXPECT_EQ(presentation()->display.screen, ScreenRef(alpha));
-    for (const auto& e : Log::Store::shared().entries()) {
-        if (e.format == QString::fromUtf8(LogMessages::crossDisplayJump)) {
-            EXPECT_EQ(e.message, "cross-display jump (next): Alpha → Beta");
-            break;
-        }
-    }
+    EXPECT_EQ(lines(LogMessages::crossDisplayJump),
+              (std::vector<QString>{
+                  "cross-display jump (next): Alpha → Beta", "cross-display jump (previous): Beta → Alpha",
+                  "cross-display jump (previous): Alpha → Gamma", "cross-display jump (next): Gamma → Alpha"}));
 
     // The current display disconnected: it counts as the first of the list.
     screens.list.erase(screens.list.begin());
