@@ -256,19 +256,24 @@ void Logger::write(Level level, const char* format, std::vector<Arg> args) const
     Store::shared().append(std::move(entry));
 }
 
+Entry Signposter::entry(Entry::Kind kind, const SignpostIntervalState& state) const
+{
+    Entry e;
+    e.kind = kind;
+    e.time = Store::shared().now();
+    e.category = m_category;
+    e.signpostName = state.name;
+    e.signpostID = state.id;
+    return e;
+}
+
 SignpostIntervalState Signposter::beginInterval(const char* name) const
 {
     SignpostIntervalState state{QString::fromUtf8(name), 0};
     if (!g_signposts)
         return state;
     state.id = g_nextSignpostID++;
-    Entry entry;
-    entry.kind = Entry::Kind::signpostBegin;
-    entry.time = Store::shared().now();
-    entry.category = m_category;
-    entry.signpostName = state.name;
-    entry.signpostID = state.id;
-    Store::shared().append(std::move(entry));
+    Store::shared().append(entry(Entry::Kind::signpostBegin, state));
     return state;
 }
 
@@ -276,15 +281,10 @@ void Signposter::endInterval(const SignpostIntervalState& state, const char* mes
 {
     if (state.id == 0 || !g_signposts)
         return;
-    Entry entry;
-    entry.kind = Entry::Kind::signpostEnd;
-    entry.time = Store::shared().now();
-    entry.category = m_category;
-    entry.signpostName = state.name;
-    entry.signpostID = state.id;
-    entry.format = QString::fromUtf8(message);
-    entry.message = entry.format;
-    Store::shared().append(std::move(entry));
+    Entry e = entry(Entry::Kind::signpostEnd, state);
+    e.format = QString::fromUtf8(message);
+    e.message = e.format;
+    Store::shared().append(e);
 }
 
 #define MOSARO_LOGGER(fn, name)                                                                                        \

@@ -155,6 +155,7 @@ public:
     const QString& category() const { return m_category; }
 
 private:
+    Entry entry(Entry::Kind kind, const SignpostIntervalState& state) const;
     QString m_category;
 };
 

@@ -71,27 +71,22 @@ void OverlayPresenter::start()
             });
     }
 
-    if (!m_spaceChangeObserver) {
-        m_spaceChangeObserver = m_platform.workspaceCenter.addObserver(
-            PlatformNotifications::activeSpaceDidChange, nullptr, [weak](const Notification&) {
-                auto self = weak.lock();
-                if (self && self->m_viewModel->presentation()) {
-                    Log::overlay().info(M::spaceChanged);
-                    self->dismiss();
-                }
-            });
-    }
-
-    if (!m_screenParamsObserver) {
-        m_screenParamsObserver = m_platform.defaultCenter.addObserver(
-            PlatformNotifications::screenParametersDidChange, nullptr, [weak](const Notification&) {
-                auto self = weak.lock();
-                if (self && self->m_viewModel->presentation()) {
-                    Log::overlay().info(M::displaysChanged);
-                    self->dismiss();
-                }
-            });
-    }
+    // Both end a visible session: the overlay belongs to one display of one arrangement.
+    const auto dismissWhenVisible = [weak](const char* reason) {
+        return [weak, reason](const Notification&) {
+            auto self = weak.lock();
+            if (self && self->m_viewModel->presentation()) {
+                Log::overlay().info(reason);
+                self->dismiss();
+            }
+        };
+    };
+    if (!m_spaceChangeObserver)
+        m_spaceChangeObserver = m_platform.workspaceCenter.addObserver(PlatformNotifications::activeSpaceDidChange,
+                                                                       nullptr, dismissWhenVisible(M::spaceChanged));
+    if (!m_screenParamsObserver)
+        m_screenParamsObserver = m_platform.defaultCenter.addObserver(PlatformNotifications::screenParametersDidChange,
+                                                                      nullptr, dismissWhenVisible(M::displaysChanged));
 }
 
 void OverlayPresenter::stop()

@@ -180,28 +180,30 @@ OSStatus X11HotKeyService::installEventHandler(Handler handler, const std::vecto
     return addEventTypesToHandler(out, types);
 }
 
-OSStatus X11HotKeyService::addEventTypesToHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types)
+OSStatus X11HotKeyService::changeEventTypes(EventHandlerRef handler, const std::vector<EventTypeSpec>& types, bool add)
 {
     auto it = m_handlers.find(handler);
     if (it == m_handlers.end())
         return HotKeyStatus::paramErr;
     for (const auto& type : types) {
-        if (type.eventClass == kEventClassKeyboard)
+        if (type.eventClass != kEventClassKeyboard)
+            continue;
+        if (add)
             it->second.kinds.insert(type.eventKind);
+        else
+            it->second.kinds.erase(type.eventKind);
     }
     return HotKeyStatus::noErr;
 }
 
+OSStatus X11HotKeyService::addEventTypesToHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types)
+{
+    return changeEventTypes(handler, types, true);
+}
+
 OSStatus X11HotKeyService::removeEventTypesFromHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types)
 {
-    auto it = m_handlers.find(handler);
-    if (it == m_handlers.end())
-        return HotKeyStatus::paramErr;
-    for (const auto& type : types) {
-        if (type.eventClass == kEventClassKeyboard)
-            it->second.kinds.erase(type.eventKind);
-    }
-    return HotKeyStatus::noErr;
+    return changeEventTypes(handler, types, false);
 }
 
 OSStatus X11HotKeyService::deliverRawKey(std::uint16_t macKeyCode, std::uint32_t carbonModifiers, bool down)

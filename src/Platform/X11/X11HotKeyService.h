@@ -40,6 +40,7 @@ public:
     std::uint16_t numLockMask() const { return m_numLockMask; }
 
 private:
+    OSStatus changeEventTypes(EventHandlerRef handler, const std::vector<EventTypeSpec>& types, bool add);
     struct Registration {
         EventHotKeyID id;
         xcb_keycode_t keycode = 0;
