@@ -253,7 +253,7 @@ void Logger::write(Level level, const char* format, std::vector<Arg> args) const
     entry.format = QString::fromUtf8(format);
     entry.message = compose(entry.format, args, g_revealPrivate);
     entry.args = std::move(args);
-    Store::shared().append(std::move(entry));
+    Store::shared().append(entry);
 }
 
 Entry Signposter::entry(Entry::Kind kind, const SignpostIntervalState& state) const
