@@ -10,6 +10,13 @@ inline constexpr const char* willTerminate = "applicationWillTerminate — teari
 inline constexpr const char* registeredLoginItem = "Registered Mosaro as a login item";
 inline constexpr const char* unregisteredLoginItem = "Unregistered Mosaro as a login item";
 inline constexpr const char* loginItemFailed = "Failed to set launch-at-login to %{bool}d: %s";
+// lifecycle: update checks ("manual" or "automatic" first)
+inline constexpr const char* updateCheckStarted = "%{public}s update check: %{public}s";
+inline constexpr const char* updateCheckBusy = "update check requested while one is running — ignored";
+inline constexpr const char* updateAvailable =
+    "%{public}s update check: version %{public}s available (running %{public}s)";
+inline constexpr const char* updateUpToDate = "%{public}s update check: up to date (running %{public}s)";
+inline constexpr const char* updateCheckFailed = "%{public}s update check failed: %{public}s";
 
 // overlay
 inline constexpr const char* presenterStart = "OverlayPresenter.start — subscribing to trigger";

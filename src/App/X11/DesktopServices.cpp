@@ -1,16 +1,15 @@
 #include "App/X11/DesktopServices.h"
 
 #include "Diagnostics/Log.h"
+#include "Platform/Linux/JournalLog.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QDesktopServices>
 #include <QUrl>
 #include <QWidget>
 
-#include <systemd/sd-journal.h>
-
 #include <cstdio>
-#include <unistd.h>
 
 namespace mosaro {
 
@@ -55,24 +54,27 @@ void X11Application::hide()
     // With no window of ours left, the window manager hands focus back by itself.
 }
 
+void DesktopPasteboard::clearContents()
+{
+    QGuiApplication::clipboard()->clear(QClipboard::Clipboard);
+}
+
+void DesktopPasteboard::setString(const QString& text)
+{
+    QGuiApplication::clipboard()->setText(text, QClipboard::Clipboard);
+}
+
 void installLogSinks(std::FILE* echo)
 {
+    installJournalSink();
+    if (!echo)
+        return;
     Log::Store::shared().addSink([echo](const Log::Entry& e) {
         if (e.kind != Log::Entry::Kind::message)
             return;
-        const int priority = e.level == Log::Level::error  ? LOG_ERR
-                             : e.level == Log::Level::info ? LOG_INFO
-                                                           : LOG_DEBUG;
-        const QByteArray message = e.message.toUtf8();
-        const QByteArray category = e.category.toUtf8();
-        sd_journal_send("MESSAGE=%s", message.constData(), "PRIORITY=%i", priority, "SYSLOG_IDENTIFIER=mosaro",
-                        "MOSARO_SUBSYSTEM=%s", Log::subsystem.toUtf8().constData(), "MOSARO_CATEGORY=%s",
-                        category.constData(), nullptr);
-        if (echo) {
-            std::fprintf(echo, "%s [%s] %s\n", e.time.toString(QStringLiteral("HH:mm:ss.zzz")).toUtf8().constData(),
-                         category.constData(), message.constData());
-            std::fflush(echo);
-        }
+        std::fprintf(echo, "%s [%s] %s\n", e.time.toString(QStringLiteral("HH:mm:ss.zzz")).toUtf8().constData(),
+                     e.category.toUtf8().constData(), e.message.toUtf8().constData());
+        std::fflush(echo);
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include "App/AppDelegate.h"
 #include "Permission/OnboardingPresenter.h"
+#include "Platform/Pasteboard.h"
 #include "Platform/System.h"
 
 #include <cstdio>
@@ -13,6 +14,13 @@ namespace mosaro {
 class DesktopUrlOpener final : public UrlOpener {
 public:
     bool openUrl(const QString& url) override;
+};
+
+// The desktop's clipboard (not the primary selection), plain text.
+class DesktopPasteboard final : public Pasteboard {
+public:
+    void clearContents() override;
+    void setString(const QString& text) override;
 };
 
 class X11Application final : public Application, public DesktopSession, public ActivationPolicy {

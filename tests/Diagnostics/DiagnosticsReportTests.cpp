@@ -1,0 +1,283 @@
+#include "Diagnostics/DiagnosticsReport.h"
+
+#include "Diagnostics/Log.h"
+#include "Diagnostics/LogMessages.h"
+#include "Platform/StoreLogReader.h"
+#include "Preferences/PreferencesFile.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/FakeScreens.h"
+#include "support/FakeSystemInfo.h"
+
+#include "support/QtPrinters.h"
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+const QString supportAddress = QStringLiteral("support@brenmark.tech");
+
+class DiagnosticsTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(dir.isValid());
+        bundle.shortVersionValue = QStringLiteral("0.1.0");
+        bundle.buildVersionValue = QStringLiteral("42");
+        os.text = QStringLiteral("Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18-amd64");
+        hardware.values = {{QStringLiteral("hw.model"), QByteArray("ThinkPad X1 Carbon Gen 11")},
+                           {QStringLiteral("hw.machine"), QByteArray("x86_64")}};
+        screens.add({0, 0, 1512, 982}, {0, 0, 1512, 950}, QStringLiteral("Built-in Retina Display"), 2.0);
+        trust.trusted = true;
+        Log::Store::shared().clear();
+        Log::Store::shared().setClock({});
+        Log::setRevealPrivate(false);
+    }
+    void TearDown() override
+    {
+        Log::Store::shared().clear();
+        Log::Store::shared().setClock({});
+        Log::setRevealPrivate(false);
+    }
+
+    Diagnostics diagnostics(const LogReader& reader)
+    {
+        return Diagnostics({bundle, os, hardware, screens, trust, preferencesPath(), reader, clock, pasteboard,
+                            urlOpener, supportAddress});
+    }
+    Diagnostics diagnostics() { return diagnostics(log); }
+
+    QString preferencesPath() const { return dir.filePath(QStringLiteral("preferences.json")); }
+    void writePreferences(const QByteArray& bytes) const
+    {
+        QFile file(preferencesPath());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+    QStringList summaryLines() { return diagnostics().diagnosticsSummary().split(u'\n'); }
+
+    QTemporaryDir dir;
+    FakeBundleInfo bundle;
+    FakeOperatingSystemInfo os;
+    FakeHardwareInfo hardware;
+    FakeScreens screens;
+    FakeAccessibilityTrust trust;
+    FakeLogReader log;
+    FakeClock clock;
+    FakePasteboard pasteboard;
+    FakeUrlOpener urlOpener;
+};
+
+LogRecord record(const QDateTime& time, const QString& category, const QString& message,
+                 LogRecord::Kind kind = LogRecord::Kind::message)
+{
+    return {kind, time, category, message};
+}
+
+// ---- the summary ----
+
+TEST_F(DiagnosticsTest, SummaryHasSixLinesWithEveryValueInTheEleventhColumn)
+{
+    EXPECT_EQ(diagnostics().diagnosticsSummary(), "App:      Mosaro 0.1.0 (42)\n"
+                                                  "macOS:    Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18-amd64\n"
+                                                  "Hardware: ThinkPad X1 Carbon Gen 11 (x86_64)\n"
+                                                  "Displays: [0] 1512×982 @2.0x \"Built-in Retina Display\"\n"
+                                                  "AX perm:  granted\n"
+                                                  "Grid:     3×2, margin 0px, per-display OFF");
+    // Trust is read without prompting.
+    EXPECT_EQ(trust.promptArguments, std::vector<bool>{false});
+}
+
+TEST_F(DiagnosticsTest, MissingVersionValuesBecomeEmDashes)
+{
+    bundle.shortVersionValue.reset();
+    bundle.buildVersionValue.reset();
+    EXPECT_EQ(summaryLines()[0], "App:      Mosaro — (—)");
+    bundle.shortVersionValue = QStringLiteral("0.1.0");
+    EXPECT_EQ(summaryLines()[0], "App:      Mosaro 0.1.0 (—)");
+}
+
+TEST_F(DiagnosticsTest, HardwareValuesAreCutAtNulRepairedOrQuestionMarks)
+{
+    hardware.values.erase(QStringLiteral("hw.model"));
+    EXPECT_EQ(summaryLines()[2], "Hardware: ? (x86_64)");
+    hardware.values[QStringLiteral("hw.model")] = QByteArray();
+    EXPECT_EQ(summaryLines()[2], "Hardware: ? (x86_64)");
+    hardware.values[QStringLiteral("hw.model")] = QByteArray("Mac14,7\0garbage", 15);
+    hardware.values[QStringLiteral("hw.machine")] = QByteArray("arm\xff"
+                                                               "64");
+    EXPECT_EQ(summaryLines()[2], QStringLiteral("Hardware: Mac14,7 (arm\uFFFD64)"));
+}
+
+TEST_F(DiagnosticsTest, DisplaysInTheirOrderWithWholePointsAndDecimalScale)
+{
+    screens.add({1512, 0, 1920.75, 1080.5}, QStringLiteral("DELL U2720Q"));
+    screens.add({-1280, 0, 1280, 1024}, {}, QStringLiteral("HDMI-1"), 1.25);
+    EXPECT_EQ(summaryLines()[3], "Displays: [0] 1512×982 @2.0x \"Built-in Retina Display\"; "
+                                 "[1] 1920×1080 @1.0x \"DELL U2720Q\"; [2] 1280×1024 @1.25x \"HDMI-1\"");
+    screens.list.clear();
+    EXPECT_EQ(summaryLines()[3], "Displays: none reported");
+}
+
+TEST_F(DiagnosticsTest, PermissionLineFollowsTrust)
+{
+    trust.trusted = false;
+    EXPECT_EQ(summaryLines()[4], "AX perm:  NOT granted");
+}
+
+TEST_F(DiagnosticsTest, GridLineFromThePreferencesFile)
+{
+    Preferences prefs;
+    prefs.proSettings.globalGrid = {6, 4};
+    prefs.proSettings.margin = 8;
+    prefs.proSettings.perDisplayMode = true;
+    prefs.proSettings.perDisplayGrids.overrides = {{QStringLiteral("DELL U2720Q"), {4, 2}},
+                                                   {QStringLiteral("HDMI-1"), {2, 2}}};
+    ASSERT_TRUE(savePreferences(prefs, preferencesPath()).hasValue());
+    EXPECT_EQ(summaryLines()[5], "Grid:     6×4, margin 8px, per-display ON (2 override(s))");
+
+    // Overrides present but the mode off.
+    prefs.proSettings.perDisplayMode = false;
+    ASSERT_TRUE(savePreferences(prefs, preferencesPath()).hasValue());
+    EXPECT_EQ(summaryLines()[5], "Grid:     6×4, margin 8px, per-display OFF");
+}
+
+TEST_F(DiagnosticsTest, UnreadablePreferencesGiveTheDefaults)
+{
+    writePreferences("{ this is not json");
+    ASSERT_FALSE(loadPreferences(preferencesPath()).hasValue());
+    EXPECT_EQ(summaryLines()[5], "Grid:     3×2, margin 0px, per-display OFF");
+    EXPECT_EQ(summaryLines().size(), 6);
+}
+
+// ---- the log block ----
+
+TEST_F(DiagnosticsTest, LogReadCoversTheLastFiveMinutesOfTheSixCategories)
+{
+    clock.time = QDateTime(QDate(2025, 3, 14), QTime(15, 9, 26, 535));
+    (void)diagnostics().recentLogText();
+    ASSERT_EQ(log.queries.size(), 1u);
+    EXPECT_EQ(log.queries[0].since, clock.time.addSecs(-300));
+    EXPECT_EQ(log.queries[0].subsystem, "tech.brenmark.mosaro");
+    EXPECT_EQ(log.queries[0].categories,
+              QStringList({"lifecycle", "overlay", "permission", "preferences", "windowmanager", "perf"}));
+}
+
+TEST_F(DiagnosticsTest, LogBlockWithoutEntriesSaysSo)
+{
+    EXPECT_EQ(diagnostics().recentLogText(), "(no Mosaro log entries in the last 5 min)");
+    // Signposts alone are no entries.
+    log.answer = std::vector<LogRecord>{record(clock.time, "perf", "sc-001 show-overlay", LogRecord::Kind::signpost)};
+    EXPECT_EQ(diagnostics().recentLogText(), "(no Mosaro log entries in the last 5 min)");
+}
+
+TEST_F(DiagnosticsTest, LogBlockKeepsTheLast400LinesOldestFirst)
+{
+    const QDateTime start(QDate(2025, 3, 14), QTime(15, 0, 0));
+    std::vector<LogRecord> records;
+    for (int i = 0; i < 1000; ++i) {
+        records.push_back(record(start.addMSecs(qint64(i) * 10), "overlay", QStringLiteral("entry %1").arg(i)));
+        if (i % 100 == 0) // signposts in between are skipped, not counted
+            records.push_back(record(start.addMSecs(qint64(i) * 10), "perf", "sc-002", LogRecord::Kind::signpost));
+    }
+    log.answer = records;
+    const QStringList lines = diagnostics().recentLogText().split(u'\n');
+    ASSERT_EQ(lines.size(), 400);
+    EXPECT_EQ(lines.first(), start.addMSecs(6000).toString("HH:mm:ss.zzz") + " [overlay] entry 600");
+    EXPECT_EQ(lines.last(), start.addMSecs(9990).toString("HH:mm:ss.zzz") + " [overlay] entry 999");
+    EXPECT_EQ(lines.first(), "15:00:06.000 [overlay] entry 600");
+}
+
+TEST_F(DiagnosticsTest, UnreadableLogGivesItsError)
+{
+    log.answer = unexpected(LogReadError{QStringLiteral("Permission denied")});
+    EXPECT_EQ(diagnostics().recentLogText(), "(could not read unified log: Permission denied)");
+}
+
+TEST_F(DiagnosticsTest, ProcessLogOfTheLastFiveMinutesWithoutOnboardingAndPrivateTexts)
+{
+    QDateTime now(QDate(2025, 3, 14), QTime(15, 9, 26, 535));
+    Log::Store::shared().setClock([&now] { return now; });
+    clock.time = now.addSecs(301);
+    Log::overlay().info(LogMessages::overlayDismiss); // older than five minutes at report time
+    now = now.addSecs(2);
+    Log::setRevealPrivate(true); // the report redacts whatever the switch says
+    Log::overlay().info(LogMessages::overlayShow, QStringLiteral("Secret Document.txt"), QStringLiteral("(0, 0)"));
+    Log::onboarding().info(LogMessages::showingOnboarding);
+    const auto interval = Log::perf().beginInterval(LogMessages::showOverlayInterval);
+    Log::perf().endInterval(interval, "ok");
+    Log::lifecycle().info(LogMessages::presenterStarted);
+
+    StoreLogReader reader;
+    EXPECT_EQ(diagnostics(reader).recentLogText(),
+              "15:09:28.535 [overlay] overlay show: window=<private> display=<private>\n"
+              "15:09:28.535 [lifecycle] presenter.start() called; trigger hotkey should be live");
+}
+
+TEST_F(DiagnosticsTest, ReportIsHeaderSummaryAndLogWithoutTrailingNewline)
+{
+    clock.time = QDateTime(QDate(2025, 3, 14), QTime(15, 9, 26, 535));
+    log.answer = std::vector<LogRecord>{record(clock.time.addSecs(-2), "lifecycle", "hello")};
+    Diagnostics d = diagnostics();
+    EXPECT_EQ(d.diagnosticsReport(), "Mosaro Diagnostics\n====================\n" + d.diagnosticsSummary() +
+                                         "\n\n--- Recent log (subsystem tech.brenmark.mosaro, last 5 min) ---\n"
+                                         "15:09:24.535 [lifecycle] hello");
+}
+
+// ---- copying and the mail ----
+
+TEST_F(DiagnosticsTest, CopyReplacesTheClipboardContent)
+{
+    pasteboard.contents = QStringLiteral("what the user had copied");
+    Diagnostics d = diagnostics();
+    d.copyDiagnostics();
+    ASSERT_EQ(pasteboard.calls.size(), 2u);
+    EXPECT_EQ(pasteboard.calls[0], "clear");
+    EXPECT_EQ(pasteboard.contents, d.diagnosticsReport());
+    EXPECT_TRUE(urlOpener.opened.empty());
+}
+
+QString expectedBody()
+{
+    QString rule;
+    for (int i = 0; i < 40; ++i)
+        rule += QStringLiteral("%E2%94%80");
+    return QStringLiteral("Describe%20what%20happened,%20and%20what%20you%20expected%20instead:%0A%0A%0A"
+                          "Steps%20to%20reproduce:%0A1.%0A%0A") +
+           rule +
+           QStringLiteral("%0ADiagnostics%20have%20been%20copied%20to%20your%20clipboard%20%E2%80%94%20please%20"
+                          "paste%20them%0Abelow%20this%20line%20(they%20contain%20no%20personal%20information):%0A");
+}
+
+TEST_F(DiagnosticsTest, BugReportCopiesTheReportAndOpensTheMailByteForByte)
+{
+    Diagnostics d = diagnostics();
+    d.reportBug();
+    EXPECT_EQ(pasteboard.contents, d.diagnosticsReport());
+    ASSERT_EQ(urlOpener.opened.size(), 1u);
+    EXPECT_EQ(urlOpener.opened[0], "mailto:support@brenmark.tech"
+                                   "?subject=Mosaro%20bug%20report%20%E2%80%94%200.1.0%20(42)&body=" +
+                                       expectedBody());
+}
+
+TEST(BugReportMail, EncodesNonAsciiAndItemSeparatorsInTheValues)
+{
+    EXPECT_EQ(DiagnosticsText::bugReportMailURL(QStringLiteral("help@example.org"), QStringLiteral("2.0 ß&x=1+y")),
+              "mailto:help@example.org?subject=Mosaro%20bug%20report%20%E2%80%94%202.0%20%C3%9F%26x%3D1+y&body=" +
+                  expectedBody());
+    EXPECT_EQ(DiagnosticsText::bugReportMailURL(QStringLiteral(" "), QStringLiteral("1")), std::nullopt);
+}
+
+TEST_F(DiagnosticsTest, WithoutAnAddressTheReportStaysOnTheClipboard)
+{
+    Diagnostics d({bundle, os, hardware, screens, trust, preferencesPath(), log, clock, pasteboard, urlOpener, {}});
+    d.reportBug();
+    EXPECT_EQ(pasteboard.contents, d.diagnosticsReport());
+    EXPECT_TRUE(urlOpener.opened.empty());
+}
+
+} // namespace

@@ -1,0 +1,269 @@
+#include "Updates/AppcastUpdateService.h"
+
+#include "Diagnostics/Log.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/FakeSystemInfo.h"
+#include "support/InMemoryDefaultsStore.h"
+#include "support/LocalHttpServer.h"
+
+#include "support/QtPrinters.h"
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+struct RecordingAnswers : UpdateAnswerView {
+    std::vector<UpdateCheckAnswer> shown;
+    void showAnswer(const UpdateCheckAnswer& answer) override { shown.push_back(answer); }
+};
+
+QByteArray feedWith(const std::vector<QByteArray>& versions)
+{
+    QByteArray items;
+    for (const QByteArray& v : versions)
+        items += "<item><title>Mosaro " + v + "</title><mosaro:version>" + v +
+                 "</mosaro:version><link>https://mosaro.example/notes/" + v +
+                 "</link><enclosure url=\"https://mosaro.example/mosaro_" + v + "_amd64.deb\" length=\"1\"/></item>\n";
+    return "<?xml version=\"1.0\"?>\n<rss version=\"2.0\" "
+           "xmlns:mosaro=\"https://brenmark.tech/xmlns/mosaro-appcast\"><channel><title>Mosaro</title>\n" +
+           items + "</channel></rss>\n";
+}
+
+// Runs the event loop until the condition holds; the bound only keeps a broken test from hanging.
+template <class F>
+bool spinUntil(F done, int boundMs = 15000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!done() && timer.elapsed() < boundMs)
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+    return done();
+}
+
+class AppcastUpdateServiceTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        static int argc = 1;
+        static char name[] = "mosaro_updates_tests";
+        static char* argv[] = {name, nullptr};
+        if (!QCoreApplication::instance())
+            app = new QCoreApplication(argc, argv);
+    }
+
+    void SetUp() override
+    {
+        Log::Store::shared().clear();
+        ASSERT_TRUE(server.listen());
+        defaults.values[AppcastUpdateService::feedURLKey] = server.url("/appcast.xml");
+        clock.time = QDateTime(QDate(2025, 3, 14), QTime(12, 0));
+        service = std::make_unique<AppcastUpdateService>(
+            AppcastUpdateService::Environment{defaults, scheduler, clock, answers, QStringLiteral("0.2.0")});
+        QObject::connect(service.get(), &UpdateService::canCheckForUpdatesChanged,
+                         [this](bool can) { canCheckChanges.push_back(can); });
+        service->start();
+    }
+    void TearDown() override { Log::Store::shared().clear(); }
+
+    bool checkAndWait()
+    {
+        const std::size_t before = answers.shown.size();
+        service->checkForUpdates();
+        return spinUntil([&] { return answers.shown.size() > before && service->canCheckForUpdates(); });
+    }
+    // Fires the pending automatic check, as its timer would.
+    void fireAutomaticCheck()
+    {
+        ASSERT_EQ(scheduler.timers.size(), 1u);
+        auto callback = scheduler.timers.begin()->second.callback;
+        scheduler.timers.clear();
+        callback();
+    }
+    QStringList lifecycleLines()
+    {
+        QStringList lines;
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.category == "lifecycle")
+                lines << Log::levelName(e.level) + ": " + e.message;
+        return lines;
+    }
+
+    inline static QCoreApplication* app = nullptr;
+    LocalHttpServer server;
+    InMemoryDefaultsStore defaults;
+    FakeScheduler scheduler;
+    FakeClock clock;
+    RecordingAnswers answers;
+    std::unique_ptr<AppcastUpdateService> service;
+    std::vector<bool> canCheckChanges;
+};
+
+TEST_F(AppcastUpdateServiceTest, NewerVersionIsOfferedWithItsNotesAndDownload)
+{
+    server.setResponse({200, feedWith({"0.1.0", "0.3.0", "0.2.1"})});
+    ASSERT_TRUE(checkAndWait());
+    ASSERT_EQ(answers.shown.size(), 1u);
+    const UpdateCheckAnswer& answer = answers.shown[0];
+    EXPECT_EQ(answer.kind, UpdateCheckAnswer::Kind::updateAvailable);
+    EXPECT_EQ(answer.currentVersion, "0.2.0");
+    ASSERT_TRUE(answer.update);
+    EXPECT_EQ(answer.update->version, "0.3.0");
+    EXPECT_EQ(answer.update->releaseNotes, QUrl("https://mosaro.example/notes/0.3.0"));
+    EXPECT_EQ(answer.update->download, QUrl("https://mosaro.example/mosaro_0.3.0_amd64.deb"));
+
+    EXPECT_EQ(server.requests(), QList<QByteArray>{"/appcast.xml"});
+    EXPECT_EQ(server.lastHeader("User-Agent"), "Mosaro/0.2.0");
+    // Can check, then not while the check ran, then again.
+    EXPECT_EQ(canCheckChanges, (std::vector<bool>{true, false, true}));
+    EXPECT_EQ(defaults.values.value(AppcastUpdateService::lastCheckTimeKey).toDouble(),
+              double(clock.time.toSecsSinceEpoch()));
+    EXPECT_TRUE(lifecycleLines().contains("info: manual update check: version 0.3.0 available (running 0.2.0)"));
+}
+
+TEST_F(AppcastUpdateServiceTest, SameOrOlderVersionIsUpToDate)
+{
+    server.setResponse({200, feedWith({"0.1.0", "0.2.0"})});
+    ASSERT_TRUE(checkAndWait());
+    server.setResponse({200, feedWith({})});
+    ASSERT_TRUE(checkAndWait());
+    ASSERT_EQ(answers.shown.size(), 2u);
+    for (const auto& answer : answers.shown) {
+        EXPECT_EQ(answer.kind, UpdateCheckAnswer::Kind::upToDate);
+        EXPECT_EQ(answer.currentVersion, "0.2.0");
+        EXPECT_FALSE(answer.update);
+    }
+}
+
+TEST_F(AppcastUpdateServiceTest, MalformedFeedOrServerErrorEndsInAShortError)
+{
+    server.setResponse({200, "<html><body>Welcome to nginx!</body></html>", "text/html"});
+    ASSERT_TRUE(checkAndWait());
+    server.setResponse({404, "not here", "text/plain"});
+    ASSERT_TRUE(checkAndWait());
+    server.setResponse({200, QByteArray(AppcastUpdateService::maximumFeedBytes + 4096, 'x')});
+    ASSERT_TRUE(checkAndWait());
+
+    ASSERT_EQ(answers.shown.size(), 3u);
+    for (const auto& answer : answers.shown)
+        EXPECT_EQ(answer.kind, UpdateCheckAnswer::Kind::failed);
+    EXPECT_EQ(answers.shown[0].error, "The update information from the server could not be read.");
+    EXPECT_EQ(answers.shown[1].error, "The update server answered with an error (HTTP 404).");
+    EXPECT_EQ(answers.shown[2].error, "The update information from the server could not be read.");
+    const QStringList lines = lifecycleLines();
+    EXPECT_TRUE(lines.filter("error: manual update check failed: unreadable feed").size() == 1)
+        << lines.join("\n").toStdString();
+}
+
+TEST_F(AppcastUpdateServiceTest, ServerGoneEndsInAShortError)
+{
+    server.close();
+    ASSERT_TRUE(checkAndWait());
+    ASSERT_EQ(answers.shown.size(), 1u);
+    EXPECT_EQ(answers.shown[0].kind, UpdateCheckAnswer::Kind::failed);
+    EXPECT_EQ(answers.shown[0].error, "Could not connect to the update server.");
+    EXPECT_TRUE(service->canCheckForUpdates());
+}
+
+TEST_F(AppcastUpdateServiceTest, InvalidFeedAddressFailsWithoutTheNetwork)
+{
+    defaults.values[AppcastUpdateService::feedURLKey] = QStringLiteral("ftp://mosaro.example/appcast.xml");
+    service->checkForUpdates();
+    ASSERT_EQ(answers.shown.size(), 1u);
+    EXPECT_EQ(answers.shown[0].error, "The address of the update feed is not valid.");
+    EXPECT_TRUE(server.requests().isEmpty());
+}
+
+TEST_F(AppcastUpdateServiceTest, ASecondCheckWhileOneRunsIsRefused)
+{
+    server.setHolding(true);
+    server.setResponse({200, feedWith({"0.2.0"})});
+    service->checkForUpdates();
+    EXPECT_FALSE(service->canCheckForUpdates());
+    ASSERT_TRUE(spinUntil([&] { return server.requests().size() == 1; }));
+
+    service->checkForUpdates();
+    EXPECT_TRUE(lifecycleLines().contains("info: update check requested while one is running — ignored"));
+    server.release();
+    ASSERT_TRUE(spinUntil([&] { return service->canCheckForUpdates(); }));
+    spinUntil([] { return false; }, 100);
+    EXPECT_EQ(server.requests().size(), 1);
+    ASSERT_EQ(answers.shown.size(), 1u); // exactly one answer
+    EXPECT_EQ(answers.shown[0].kind, UpdateCheckAnswer::Kind::upToDate);
+}
+
+TEST_F(AppcastUpdateServiceTest, AutomaticChecksAreOffUntilTurnedOnAndKeptInTheDefaults)
+{
+    EXPECT_FALSE(service->automaticallyChecksForUpdates());
+    EXPECT_TRUE(scheduler.timers.empty());
+    EXPECT_EQ(service->nextAutomaticCheck(), std::nullopt);
+
+    service->setAutomaticallyChecksForUpdates(true);
+    EXPECT_EQ(defaults.values.value(AppcastUpdateService::automaticChecksKey), QVariant(true));
+    // Never checked before: the first check waits a minute after turning on.
+    ASSERT_EQ(scheduler.timers.size(), 1u);
+    EXPECT_EQ(scheduler.timers.begin()->second.seconds, AppcastUpdateService::firstCheckDelaySeconds);
+
+    service->setAutomaticallyChecksForUpdates(false);
+    EXPECT_TRUE(scheduler.timers.empty());
+    EXPECT_FALSE(service->automaticallyChecksForUpdates());
+}
+
+TEST_F(AppcastUpdateServiceTest, AutomaticChecksRunAboutOnceADayFromTheLastCheck)
+{
+    defaults.values[AppcastUpdateService::lastCheckTimeKey] =
+        double(clock.time.addSecs(qint64(-2) * 3600).toSecsSinceEpoch());
+    service->setAutomaticallyChecksForUpdates(true);
+    ASSERT_EQ(scheduler.timers.size(), 1u);
+    EXPECT_EQ(scheduler.timers.begin()->second.seconds, 22 * 3600);
+    EXPECT_EQ(service->nextAutomaticCheck(), clock.time.addSecs(qint64(22) * 3600));
+
+    // A check that ran 3 days ago is due now, after the start-up pause.
+    defaults.values[AppcastUpdateService::lastCheckTimeKey] = double(clock.time.addDays(-3).toSecsSinceEpoch());
+    service->setAutomaticallyChecksForUpdates(true);
+    EXPECT_EQ(scheduler.timers.begin()->second.seconds, AppcastUpdateService::firstCheckDelaySeconds);
+
+    // Up to date: nothing shown, the next check a day later.
+    server.setResponse({200, feedWith({"0.2.0"})});
+    fireAutomaticCheck();
+    ASSERT_TRUE(spinUntil([&] { return service->canCheckForUpdates() && !scheduler.timers.empty(); }));
+    EXPECT_TRUE(answers.shown.empty());
+    EXPECT_EQ(scheduler.timers.begin()->second.seconds, AppcastUpdateService::checkIntervalSeconds);
+
+    // A newer version is offered.
+    server.setResponse({200, feedWith({"0.4.0"})});
+    fireAutomaticCheck();
+    ASSERT_TRUE(spinUntil([&] { return answers.shown.size() == 1; }));
+    EXPECT_EQ(answers.shown[0].update->version, "0.4.0");
+}
+
+TEST_F(AppcastUpdateServiceTest, AutomaticFailuresAreSilentAndLogged)
+{
+    service->setAutomaticallyChecksForUpdates(true);
+    server.close();
+    fireAutomaticCheck();
+    ASSERT_TRUE(spinUntil([&] { return service->canCheckForUpdates() && !scheduler.timers.empty(); }));
+    EXPECT_TRUE(answers.shown.empty());
+    EXPECT_EQ(lifecycleLines().filter("error: automatic update check failed: ").size(), 1);
+}
+
+TEST(AppcastUpdateService, CannotCheckBeforeItStarts)
+{
+    InMemoryDefaultsStore defaults;
+    FakeScheduler scheduler;
+    FakeClock clock;
+    RecordingAnswers answers;
+    AppcastUpdateService service({defaults, scheduler, clock, answers, QStringLiteral("0.2.0")});
+    EXPECT_FALSE(service.canCheckForUpdates());
+    EXPECT_EQ(service.feedURL(), AppcastUpdateService::defaultFeedURL());
+    service.setAutomaticallyChecksForUpdates(true);
+    EXPECT_TRUE(scheduler.timers.empty()); // scheduling starts with the service
+}
+
+} // namespace

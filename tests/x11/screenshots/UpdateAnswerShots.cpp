@@ -1,0 +1,80 @@
+// Screenshots of the update check's three answers, each a real window on a private Xvfb:
+//   mosaro-update-answer-shots <output folder>
+// writes update-up-to-date.png, update-available.png and update-failed.png.
+
+#include "Updates/UI/UpdateAnswerDialog.h"
+#include "support/x11/X11Session.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QPixmap>
+#include <QScreen>
+
+#include <cstdio>
+
+using namespace mosaro;
+
+namespace {
+
+struct NoOpener : UrlOpener {
+    bool openUrl(const QString&) override { return true; }
+};
+
+void settle(int ms)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s <output folder>\n", argv[0]);
+        return 2;
+    }
+    const QString outDir = QString::fromLocal8Bit(argv[1]);
+    QDir().mkpath(outDir);
+
+    // No window manager: the dialogs are shown and grabbed exactly as Qt draws them.
+    test::X11Session session({900, 600, QString()});
+    if (!session.ok()) {
+        std::fprintf(stderr, "could not start Xvfb: %s\n", qPrintable(session.error()));
+        return 1;
+    }
+    qputenv("DISPLAY", session.displayName().toLocal8Bit());
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
+    QApplication app(argc, argv);
+
+    NoOpener opener;
+    const AppcastItem release{"0.3.0", "Mosaro 0.3.0", QUrl("https://mosaro.brenmark.tech/releases/0.3.0"),
+                              QUrl("https://mosaro.brenmark.tech/download/mosaro_0.3.0_amd64.deb")};
+    const std::vector<std::pair<QString, UpdateCheckAnswer>> answers{
+        {"update-up-to-date", {UpdateCheckAnswer::Kind::upToDate, "0.2.0", std::nullopt, {}}},
+        {"update-available", {UpdateCheckAnswer::Kind::updateAvailable, "0.2.0", release, {}}},
+        {"update-failed",
+         {UpdateCheckAnswer::Kind::failed, "0.2.0", std::nullopt, "Could not connect to the update server."}},
+    };
+    int failures = 0;
+    for (const auto& [name, answer] : answers) {
+        UpdateAnswerDialog dialog(answer, opener);
+        dialog.show();
+        settle(400);
+        const QPixmap shot = dialog.screen()->grabWindow(dialog.winId());
+        const QString path = QDir(outDir).filePath(name + ".png");
+        if (shot.isNull() || !shot.save(path)) {
+            std::fprintf(stderr, "could not write %s\n", qPrintable(path));
+            ++failures;
+            continue;
+        }
+        std::printf("%s: %dx%d \"%s\"\n", qPrintable(path), shot.width(), shot.height(),
+                    qPrintable(dialog.findChild<QLabel*>("heading")->text()));
+    }
+    return failures == 0 ? 0 : 1;
+}
