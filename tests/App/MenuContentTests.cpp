@@ -1,9 +1,5 @@
 #include "App/MenuContent.h"
-#include "Permission/PermissionGate.h"
-#include "support/FakeOverlayPlatform.h"
-#include "support/FakePermissionPlatform.h"
-#include "support/FakeUpdateService.h"
-#include "support/InMemoryDefaultsStore.h"
+#include "support/MenuWorld.h"
 
 #include <gtest/gtest.h>
 
@@ -18,18 +14,8 @@ class MenuContentTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        PermissionGate::resetRecordedStateForTesting();
-        AccessibilityStatusMonitor::shared().resetForTesting();
-        AccessibilityStatusMonitor::shared().configure(&gate, &scheduler);
-        updater = std::make_unique<UpdaterController>(service);
-        content = std::make_unique<MenuContent>(
-            AccessibilityStatusMonitor::shared(), *updater, app,
-            MenuContent::Actions{[this] { ran.push_back("about"); }, [this] { ran.push_back("permission help"); },
-                                 [this] { ran.push_back("settings"); }, [this] { ran.push_back("diagnostics"); },
-                                 [this] { ran.push_back("bug report"); }, [this] { ran.push_back("quit"); }});
         QObject::connect(content.get(), &MenuContent::changed, [this] { ++changes; });
     }
-    void TearDown() override { AccessibilityStatusMonitor::shared().resetForTesting(); }
 
     QStringList titles() const
     {
@@ -47,16 +33,13 @@ protected:
         return {};
     }
 
-    FakeAccessibilityTrust trust;
-    InMemoryDefaultsStore defaults;
-    FakeUrlOpener urls;
-    PermissionGate gate{trust, defaults, urls};
-    FakeScheduler scheduler;
-    FakeUpdateService service;
-    std::unique_ptr<UpdaterController> updater;
-    FakeApplication app;
-    std::unique_ptr<MenuContent> content;
-    std::vector<std::string> ran;
+    MenuWorld world;
+    std::unique_ptr<MenuContent>& content = world.content;
+    FakeAccessibilityTrust& trust = world.trust;
+    FakeScheduler& scheduler = world.scheduler;
+    FakeUpdateService& service = world.service;
+    FakeApplication& app = world.app;
+    std::vector<std::string>& ran = world.ran;
     int changes = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "App/RemoteCommands.h"
 #include "Diagnostics/Log.h"
 #include "support/FakeSingleInstance.h"
+#include "support/LogLines.h"
 
 #include <gtest/gtest.h>
 
@@ -11,15 +12,6 @@ namespace {
 
 using Claim = SingleInstance::Claim;
 using Delivery = SingleInstance::Delivery;
-
-QStringList lifecycleLines()
-{
-    QStringList out;
-    for (const auto& e : Log::Store::shared().entries())
-        if (e.category == QLatin1String("lifecycle"))
-            out << e.message;
-    return out;
-}
 
 class RemoteCommandsTest : public ::testing::Test {
 protected:
@@ -36,7 +28,7 @@ TEST_F(RemoteCommandsTest, TheFirstMosaroOfASessionRunsAndReceivesCommands)
     ASSERT_TRUE(session.handler);
     session.handler(RemoteCommand::trigger);
     EXPECT_EQ(received, std::vector<RemoteCommand>{RemoteCommand::trigger});
-    EXPECT_TRUE(lifecycleLines().isEmpty());
+    EXPECT_TRUE(loggedMessages(QStringLiteral("lifecycle")).isEmpty());
 }
 
 TEST_F(RemoteCommandsTest, ALaterPlainStartAsksForTheSettingsAndLeavesWithSuccess)
@@ -62,7 +54,7 @@ TEST_F(RemoteCommandsTest, WithoutASessionBusMosaroRunsAloneAndSaysSoOnce)
     session.claimAnswer = Claim::unavailable;
     const auto outcome = claimSession(session, [](RemoteCommand) {});
     EXPECT_TRUE(outcome.keepRunning);
-    EXPECT_EQ(lifecycleLines(),
+    EXPECT_EQ(loggedMessages(QStringLiteral("lifecycle")),
               QStringList{QStringLiteral("no session bus (%1): running alone, single instance and remote commands "
                                          "are unavailable")
                               .arg(session.reason)});

@@ -2,11 +2,7 @@
 #include "App/UI/AboutDialog.h"
 #include "App/UI/ApplicationIcon.h"
 #include "App/UI/TrayMenu.h"
-#include "Permission/PermissionGate.h"
-#include "support/FakeOverlayPlatform.h"
-#include "support/FakePermissionPlatform.h"
-#include "support/FakeUpdateService.h"
-#include "support/InMemoryDefaultsStore.h"
+#include "support/MenuWorld.h"
 #include "support/WidgetTestEnvironment.h"
 
 #include <QAction>
@@ -15,6 +11,8 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QSystemTrayIcon>
+
+#include <algorithm>
 
 #include <gtest/gtest.h>
 
@@ -27,23 +25,10 @@ namespace {
 
 class TrayMenuTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        PermissionGate::resetRecordedStateForTesting();
-        AccessibilityStatusMonitor::shared().resetForTesting();
-        AccessibilityStatusMonitor::shared().configure(&gate, &scheduler);
-        updater = std::make_unique<UpdaterController>(service);
-        content = std::make_unique<MenuContent>(
-            AccessibilityStatusMonitor::shared(), *updater, app,
-            MenuContent::Actions{
-                {}, [this] { ++helpShown; }, {}, [this] { ++diagnosticsCopied; }, [this] { ++bugReports; }, {}});
-        tray = std::make_unique<TrayMenu>(*content, applicationIcon());
-    }
-    void TearDown() override
-    {
-        tray.reset();
-        AccessibilityStatusMonitor::shared().resetForTesting();
-    }
+    void SetUp() override { tray = std::make_unique<TrayMenu>(*world.content, applicationIcon()); }
+    void TearDown() override { tray.reset(); }
+
+    int count(const std::string& action) const { return int(std::count(world.ran.begin(), world.ran.end(), action)); }
 
     QStringList shown() const
     {
@@ -68,19 +53,11 @@ protected:
         return nullptr;
     }
 
-    FakeAccessibilityTrust trust;
-    InMemoryDefaultsStore defaults;
-    FakeUrlOpener urls;
-    PermissionGate gate{trust, defaults, urls};
-    FakeScheduler scheduler;
-    FakeUpdateService service;
-    std::unique_ptr<UpdaterController> updater;
-    FakeApplication app;
-    std::unique_ptr<MenuContent> content;
+    MenuWorld world;
+    FakeAccessibilityTrust& trust = world.trust;
+    FakeScheduler& scheduler = world.scheduler;
+    FakeUpdateService& service = world.service;
     std::unique_ptr<TrayMenu> tray;
-    int helpShown = 0;
-    int diagnosticsCopied = 0;
-    int bugReports = 0;
 };
 
 TEST_F(TrayMenuTest, TheMenuHoldsTheEntriesInOrderAndSwitchesThePermissionSlotWithinOneTick)
@@ -93,7 +70,7 @@ TEST_F(TrayMenuTest, TheMenuHoldsTheEntriesInOrderAndSwitchesThePermissionSlotWi
     EXPECT_EQ(tray->trayIcon()->contextMenu(), tray->menu());
 
     action(QStringLiteral("Open Window Manager Help…"))->trigger();
-    EXPECT_EQ(helpShown, 1);
+    EXPECT_EQ(count("permission help"), 1);
 
     trust.trusted = true;
     scheduler.fireAll();
@@ -117,11 +94,9 @@ TEST_F(TrayMenuTest, CheckForUpdatesIsEnabledOnlyWhileTheUpdaterCanCheck)
 TEST_F(TrayMenuTest, CopyDiagnosticsAndReportABugCallTheirActions)
 {
     action(QStringLiteral("Copy Diagnostics"))->trigger();
-    EXPECT_EQ(diagnosticsCopied, 1);
-    EXPECT_EQ(bugReports, 0);
+    EXPECT_EQ(world.ran, std::vector<std::string>{"diagnostics"});
     action(QStringLiteral("Report a Bug…"))->trigger();
-    EXPECT_EQ(bugReports, 1);
-    EXPECT_EQ(diagnosticsCopied, 1);
+    EXPECT_EQ(world.ran, (std::vector<std::string>{"diagnostics", "bug report"}));
 }
 
 QRgb centre(const QPixmap& pixmap)

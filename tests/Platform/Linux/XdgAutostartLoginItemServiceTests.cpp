@@ -1,6 +1,7 @@
 #include "App/LoginItem.h"
 #include "Diagnostics/Log.h"
 #include "Platform/Linux/XdgAutostartLoginItemService.h"
+#include "support/LogLines.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 using namespace mosaro;
+using mosaro::test::loggedMessages;
 
 namespace {
 
@@ -25,15 +27,6 @@ void write(const QString& path, const QByteArray& bytes)
     QFile f(path);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
     f.write(bytes);
-}
-
-QStringList lifecycleLines()
-{
-    QStringList out;
-    for (const auto& e : Log::Store::shared().entries())
-        if (e.category == QLatin1String("lifecycle"))
-            out << e.message;
-    return out;
 }
 
 class AutostartTest : public ::testing::Test {
@@ -68,7 +61,7 @@ TEST_F(AutostartTest, SwitchingOnWritesTheEntryAndOffRemovesIt)
     EXPECT_FALSE(isLaunchAtLoginEnabled(service));
     ASSERT_TRUE(setLaunchAtLogin(service, false)); // already off: nothing to do, no failure
 
-    EXPECT_EQ(lifecycleLines(),
+    EXPECT_EQ(loggedMessages(QStringLiteral("lifecycle")),
               (QStringList{"Registered Mosaro as a login item", "Registered Mosaro as a login item",
                            "Unregistered Mosaro as a login item", "Unregistered Mosaro as a login item"}));
 }
@@ -111,7 +104,7 @@ TEST_F(AutostartTest, AnUnwritablePlaceFailsWithOneLineAndLeavesItOff)
     EXPECT_FALSE(result.error().contains('\n'));
     EXPECT_EQ(service.status(), Status::notRegistered);
     EXPECT_FALSE(isLaunchAtLoginEnabled(service));
-    EXPECT_TRUE(lifecycleLines().isEmpty());
+    EXPECT_TRUE(loggedMessages(QStringLiteral("lifecycle")).isEmpty());
 }
 
 TEST(AutostartExec, ProgramPathsAreQuotedAsDesktopEntriesRequire)
