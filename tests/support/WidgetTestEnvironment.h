@@ -8,7 +8,7 @@
 
 namespace mosaro::test {
 
-// One QApplication for a test program of widgets, on the offscreen platform that ctest sets.
+// One QApplication for a test program of widgets, on the offscreen platform.
 class WidgetTestEnvironment : public ::testing::Environment {
 public:
     void SetUp() override
@@ -16,6 +16,8 @@ public:
         static int argc = 1;
         static char name[] = "mosaro-widget-tests";
         static char* argv[] = {name, nullptr};
+        // Widget tests never need a display, whatever the environment offers.
+        qputenv("QT_QPA_PLATFORM", "offscreen");
         m_app = std::make_unique<QApplication>(argc, argv);
     }
     void TearDown() override { m_app.reset(); }
