@@ -2,7 +2,7 @@
 JOBS ?= $(shell nproc)
 BUILD_TYPE ?= RelWithDebInfo
 
-.PHONY: deps build build-asan run test test-unit test-asan lint lint-ci format graph bench clean
+.PHONY: deps build build-asan run test test-unit test-asan lint lint-ci format graph bench clean package package-check
 
 deps:
 	@scripts/install-deps.sh
@@ -23,10 +23,20 @@ run: build
 test: build build-asan
 	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
 	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
+	@$(MAKE) --no-print-directory package-check
 	@$(MAKE) --no-print-directory lint-ci
 
 test-unit: build
 	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
+
+# The Debian package in build/package/, and lintian's verdict on it (errors fail).
+package: build
+	@rm -f build/package/mosaro_*.deb
+	@cd build && cpack -G DEB >/dev/null
+	@ls build/package/mosaro_*.deb
+
+package-check: package
+	@lintian --fail-on error build/package/mosaro_*.deb && echo "lintian: no errors"
 
 lint: build
 	@scripts/lint.sh

@@ -26,7 +26,7 @@ endfunction()
 
 function(_mosaro_configure name)
   target_compile_options(${name} PRIVATE ${MOSARO_WARNINGS})
-  set_target_properties(${name} PROPERTIES AUTOMOC ON)
+  set_target_properties(${name} PROPERTIES AUTOMOC ON AUTORCC ON)
 endfunction()
 
 # mosaro_library(<name> SOURCES ... DEPENDS ...)

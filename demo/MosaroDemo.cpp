@@ -27,22 +27,6 @@ namespace {
 constexpr std::uint16_t kReturn = 36, kLeft = 123, kRight = 124, kUp = 126;
 constexpr std::uint64_t kShift = 0x20000, kOption = 0x80000, kCommand = 0x100000;
 
-QImage screenshot(X11Connection& x)
-{
-    const auto* screen = x.screen();
-    const int w = screen->width_in_pixels, h = screen->height_in_pixels;
-    auto reply = x.reply<xcb_get_image_reply_t>(xcb_get_image_reply,
-                                                xcb_get_image(x.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), 0, 0,
-                                                              std::uint16_t(w), std::uint16_t(h), ~0u));
-    if (!reply || xcb_get_image_data_length(reply->get()) < w * h * 4)
-        return {};
-    QImage image(w, h, QImage::Format_RGB32);
-    const auto* data = xcb_get_image_data(reply->get());
-    for (int y = 0; y < h; ++y)
-        std::memcpy(image.scanLine(y), data + std::size_t(y) * w * 4, std::size_t(w) * 4);
-    return image;
-}
-
 QString describeFrame(X11Accessibility& ax, xcb_window_t window)
 {
     const AXElementRef element = ax.windowElement(window);
@@ -73,12 +57,6 @@ int runDemo(const QString& appPath, const QString& outDir)
         std::fflush(stdout);
     };
     int shots = 0;
-    auto shoot = [&](X11Connection& x, const QString& name) {
-        const QString file = QStringLiteral("%1-%2.png").arg(++shots, 2, 10, QLatin1Char('0')).arg(name);
-        const QImage image = screenshot(x);
-        if (!image.isNull() && image.save(QDir(outDir).filePath(file)))
-            say(QStringLiteral("  screenshot %1").arg(file));
-    };
 
     say(QStringLiteral("Mosaro demo: a private X server with openbox, two monitors and two windows."));
     X11Session session({2560, 1024, QStringLiteral("openbox")});
@@ -91,6 +69,12 @@ int runDemo(const QString& appPath, const QString& outDir)
         say(QStringLiteral("(could not split the screen into two monitors; jumping will beep)"));
 
     X11Connection& x = session.connection();
+    auto shoot = [&](X11Connection&, const QString& name) {
+        const QString file = QStringLiteral("%1-%2.png").arg(++shots, 2, 10, QLatin1Char('0')).arg(name);
+        const QImage image = session.screenshot();
+        if (!image.isNull() && image.save(QDir(outDir).filePath(file)))
+            say(QStringLiteral("  screenshot %1").arg(file));
+    };
     X11Accessibility ax(x);
     const auto notes = session.startClient({"--title", "Notes", "--geometry", "500x360+120+140"});
     const auto terminal = session.startClient({"--title", "Terminal", "--geometry", "640x420+360+420"});

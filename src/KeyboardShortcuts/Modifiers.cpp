@@ -1,5 +1,6 @@
 #include "KeyboardShortcuts/Modifiers.h"
 
+#include "Platform/HostTexts.h"
 #include "Platform/KeyEvent.h"
 
 #include <array>
@@ -44,17 +45,18 @@ std::int64_t normalizedCarbonModifiers(std::int64_t carbonModifiers)
 
 QString symbolicRepresentation(std::uint64_t flags)
 {
+    // In the desktop's notation each modifier carries its "+", so the key follows directly.
     QString text;
     if (flags & ModifierFlag::control)
-        text += QChar(0x2303);
+        text += hostText(HostText::modifierControl);
     if (flags & ModifierFlag::option)
-        text += QChar(0x2325);
+        text += hostText(HostText::modifierOption);
     if (flags & ModifierFlag::shift)
-        text += QChar(0x21E7);
+        text += hostText(HostText::modifierShift);
     if (flags & ModifierFlag::command)
-        text += QChar(0x2318);
+        text += hostText(HostText::modifierCommand);
     if (flags & ModifierFlag::function)
-        text += QStringLiteral("\U0001F310\uFE0E");
+        text += hostText(HostText::modifierFunction);
     return text;
 }
 

@@ -16,7 +16,8 @@ std::uint64_t appKitFromCarbon(std::int64_t carbonModifiers);
 // The Carbon -> flags -> Carbon round trip every comparison with a pressed key goes through.
 std::int64_t normalizedCarbonModifiers(std::int64_t carbonModifiers);
 
-// "⌃⌥⇧⌘" then the fn globe, only for the modifiers present, no separators.
+// Control, Option (Alt), Shift, Command (Super), then Function, only those present, each in the
+// desktop's notation with its "+": "Ctrl+Alt+".
 QString symbolicRepresentation(std::uint64_t flags);
 
 } // namespace mosaro::KeyboardShortcuts

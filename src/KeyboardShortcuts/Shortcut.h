@@ -26,7 +26,7 @@ struct Shortcut {
     Key key() const { return Key(carbonKeyCode); }
     // The mask as key-event modifier flags.
     std::uint64_t modifiers() const;
-    // Modifier symbols then the key, e.g. "⇧⌘A".
+    // Modifiers then the key, in the desktop's notation, e.g. "Shift+Super+A".
     QString description() const;
 
     friend constexpr bool operator==(const Shortcut&, const Shortcut&) = default;

@@ -1,10 +1,10 @@
 #include "KeyboardShortcuts/SpecialKey.h"
 
+#include "Platform/HostTexts.h"
+
 namespace mosaro::KeyboardShortcuts {
 
 namespace {
-constexpr QChar keycap(0x20E3); // combining enclosing keycap
-
 QString capitalized(const QString& text)
 {
     QString out = text;
@@ -103,54 +103,54 @@ QString symbol(SpecialKey key)
     if (key >= f1 && key <= f20)
         return QStringLiteral("F%1").arg(index - static_cast<int>(f1) + 1);
     if (key >= keypad0 && key <= keypad9)
-        return QString::number(index - static_cast<int>(keypad0)) + keycap;
+        return hostText(HostText::keypadKey).arg(index - static_cast<int>(keypad0));
     switch (key) {
     case returnKey:
-        return QString(QChar(0x21A9));
+        return hostText(HostText::keyReturn);
     case deleteKey:
-        return QString(QChar(0x232B));
+        return hostText(HostText::keyDelete);
     case deleteForward:
-        return QString(QChar(0x2326));
+        return hostText(HostText::keyDeleteForward);
     case end:
-        return QString(QChar(0x2198));
+        return hostText(HostText::keyEnd);
     case escape:
-        return QString(QChar(0x238B));
+        return hostText(HostText::keyEscape);
     case help:
-        return QStringLiteral("?") + QChar(0x20DD);
+        return hostText(HostText::keyHelp);
     case home:
-        return QString(QChar(0x2196));
+        return hostText(HostText::keyHome);
     case space:
         return capitalized(localizedSpaceKey());
     case tab:
-        return QString(QChar(0x21E5));
+        return hostText(HostText::keyTab);
     case pageUp:
-        return QString(QChar(0x21DE));
+        return hostText(HostText::keyPageUp);
     case pageDown:
-        return QString(QChar(0x21DF));
+        return hostText(HostText::keyPageDown);
     case upArrow:
-        return QString(QChar(0x2191));
+        return hostText(HostText::keyUpArrow);
     case rightArrow:
-        return QString(QChar(0x2192));
+        return hostText(HostText::keyRightArrow);
     case downArrow:
-        return QString(QChar(0x2193));
+        return hostText(HostText::keyDownArrow);
     case leftArrow:
-        return QString(QChar(0x2190));
+        return hostText(HostText::keyLeftArrow);
     case keypadClear:
-        return QString(QChar(0x2612)) + keycap;
+        return hostText(HostText::keypadClear);
     case keypadDecimal:
-        return QStringLiteral(".") + keycap;
+        return hostText(HostText::keypadKey).arg(QLatin1Char('.'));
     case keypadDivide:
-        return QStringLiteral("/") + keycap;
+        return hostText(HostText::keypadKey).arg(QLatin1Char('/'));
     case keypadEnter:
-        return QString(QChar(0x21A9)) + keycap;
+        return hostText(HostText::keypadEnter);
     case keypadEquals:
-        return QStringLiteral("=") + keycap;
+        return hostText(HostText::keypadKey).arg(QLatin1Char('='));
     case keypadMinus:
-        return QStringLiteral("-") + keycap;
+        return hostText(HostText::keypadKey).arg(QLatin1Char('-'));
     case keypadMultiply:
-        return QStringLiteral("*") + keycap;
+        return hostText(HostText::keypadKey).arg(QLatin1Char('*'));
     case keypadPlus:
-        return QStringLiteral("+") + keycap;
+        return hostText(HostText::keypadKey).arg(QLatin1Char('+'));
     default:
         return {};
     }

@@ -9,6 +9,52 @@ namespace {
 constexpr std::array kTable{
     HostTextEntry{HostText::welcomeSubtitle, "A keyboard-driven window tiler for macOS.",
                   "A keyboard-driven window tiler for Linux desktops."},
+
+    HostTextEntry{HostText::welcomeAccessHeading, "About Accessibility access", "About window manager access"},
+    HostTextEntry{HostText::welcomeAccessBody,
+                  "Mosaro uses macOS Accessibility to read the position and size of the focused window so it can "
+                  "move and resize it. The next step asks macOS for this access — enable Mosaro in the "
+                  "Accessibility list when System Settings opens.",
+                  "Mosaro asks your window manager for the position and size of the focused window so it can move "
+                  "and resize it; window contents are never read. The next step checks for a window manager that "
+                  "can do this (EWMH) and, if none runs, shows which ones work."},
+    HostTextEntry{HostText::welcomeChangeBody,
+                  "Access can be turned on or off any time from System Settings → Privacy & Security → "
+                  "Accessibility. Mosaro also surfaces the current status in Settings → About.",
+                  "Access follows the window manager you run: it is on whenever an EWMH window manager such as "
+                  "Openbox, Xfwm, KWin or IceWM is running. Mosaro also surfaces the current status in Settings → "
+                  "About."},
+    HostTextEntry{HostText::welcomeAllowButton, "Allow Accessibility Access", "Check Window Manager"},
+
+    HostTextEntry{HostText::menuPermissionGranted, "Accessibility permission granted", "Window manager connected"},
+    HostTextEntry{HostText::menuOpenAccessibilitySettings, "Open Accessibility Settings…", "Open Window Manager Help…"},
+    HostTextEntry{HostText::settingsKeyEquivalent, "⌘,", "Ctrl+,"},
+    HostTextEntry{HostText::quitKeyEquivalent, "⌘Q", "Ctrl+Q"},
+
+    HostTextEntry{HostText::accessibilitySettingsTitle, "Privacy & Security → Accessibility", "Window Manager Help"},
+
+    HostTextEntry{HostText::modifierControl, "⌃", "Ctrl+"},
+    HostTextEntry{HostText::modifierOption, "⌥", "Alt+"},
+    HostTextEntry{HostText::modifierShift, "⇧", "Shift+"},
+    HostTextEntry{HostText::modifierCommand, "⌘", "Super+"},
+    HostTextEntry{HostText::modifierFunction, "\U0001F310\uFE0E", "Fn+"},
+    HostTextEntry{HostText::keyReturn, "↩", "Return"},
+    HostTextEntry{HostText::keyDelete, "⌫", "Backspace"},
+    HostTextEntry{HostText::keyDeleteForward, "⌦", "Delete"},
+    HostTextEntry{HostText::keyEnd, "↘", "End"},
+    HostTextEntry{HostText::keyEscape, "⎋", "Escape"},
+    HostTextEntry{HostText::keyHelp, "?\u20DD", "Help"},
+    HostTextEntry{HostText::keyHome, "↖", "Home"},
+    HostTextEntry{HostText::keyTab, "⇥", "Tab"},
+    HostTextEntry{HostText::keyPageUp, "⇞", "Page Up"},
+    HostTextEntry{HostText::keyPageDown, "⇟", "Page Down"},
+    HostTextEntry{HostText::keyUpArrow, "↑", "Up"},
+    HostTextEntry{HostText::keyRightArrow, "→", "Right"},
+    HostTextEntry{HostText::keyDownArrow, "↓", "Down"},
+    HostTextEntry{HostText::keyLeftArrow, "←", "Left"},
+    HostTextEntry{HostText::keypadKey, "%1\u20E3", "Num+%1"},
+    HostTextEntry{HostText::keypadClear, "☒\u20E3", "Num+Clear"},
+    HostTextEntry{HostText::keypadEnter, "↩\u20E3", "Num+Enter"},
 };
 
 const HostTextEntry& entry(HostText id)

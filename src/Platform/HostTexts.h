@@ -13,6 +13,41 @@ namespace mosaro {
 // never go through this table.
 enum class HostText {
     welcomeSubtitle,
+    // The welcome window.
+    welcomeAccessHeading,
+    welcomeAccessBody,
+    welcomeChangeBody,
+    welcomeAllowButton,
+    // The tray menu's permission slot and its key equivalents.
+    menuPermissionGranted,
+    menuOpenAccessibilitySettings,
+    settingsKeyEquivalent,
+    quitKeyEquivalent,
+    // The page that opening the accessibility settings shows.
+    accessibilitySettingsTitle,
+    // Shortcut display strings: modifiers (each followed by the key), then the keys shown by name.
+    modifierControl,
+    modifierOption,
+    modifierShift,
+    modifierCommand,
+    modifierFunction,
+    keyReturn,
+    keyDelete,
+    keyDeleteForward,
+    keyEnd,
+    keyEscape,
+    keyHelp,
+    keyHome,
+    keyTab,
+    keyPageUp,
+    keyPageDown,
+    keyUpArrow,
+    keyRightArrow,
+    keyDownArrow,
+    keyLeftArrow,
+    keypadKey, // %1 is the key's own character
+    keypadClear,
+    keypadEnter,
 };
 
 struct HostTextEntry {

@@ -1,17 +1,8 @@
 #include "App/AppDelegate.h"
-#include "Diagnostics/Log.h"
 #include "Diagnostics/LogMessages.h"
-#include "KeyboardShortcuts/KeyboardShortcuts.h"
-#include "Permission/AccessibilityStatusMonitor.h"
 #include "Preferences/PreferencesFile.h"
-#include "support/FakeAccessibility.h"
-#include "support/FakeHotKeyService.h"
-#include "support/FakeOverlayPlatform.h"
-#include "support/FakePermissionPlatform.h"
-#include "support/FakeScreens.h"
-#include "support/InMemoryDefaultsStore.h"
+#include "support/AppDriver.h"
 
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using namespace mosaro;
@@ -19,152 +10,107 @@ using namespace mosaro::test;
 
 namespace {
 
-struct FakeDesktop : DesktopSession {
-    bool isActive() const override { return active; }
-    bool hasVisibleTitledWindow() const override { return titledVisible; }
-    void hide() override { ++hides; }
-    bool active = true;
-    bool titledVisible = false;
-    int hides = 0;
-};
-
-class AppDelegateTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        Log::Store::shared().clear();
-        PermissionGate::resetRecordedStateForTesting();
-        AccessibilityStatusMonitor::shared().resetForTesting();
-        KeyboardShortcuts::resetForTesting();
-        KeyboardShortcuts::configure({&defaults, &hotKeys, nullptr, &center});
-        screens.add({0, 0, 1440, 900}, {0, 25, 1440, 875}, "Alpha");
-        factory.journal = &journal;
-        factory.center = &center;
-        trust.trusted = true;
-        delegate = std::make_unique<AppDelegate>(AppEnvironment{
-            accessibility, trust, defaults, urls, scheduler, desktop,
-            OverlayPlatform{screens, beeper, app, monitor, factory, center, workspace, dir.filePath("p.json")},
-            [this](std::function<void()> onContinue) {
-                onboardingShown = true;
-                continueAction = std::move(onContinue);
-            }});
-    }
-    void TearDown() override
-    {
-        delegate.reset();
-        AccessibilityStatusMonitor::shared().resetForTesting();
-        KeyboardShortcuts::resetForTesting();
-    }
-
-    // Runs the one-shot timers that are due, as the event loop would.
-    void runOneShotTimers()
-    {
-        for (auto [token, timer] : std::map<Scheduler::Token, FakeScheduler::Timer>(scheduler.timers)) {
-            if (!timer.repeating) {
-                scheduler.timers.erase(token);
-                timer.callback();
-            }
-        }
-    }
-
-    std::vector<QString> lifecycleLines()
-    {
-        std::vector<QString> out;
-        for (const auto& e : Log::Store::shared().entries())
-            if (e.category == "lifecycle")
-                out.push_back(e.message);
-        return out;
-    }
-
-    QTemporaryDir dir;
-    InMemoryDefaultsStore defaults;
-    FakeHotKeyService hotKeys;
-    NotificationCenter center, workspace;
-    FakeScreens screens;
-    FakeAccessibility accessibility;
-    FakeAccessibilityTrust trust;
-    FakeUrlOpener urls;
-    FakeScheduler scheduler;
-    FakeDesktop desktop;
-    FakeBeeper beeper;
-    FakeApplication app;
-    FakeEventMonitor monitor;
-    FakeOverlayWindowFactory factory;
-    std::vector<std::string> journal;
-    std::unique_ptr<AppDelegate> delegate;
-    bool onboardingShown = false;
-    std::function<void()> continueAction;
-};
-
-TEST_F(AppDelegateTest, LaunchMakesTheTriggerLiveBeforeOnboardingAndStartsThePoll)
+std::string lifecycle(const char* message)
 {
-    delegate->applicationDidFinishLaunching();
-    EXPECT_EQ(lifecycleLines(), (std::vector<QString>{LogMessages::didFinishLaunching, LogMessages::presenterStarted}));
-    EXPECT_EQ(hotKeys.activeCount(), 1u); // the trigger, registered with its default
-    EXPECT_EQ(monitor.monitors.size(), 1u);
-    EXPECT_TRUE(AccessibilityStatusMonitor::shared().isGranted());
-    ASSERT_EQ(scheduler.timers.size(), 1u);
-    EXPECT_EQ(scheduler.timers.begin()->second.seconds, 2.0);
-    EXPECT_TRUE(onboardingShown);
-
-    // The welcome window's continue action: prompt when never asked, else open the settings.
-    trust.trusted = false;
-    continueAction();
-    EXPECT_TRUE(defaults.boolean(PermissionGate::promptFlagKey));
-    EXPECT_TRUE(urls.opened.empty());
-    continueAction();
-    EXPECT_EQ(urls.opened.size(), 1u);
+    return std::string("log lifecycle: ") + message;
 }
 
-TEST_F(AppDelegateTest, ClosingTheLastTitledWindowHidesTheApplicationShortlyAfter)
+// Launching builds everything in its order: the trigger is live (its hotkey registered) before
+// the permission poll starts and before the welcome window is considered; the poll checks once
+// at once and then every two seconds.
+TEST(AppDelegate, LaunchStepsRunInTheirOrder)
 {
-    delegate->applicationDidFinishLaunching();
-    int panel = 0;
-    center.post(PlatformNotifications::windowWillClose, &panel, {{PlatformNotifications::windowIsTitledKey, false}});
-    EXPECT_TRUE(scheduler.timers.size() == 1u); // only the poll: untitled windows never hide anything
-
-    center.post(PlatformNotifications::windowWillClose, &panel, {{PlatformNotifications::windowIsTitledKey, true}});
-    desktop.titledVisible = true; // the welcome window is still open
-    runOneShotTimers();
-    EXPECT_EQ(desktop.hides, 0);
-
-    center.post(PlatformNotifications::windowWillClose, &panel, {{PlatformNotifications::windowIsTitledKey, true}});
-    desktop.titledVisible = false;
-    desktop.active = false; // not active: nothing
-    runOneShotTimers();
-    EXPECT_EQ(desktop.hides, 0);
-
-    center.post(PlatformNotifications::windowWillClose, &panel, {{PlatformNotifications::windowIsTitledKey, true}});
-    desktop.active = true;
-    runOneShotTimers();
-    EXPECT_EQ(desktop.hides, 1);
+    AppDriver driver;
+    driver.trust.trusted = false;
+    driver.launch();
+    const std::vector<std::string> expected{
+        lifecycle(LogMessages::didFinishLaunching),
+        std::string("log overlay: ") + LogMessages::presenterStart,
+        "hotkey registered",
+        lifecycle(LogMessages::presenterStarted),
+        "trust check",
+        "log permission: permission state → notDetermined",
+        "repeating timer 2.0 s",
+        "onboarding",
+    };
+    EXPECT_EQ(driver.journal, expected);
+    EXPECT_EQ(driver.hotKeys.activeCount(), 1u);
+    EXPECT_FALSE(AccessibilityStatusMonitor::shared().isGranted());
 }
 
-TEST_F(AppDelegateTest, TerminationSavesAResizedGridAndDisablesTheTrigger)
+// The continue action handed to the welcome window: prompt while never asked, afterwards open
+// the settings page.
+TEST(AppDelegate, WelcomeContinueActionPromptsOnceThenOpensTheSettings)
 {
-    FocusedWindow w;
-    accessibility.trusted = true;
-    delegate->applicationDidFinishLaunching();
-    OverlayPresenter* presenter = delegate->presenter();
+    AppDriver driver;
+    driver.trust.trusted = false;
+    driver.launch();
+    ASSERT_TRUE(driver.continueAction);
+    driver.continueAction();
+    EXPECT_TRUE(driver.defaults.values.value(PermissionGate::promptFlagKey).toBool());
+    EXPECT_TRUE(driver.urls.opened.empty());
+    driver.continueAction();
+    ASSERT_EQ(driver.urls.opened.size(), 1u);
+    EXPECT_TRUE(driver.urls.opened.front().startsWith(QStringLiteral("x-apple.systempreferences:")));
+}
+
+// A titled window closing schedules one check 0.1 s later; it hides the application only when
+// it is active and no titled window is left. Untitled windows (the overlay) schedule nothing.
+TEST(AppDelegate, ClosingTheLastTitledWindowHidesTheApplicationATenthOfASecondLater)
+{
+    AppDriver driver;
+    driver.launch();
+    driver.journal.clear();
+
+    driver.windowWillClose(false);
+    EXPECT_TRUE(driver.journal.empty());
+    EXPECT_EQ(driver.runOneShotTimers(), 0);
+
+    driver.windowWillClose(true);
+    EXPECT_EQ(driver.journal, (std::vector<std::string>{"one-shot timer 0.1 s"}));
+    driver.desktop.titledVisible = true; // the welcome window is still open
+    EXPECT_EQ(driver.runOneShotTimers(), 1);
+    EXPECT_EQ(driver.desktop.hides, 0);
+
+    driver.windowWillClose(true);
+    driver.desktop.titledVisible = false;
+    driver.desktop.active = false;
+    EXPECT_EQ(driver.runOneShotTimers(), 1);
+    EXPECT_EQ(driver.desktop.hides, 0);
+
+    driver.windowWillClose(true);
+    driver.desktop.active = true;
+    EXPECT_EQ(driver.desktop.hides, 0); // not before the delay
+    EXPECT_EQ(driver.runOneShotTimers(), 1);
+    EXPECT_EQ(driver.desktop.hides, 1);
+}
+
+TEST(AppDelegate, TerminationSavesAResizedGridDisablesTheTriggerAndStopsObserving)
+{
+    AppDriver driver;
+    driver.accessibility.trusted = true;
+    driver.launch();
+    OverlayPresenter* presenter = driver.delegate->presenter();
     ASSERT_NE(presenter, nullptr);
+    FocusedWindow w;
     w.isResizable = true;
     w.frame = {100, 100, 400, 300};
-    presenter->present(w, screens.list[0]);
+    presenter->present(w, driver.screens.list[0]);
     presenter->handleKeyDown({KeyEvent::Type::keyDown, 124, ModifierFlag::option, presenter->window()});
 
-    delegate->applicationWillTerminate();
-    EXPECT_EQ(delegate->presenter(), nullptr);
-    EXPECT_EQ(hotKeys.activeCount(), 0u);
-    const auto saved = loadPreferences(dir.filePath("p.json"));
+    driver.journal.clear();
+    driver.terminate();
+    EXPECT_EQ(driver.delegate->presenter(), nullptr);
+    EXPECT_EQ(driver.hotKeys.activeCount(), 0u);
+    const auto saved = loadPreferences(driver.preferencesPath());
     ASSERT_TRUE(saved);
     EXPECT_EQ(saved->proSettings.globalGrid, (GridDimensions{4, 2}));
-    EXPECT_EQ(lifecycleLines().back(), LogMessages::willTerminate);
+    ASSERT_FALSE(driver.journal.empty());
+    EXPECT_EQ(driver.journal.front(), lifecycle(LogMessages::willTerminate));
 
-    // Closing a window after termination changes nothing.
-    int window = 0;
-    center.post(PlatformNotifications::windowWillClose, &window, {{PlatformNotifications::windowIsTitledKey, true}});
-    runOneShotTimers();
-    EXPECT_EQ(desktop.hides, 0);
+    driver.windowWillClose(true);
+    EXPECT_EQ(driver.runOneShotTimers(), 0);
+    EXPECT_EQ(driver.desktop.hides, 0);
 }
 
 } // namespace

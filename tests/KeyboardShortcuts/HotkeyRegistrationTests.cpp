@@ -64,7 +64,7 @@ TEST_F(HotkeyRegistrationTest, RefusedOrOutOfRangeRegistrationLeavesTheTriggerIn
     hotKeys.failWith = HotKeyStatus::hotKeyExists;
     testing::internal::CaptureStdout();
     setShortcut(Shortcut(36, 256), trigger);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error registering hotkey ⌘↩: -9878\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error registering hotkey Super+Return: -9878\n");
     EXPECT_TRUE(hotKeys.live.empty());
     EXPECT_EQ(storedValue(HotkeyAction::trigger), QVariant(test::triggerDefaultJson));
     enable(trigger); // counts as registered: no retry
@@ -103,7 +103,7 @@ TEST_F(HotkeyRegistrationTest, MenuTrackingServesTheTriggerFromRawKeys)
     hotKeys.failWith = HotKeyStatus::hotKeyExists;
     testing::internal::CaptureStdout();
     center.post(PlatformNotifications::menuDidEndTracking);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error registering hotkey ⌘↩: -9878\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error registering hotkey Super+Return: -9878\n");
     center.post(PlatformNotifications::menuDidBeginTracking);
     EXPECT_EQ(hotKeys.pressRawKey(36, cmd), HotKeyStatus::eventNotHandled);
 }

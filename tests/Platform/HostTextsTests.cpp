@@ -20,3 +20,31 @@ TEST(HostTexts, EveryEntrySitsAtItsIndexAndNamesNoOriginalFacility)
               QStringLiteral("A keyboard-driven window tiler for Linux desktops."));
     EXPECT_EQ(originalHostText(HostText::welcomeSubtitle), QStringLiteral("A keyboard-driven window tiler for macOS."));
 }
+
+// The forms first written stay beside the Linux ones: the key symbols, the menu's slot.
+TEST(HostTexts, OriginalFormsStayBesideTheLinuxOnes)
+{
+    const struct {
+        HostText id;
+        const char* original;
+        const char* linux;
+    } rows[] = {
+        {HostText::modifierCommand, "⌘", "Super+"},
+        {HostText::modifierControl, "⌃", "Ctrl+"},
+        {HostText::modifierOption, "⌥", "Alt+"},
+        {HostText::modifierShift, "⇧", "Shift+"},
+        {HostText::keyReturn, "↩", "Return"},
+        {HostText::keyLeftArrow, "←", "Left"},
+        {HostText::quitKeyEquivalent, "⌘Q", "Ctrl+Q"},
+        {HostText::menuPermissionGranted, "Accessibility permission granted", "Window manager connected"},
+        {HostText::menuOpenAccessibilitySettings, "Open Accessibility Settings…", "Open Window Manager Help…"},
+        {HostText::welcomeAllowButton, "Allow Accessibility Access", "Check Window Manager"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(originalHostText(row.id), QString::fromUtf8(row.original));
+        EXPECT_EQ(hostText(row.id), QString::fromUtf8(row.linux));
+    }
+    EXPECT_EQ(originalHostText(HostText::keypadKey).arg(7), QStringLiteral("7\u20E3"));
+    EXPECT_EQ(hostText(HostText::keypadKey).arg(7), QStringLiteral("Num+7"));
+    EXPECT_EQ(originalHostText(HostText::modifierFunction), QStringLiteral("\U0001F310\uFE0E"));
+}

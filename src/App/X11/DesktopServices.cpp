@@ -19,8 +19,10 @@ bool DesktopUrlOpener::openUrl(const QString& url)
     if (!parsed.isValid())
         return false;
     if (parsed.scheme() == QLatin1String("x-apple.systempreferences")) {
-        Log::permission().info("window control needs a running EWMH window manager; there is no settings page to open");
-        return false;
+        if (!showAccessibilitySettings)
+            return false;
+        showAccessibilitySettings();
+        return true;
     }
     return QDesktopServices::openUrl(parsed);
 }

@@ -6,14 +6,17 @@
 #include "Platform/System.h"
 
 #include <cstdio>
+#include <functional>
 
 namespace mosaro {
 
-// Opens URLs with the desktop's handlers. The host's accessibility settings page has no
-// counterpart here: the permission is a running EWMH window manager.
+// Opens URLs with the desktop's handlers. The host's accessibility settings page stands for the
+// in-app help on window managers here, since the permission is a running EWMH window manager.
 class DesktopUrlOpener final : public UrlOpener {
 public:
     bool openUrl(const QString& url) override;
+
+    std::function<void()> showAccessibilitySettings;
 };
 
 // The desktop's clipboard (not the primary selection), plain text.
@@ -27,11 +30,15 @@ class X11Application final : public Application, public DesktopSession, public A
 public:
     void activateIgnoringOtherApps() override;
     // An X desktop lists every mapped top-level window in its task bar by itself; there is no
-    // separate application icon to show or hide.
-    void setActivationPolicy(ActivationPolicy::Kind) override {}
+    // separate application icon to show or hide, so the policy is only recorded.
+    void setActivationPolicy(ActivationPolicy::Kind kind) override { m_policy = kind; }
+    ActivationPolicy::Kind activationPolicy() const { return m_policy; }
     bool isActive() const override;
     bool hasVisibleTitledWindow() const override;
     void hide() override;
+
+private:
+    ActivationPolicy::Kind m_policy = ActivationPolicy::Kind::accessory;
 };
 
 // Sends every log entry to the journal, and also to the given stream when there is one.

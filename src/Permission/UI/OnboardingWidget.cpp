@@ -57,6 +57,15 @@ OnboardingWidget::OnboardingWidget(QWidget* parent) : QWidget(parent)
     layout->setContentsMargins(32, 24, 32, 24);
     layout->setSpacing(14);
 
+    // The application's logo above the title.
+    const QIcon logo = QApplication::windowIcon();
+    if (!logo.isNull()) {
+        auto* image = new QLabel;
+        image->setPixmap(logo.pixmap(72, 72));
+        image->setAlignment(Qt::AlignHCenter);
+        layout->addWidget(image);
+    }
+
     auto* title = new QLabel(QStringLiteral("Welcome to Mosaro"));
     QFont titleFont = title->font();
     titleFont.setPointSizeF(titleFont.pointSizeF() * 1.6);
@@ -69,28 +78,21 @@ OnboardingWidget::OnboardingWidget(QWidget* parent) : QWidget(parent)
     layout->addWidget(title);
     layout->addWidget(subtitle);
 
-    layout->addWidget(section(
-        QStringLiteral("preferences-desktop-accessibility"), QStyle::SP_MessageBoxInformation,
-        QStringLiteral("About Accessibility access"),
-        QStringLiteral("Mosaro uses macOS Accessibility to read the position and size of the focused window so it can "
-                       "move and resize it. The next step asks macOS for this access — enable Mosaro in the "
-                       "Accessibility list when System Settings opens.")));
+    layout->addWidget(section(QStringLiteral("preferences-desktop-accessibility"), QStyle::SP_MessageBoxInformation,
+                              hostText(HostText::welcomeAccessHeading), hostText(HostText::welcomeAccessBody)));
     layout->addWidget(section(QStringLiteral("security-high"), QStyle::SP_MessageBoxWarning,
                               QStringLiteral("What Mosaro does not see"),
                               QStringLiteral("Window contents are never read. Keystrokes outside the shortcuts you "
                                              "configure are not captured. Nothing is sent anywhere — Mosaro works "
                                              "fully offline.")));
     layout->addWidget(section(QStringLiteral("preferences-system"), QStyle::SP_FileDialogDetailedView,
-                              QStringLiteral("Changing your mind later"),
-                              QStringLiteral("Access can be turned on or off any time from System Settings → Privacy "
-                                             "& Security → Accessibility. Mosaro also surfaces the current status in "
-                                             "Settings → About.")));
+                              QStringLiteral("Changing your mind later"), hostText(HostText::welcomeChangeBody)));
 
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(12);
     buttons->addStretch();
     auto* skip = new QPushButton(QStringLiteral("Not now"));
-    auto* allow = new QPushButton(QStringLiteral("Allow Accessibility Access"));
+    auto* allow = new QPushButton(hostText(HostText::welcomeAllowButton));
     allow->setDefault(true);
     allow->setAutoDefault(true);
     buttons->addWidget(skip);
@@ -104,6 +106,10 @@ OnboardingWidget::OnboardingWidget(QWidget* parent) : QWidget(parent)
     auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
     connect(escape, &QShortcut::activated, this, &OnboardingWidget::skipClicked);
     setFixedWidth(520);
+    // Wrapped texts need the height they take at this width, not the one of their unwrapped hint.
+    layout->activate();
+    if (hasHeightForWidth())
+        setFixedHeight(heightForWidth(520));
 }
 
 void OnboardingWidget::closeEvent(QCloseEvent* event)

@@ -58,6 +58,33 @@ bool ewmhWindowManagerRunning(X11Connection& c)
     return supported && std::find(supported->begin(), supported->end(), active) != supported->end();
 }
 
+QString describeWindowManager(X11Connection& c)
+{
+    if (!c.isConnected())
+        return QStringLiteral("Mosaro has lost its connection to the X display, so it cannot ask for a window "
+                              "manager.");
+    const QString display = c.displayName().isEmpty() ? qEnvironmentVariable("DISPLAY") : c.displayName();
+    const xcb_atom_t check = c.atom("_NET_SUPPORTING_WM_CHECK");
+    const auto wm = c.windows(c.root(), check);
+    if (!wm || (*wm)[0] == XCB_WINDOW_NONE)
+        return QStringLiteral("No window manager announces itself on display %1: the root window has no "
+                              "_NET_SUPPORTING_WM_CHECK property. Either none is running, or the one running "
+                              "does not follow EWMH.")
+            .arg(display);
+    const auto self = c.windows((*wm)[0], check);
+    if (!self || (*self)[0] != (*wm)[0])
+        return QStringLiteral("A window manager announced itself on display %1 earlier, but it is no longer "
+                              "running.")
+            .arg(display);
+    const QString name = c.text((*wm)[0], c.atom("_NET_WM_NAME")).value_or(QStringLiteral("The window manager"));
+    if (!ewmhWindowManagerRunning(c))
+        return QStringLiteral("%1 runs on display %2 but does not offer what Mosaro needs: it does not list "
+                              "_NET_ACTIVE_WINDOW among its supported EWMH hints.")
+            .arg(name, display);
+    return QStringLiteral("%1 runs on display %2 and follows EWMH: Mosaro can move and resize windows.")
+        .arg(name, display);
+}
+
 X11Accessibility::X11Accessibility(X11Connection& connection) : m_connection(connection)
 {
     // A destroyed window's id may come back for another window, which we do not watch yet.

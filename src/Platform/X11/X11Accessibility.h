@@ -11,6 +11,10 @@ namespace mosaro {
 // names itself, and _NET_SUPPORTED lists _NET_ACTIVE_WINDOW.
 bool ewmhWindowManagerRunning(X11Connection& connection);
 
+// The same check told as a sentence for a person: which window manager runs, or why none that
+// Mosaro can drive was found.
+QString describeWindowManager(X11Connection& connection);
+
 // Other applications' windows through the window manager (EWMH/ICCCM). The frontmost
 // application is the owner of _NET_ACTIVE_WINDOW; a window element is a client window, and its
 // position and size are those of its visible outer frame in root coordinates, which are the

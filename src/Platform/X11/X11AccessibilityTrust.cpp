@@ -17,6 +17,8 @@ bool X11AccessibilityTrust::isProcessTrustedWithOptions(bool prompt)
         m_promptLogged = true;
         Log::permission().info(noWindowManagerMessage);
     }
+    if (!trusted && prompt && showPrompt)
+        showPrompt();
     return trusted;
 }
 

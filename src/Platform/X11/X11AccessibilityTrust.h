@@ -3,6 +3,8 @@
 #include "Platform/AccessibilityTrust.h"
 #include "Platform/X11/X11Connection.h"
 
+#include <functional>
+
 namespace mosaro {
 
 // On X11 the permission to move other applications' windows is the presence of an EWMH window
@@ -11,6 +13,9 @@ class X11AccessibilityTrust : public AccessibilityTrust {
 public:
     explicit X11AccessibilityTrust(X11Connection& connection) : m_connection(connection) {}
     bool isProcessTrustedWithOptions(bool prompt) override;
+
+    // The stand-in for the system's prompt: shows the user what would make windows movable.
+    std::function<void()> showPrompt;
 
 private:
     X11Connection& m_connection;

@@ -62,6 +62,8 @@ bool MosaroAppDriver::start(const QStringList& extraArgs, int timeoutMs)
     QStringList args{QStringLiteral("XDG_DATA_HOME=") + dataHome(),
                      QStringLiteral("XDG_CONFIG_HOME=") + configHome(),
                      QStringLiteral("XDG_RUNTIME_DIR=") + runtime,
+                     QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") +
+                         (m_busAddress.isEmpty() ? QStringLiteral("disabled:") : m_busAddress),
                      m_appPath,
                      QStringLiteral("--log-stderr"),
                      QStringLiteral("--verbose")};
@@ -80,6 +82,106 @@ bool MosaroAppDriver::start(const QStringList& extraArgs, int timeoutMs)
         return false;
     }
     return true;
+}
+
+int MosaroAppDriver::runAgain(const QStringList& args, QString* errorText, int timeoutMs)
+{
+    // Through sh, so that its standard error lands in a log of its own (sh.log).
+    const QString errorPath = m_session.tempPath() + QStringLiteral("/sh.log");
+    QFile::remove(errorPath);
+    QString command =
+        QStringLiteral("exec env XDG_DATA_HOME='%1' XDG_CONFIG_HOME='%2' DBUS_SESSION_BUS_ADDRESS='%3' '%4'")
+            .arg(dataHome(), configHome(), m_busAddress.isEmpty() ? QStringLiteral("disabled:") : m_busAddress,
+                 m_appPath);
+    for (const QString& a : args)
+        command += QStringLiteral(" '") + a + QLatin1Char('\'');
+    const int status = m_session.run(QStringLiteral("sh"), {QStringLiteral("-c"), command}, timeoutMs);
+    if (errorText) {
+        QFile f(errorPath);
+        *errorText = f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+    }
+    return status;
+}
+
+int MosaroAppDriver::waitForExit(int timeoutMs)
+{
+    if (m_pid <= 0)
+        return -1;
+    int status = 0;
+    const bool exited = m_session.waitUntil([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs);
+    if (!exited)
+        return -1;
+    m_session.forget(m_pid);
+    m_pid = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::optional<Rect> MosaroAppDriver::trayIcon()
+{
+    // A window of ours that a tray has reparented: small, mapped, not a child of the root.
+    X11Connection& c = m_session.connection();
+    std::vector<xcb_window_t> pending{c.root()};
+    while (!pending.empty()) {
+        const xcb_window_t parent = pending.back();
+        pending.pop_back();
+        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), parent));
+        if (!tree)
+            continue;
+        const xcb_window_t* children = xcb_query_tree_children(tree->get());
+        for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
+            const xcb_window_t w = children[i];
+            pending.push_back(w);
+            if (parent == c.root())
+                continue;
+            const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
+            if (!pid || std::int64_t((*pid)[0]) != m_pid)
+                continue;
+            auto attrs = c.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
+                                                                    xcb_get_window_attributes(c.connection(), w));
+            auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), w));
+            if (!attrs || (*attrs)->map_state != XCB_MAP_STATE_VIEWABLE || !g || (*g)->width > 64 || (*g)->height > 64)
+                continue;
+            auto at = c.reply<xcb_translate_coordinates_reply_t>(
+                xcb_translate_coordinates_reply, xcb_translate_coordinates(c.connection(), w, c.root(), 0, 0));
+            if (at)
+                return Rect{double((*at)->dst_x), double((*at)->dst_y), double((*g)->width), double((*g)->height)};
+        }
+    }
+    return std::nullopt;
+}
+
+QStringList MosaroAppDriver::openTrayMenu(int timeoutMs)
+{
+    std::optional<Rect> icon;
+    if (!m_session.waitUntil([&] { return (icon = trayIcon()).has_value(); }, timeoutMs))
+        return {};
+    const int mark = logMark();
+    const QString shown = logPrefix("tray menu shown: ");
+    if (!m_keyboard->clickAt(int(icon->x + icon->width / 2), int(icon->y + icon->height / 2), 3) ||
+        !waitForLog(mark, shown, timeoutMs))
+        return {};
+    // Keys reach the menu once it is on the screen (a mapped popup of ours).
+    if (!m_session.waitUntil([&] { return !overlayWindows().empty(); }, timeoutMs))
+        return {};
+    const QString line = linesSince(mark, shown).front();
+    return line.mid(line.indexOf(shown) + shown.size()).split(QStringLiteral(" | "));
+}
+
+QStringList MosaroAppDriver::windowTitles()
+{
+    X11Connection& c = m_session.connection();
+    QStringList titles;
+    const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
+    if (!list)
+        return titles;
+    for (const xcb_window_t w : *list) {
+        const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
+        if (!pid || std::int64_t((*pid)[0]) != m_pid)
+            continue;
+        if (const auto title = c.text(w, c.atom("_NET_WM_NAME")))
+            titles << *title;
+    }
+    return titles;
 }
 
 void MosaroAppDriver::stop()

@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -36,6 +37,14 @@ public:
     // Starts the application with --log-stderr --verbose and the given extra arguments, and waits
     // until its trigger is live. False (with the log in lastError()) when it did not get there.
     bool start(const QStringList& extraArgs = {}, int timeoutMs = 20000);
+    // The session bus the application gets (DBUS_SESSION_BUS_ADDRESS); without one it runs
+    // with no bus at all, never on the bus of whoever runs the tests.
+    void useSessionBus(const QString& address) { m_busAddress = address; }
+    // Runs the program once more with the given arguments, as a user would from a terminal, on
+    // the same session; its exit status (or -1), and its standard error in `errorText`.
+    int runAgain(const QStringList& args, QString* errorText = nullptr, int timeoutMs = 10000);
+    // Waits until the application has exited by itself; its exit status, or -1.
+    int waitForExit(int timeoutMs = 10000);
     void stop();
     bool isRunning();
     pid_t pid() const { return m_pid; }
@@ -64,6 +73,16 @@ public:
     // Jumps to another display and waits until the overlay there holds the keyboard.
     bool jump(std::uint16_t arrow);
 
+    // --- the tray ---
+    // The application's tray icon once a tray has embedded it: its rectangle in root coordinates.
+    std::optional<Rect> trayIcon();
+    // Clicks the tray icon with the right button and waits until its menu is shown; the titles
+    // of the menu's entries as the log tells them ("—" for a separator).
+    QStringList openTrayMenu(int timeoutMs = 5000);
+
+    // The titles of the application's managed windows (_NET_CLIENT_LIST).
+    QStringList windowTitles();
+
     // --- what is on the server ---
     // The application's mapped override-redirect windows (its overlay panels), X root rectangles.
     std::vector<Rect> overlayWindows();
@@ -91,6 +110,7 @@ private:
     std::unique_ptr<XTestKeyboard> m_keyboard;
     pid_t m_pid = -1;
     QString m_error;
+    QString m_busAddress;
     QString m_logPath;
     qint64 m_logOffset = 0;
     QStringList m_logLines;

@@ -131,6 +131,23 @@ Rect X11Session::outerFrame(xcb_window_t window)
     return {double((*g)->x), double((*g)->y), (*g)->width + 2 * b, (*g)->height + 2 * b};
 }
 
+QImage X11Session::screenshot()
+{
+    X11Connection& x = connection();
+    const auto* screen = x.screen();
+    const int w = screen->width_in_pixels, h = screen->height_in_pixels;
+    auto reply = x.reply<xcb_get_image_reply_t>(xcb_get_image_reply,
+                                                xcb_get_image(x.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), 0, 0,
+                                                              std::uint16_t(w), std::uint16_t(h), ~0u));
+    if (!reply || xcb_get_image_data_length(reply->get()) < w * h * 4)
+        return {};
+    QImage image(w, h, QImage::Format_RGB32);
+    const auto* data = xcb_get_image_data(reply->get());
+    for (int y = 0; y < h; ++y)
+        std::memcpy(image.scanLine(y), data + std::size_t(y) * w * 4, std::size_t(w) * 4);
+    return image;
+}
+
 QString testClientPath()
 {
     return QStringLiteral(MOSARO_TEST_CLIENT_PATH);
@@ -182,6 +199,31 @@ void X11Session::stop(pid_t pid)
     }
     ::kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
+}
+
+void X11Session::forget(pid_t pid)
+{
+    m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
+}
+
+bool X11Session::startTray(int timeoutMs)
+{
+    const pid_t pid = spawn(QStringLiteral("trayer"),
+                            {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
+                             QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("request"),
+                             QStringLiteral("--height"), QStringLiteral("24"), QStringLiteral("--SetDockType"),
+                             QStringLiteral("true"), QStringLiteral("--transparent"), QStringLiteral("false"),
+                             QStringLiteral("--tint"), QStringLiteral("0x2b2b2b")});
+    if (pid <= 0)
+        return false;
+    const xcb_atom_t selection = m_connection->atom("_NET_SYSTEM_TRAY_S0");
+    return waitUntil(
+        [&] {
+            auto owner = m_connection->reply<xcb_get_selection_owner_reply_t>(
+                xcb_get_selection_owner_reply, xcb_get_selection_owner(m_connection->connection(), selection));
+            return owner && (*owner)->owner != XCB_WINDOW_NONE;
+        },
+        timeoutMs);
 }
 
 pid_t X11Session::spawn(const QString& program, const QStringList& args, int* stdoutFd)

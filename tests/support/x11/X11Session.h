@@ -3,6 +3,7 @@
 #include "Platform/Geometry.h"
 #include "Platform/X11/X11Connection.h"
 
+#include <QImage>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -74,6 +75,11 @@ public:
     int run(const QString& program, const QStringList& args, int timeoutMs = 10000);
     // Stops a child started by this session: SIGTERM, then SIGKILL, always reaped.
     void stop(pid_t pid);
+    // Drops a child that the caller has reaped itself.
+    void forget(pid_t pid);
+    // Starts trayer, a system tray (XEmbed) on the top edge, and waits until it holds the tray
+    // selection of screen 0.
+    bool startTray(int timeoutMs = 5000);
 
     // Replaces the server's monitors with the given ones (xrandr --setmonitor), the first one
     // taking over the real output.
@@ -90,6 +96,9 @@ public:
     // The rectangle of the window the WM put around the client (the client itself if none), in
     // root coordinates, read from the window tree rather than from any property.
     Rect outerFrame(xcb_window_t window);
+
+    // The whole screen as the server shows it; null when it could not be read.
+    QImage screenshot();
 
     // Polls the condition (processing events in between) until it holds or the time is up.
     bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 5000);

@@ -63,6 +63,18 @@ bool XTestKeyboard::tap(std::uint16_t macKeyCode)
     return fake(XCB_KEY_PRESS, macKeyCode) && fake(XCB_KEY_RELEASE, macKeyCode) && sync();
 }
 
+bool XTestKeyboard::clickAt(int x, int y, std::uint8_t button)
+{
+    if (!m_available || !m_connection.isConnected())
+        return false;
+    xcb_connection_t* c = m_connection.connection();
+    xcb_test_fake_input(c, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, m_connection.root(), std::int16_t(x),
+                        std::int16_t(y), 0);
+    xcb_test_fake_input(c, XCB_BUTTON_PRESS, button, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    xcb_test_fake_input(c, XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    return sync();
+}
+
 bool XTestKeyboard::sendKeyCombination(std::uint16_t macKeyCode, std::uint64_t modifierFlags)
 {
     if (!evdevForMacKeyCode(macKeyCode))

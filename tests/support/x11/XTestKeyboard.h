@@ -24,6 +24,10 @@ public:
     // Waits until the server has handled everything sent so far.
     bool sync();
 
+    // The pointer: moves to a point of the root window and clicks a button there (1 left,
+    // 3 right).
+    bool clickAt(int x, int y, std::uint8_t button);
+
 private:
     bool fake(std::uint8_t type, std::uint16_t macKeyCode);
 

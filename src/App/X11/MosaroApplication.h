@@ -1,0 +1,60 @@
+#pragma once
+
+#include "Platform/SingleInstance.h"
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+namespace mosaro {
+
+class AppDelegate;
+class UpdaterController;
+class LoginItemService;
+
+// The application: every long-lived service built on X11, the delegate that starts them in their
+// order, the tray menu, the About and help windows, and the answers to the session's other
+// Mosaro processes. Lives as long as the event loop runs.
+class MosaroApplication {
+public:
+    // Needs the QApplication. Null, with the reason in `error`, when the X display is unusable.
+    static std::unique_ptr<MosaroApplication> create(QString* error);
+    ~MosaroApplication();
+    MosaroApplication(const MosaroApplication&) = delete;
+    MosaroApplication& operator=(const MosaroApplication&) = delete;
+
+    // Launching has finished: the delegate builds and starts everything, then the tray icon shows.
+    void start();
+    // The termination path: the presenter stops (a visible overlay is dismissed, a changed grid
+    // size saved), then the tray icon and the windows go.
+    void terminate();
+
+    // A command of another Mosaro process of the session.
+    void handle(RemoteCommand command);
+
+    void showAbout();
+    // The settings window when one is wired in; until then the log says so and, when asked from
+    // outside, About shows instead.
+    void openSettings();
+
+    // What other parts of the application supply. Unset, the menu entries log and do nothing else.
+    void setOpenSettings(std::function<void()> action);
+
+    AppDelegate& delegate();
+    UpdaterController& updater();
+    LoginItemService& loginItems();
+
+private:
+    struct Services;
+    explicit MosaroApplication(std::unique_ptr<Services> services);
+    void showSettingsFromOutside();
+
+    std::unique_ptr<Services> m_services;
+};
+
+// The program: reads the command line, answers --help and --version without a display, hands
+// --trigger and --quit to the running Mosaro, and otherwise runs it. Returns the exit status.
+int runMosaro(int argc, char** argv);
+
+} // namespace mosaro

@@ -1,0 +1,121 @@
+#include "Platform/Linux/DBusSingleInstance.h"
+#include "support/PrivateSessionBus.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QElapsedTimer>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+using Claim = SingleInstance::Claim;
+using Delivery = SingleInstance::Delivery;
+
+class CoreApplicationEnvironment : public ::testing::Environment {
+public:
+    void SetUp() override
+    {
+        static int argc = 1;
+        static char name[] = "mosaro-linux-tests";
+        static char* argv[] = {name, nullptr};
+        m_app = std::make_unique<QCoreApplication>(argc, argv);
+    }
+    void TearDown() override { m_app.reset(); }
+
+private:
+    std::unique_ptr<QCoreApplication> m_app;
+};
+[[maybe_unused]] ::testing::Environment* const environment =
+    ::testing::AddGlobalTestEnvironment(new CoreApplicationEnvironment);
+
+// Two processes of the session, as two connections to one private bus.
+class DBusSingleInstanceTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(bus.ok()) << bus.error().toStdString(); }
+    void TearDown() override
+    {
+        for (const QString& name : connections)
+            QDBusConnection::disconnectFromBus(name);
+    }
+
+    QDBusConnection connect()
+    {
+        const QString name = QStringLiteral("mosaro-test-%1").arg(connections.size());
+        connections << name;
+        return QDBusConnection::connectToBus(bus.address(), name);
+    }
+
+    bool waitFor(const std::function<bool()>& condition)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (!condition() && timer.elapsed() < 5000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        return condition();
+    }
+
+    PrivateSessionBus bus;
+    QStringList connections;
+};
+
+TEST_F(DBusSingleInstanceTest, TheFirstHoldsTheNameAndLaterOnesReachIt)
+{
+    auto first = std::make_unique<DBusSingleInstance>(connect());
+    DBusSingleInstance second(connect());
+    std::vector<RemoteCommand> received;
+    EXPECT_EQ(first->claim([&](RemoteCommand c) { received.push_back(c); }), Claim::primary);
+    EXPECT_EQ(second.claim([](RemoteCommand) { ADD_FAILURE() << "the second one never receives"; }),
+              Claim::alreadyRunning);
+
+    for (RemoteCommand c :
+         {RemoteCommand::showSettings, RemoteCommand::trigger, RemoteCommand::showAbout, RemoteCommand::quit})
+        EXPECT_EQ(second.send(c).delivery, Delivery::delivered);
+    ASSERT_TRUE(waitFor([&] { return received.size() == 4; }));
+    EXPECT_EQ(received, (std::vector<RemoteCommand>{RemoteCommand::showSettings, RemoteCommand::trigger,
+                                                    RemoteCommand::showAbout, RemoteCommand::quit}));
+
+    // Once the first one is gone, nobody answers, and a newcomer can take the name.
+    first.reset();
+    EXPECT_EQ(second.send(RemoteCommand::trigger).delivery, Delivery::noInstance);
+    DBusSingleInstance third(connect());
+    EXPECT_EQ(third.claim([](RemoteCommand) {}), Claim::primary);
+}
+
+// The interface as a shell script calls it (the README's example).
+TEST_F(DBusSingleInstanceTest, GdbusCallsReachTheRunningOne)
+{
+    DBusSingleInstance running(connect());
+    std::vector<RemoteCommand> received;
+    ASSERT_EQ(running.claim([&](RemoteCommand c) { received.push_back(c); }), Claim::primary);
+    QProcess gdbus;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), bus.address());
+    gdbus.setProcessEnvironment(env);
+    gdbus.start(QStringLiteral("gdbus"), {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
+                                          QStringLiteral("tech.brenmark.mosaro"), QStringLiteral("--object-path"),
+                                          QStringLiteral("/tech/brenmark/mosaro"), QStringLiteral("--method"),
+                                          QStringLiteral("tech.brenmark.mosaro.ShowAbout")});
+    ASSERT_TRUE(waitFor([&] { return gdbus.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(gdbus.exitCode(), 0) << gdbus.readAllStandardError().toStdString();
+    ASSERT_TRUE(waitFor([&] { return received.size() == 1; }));
+    EXPECT_EQ(received.front(), RemoteCommand::showAbout);
+}
+
+TEST_F(DBusSingleInstanceTest, WithoutABusNothingIsClaimedOrSent)
+{
+    DBusSingleInstance none(QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"),
+                                                          QStringLiteral("mosaro-test-nobus")));
+    connections << QStringLiteral("mosaro-test-nobus");
+    EXPECT_EQ(none.claim([](RemoteCommand) {}), Claim::unavailable);
+    EXPECT_EQ(none.send(RemoteCommand::trigger).delivery, Delivery::unavailable);
+    EXPECT_FALSE(none.unavailableReason().isEmpty());
+}
+
+} // namespace

@@ -1,0 +1,168 @@
+#pragma once
+
+#include "App/AppDelegate.h"
+#include "Diagnostics/Log.h"
+#include "KeyboardShortcuts/KeyboardShortcuts.h"
+#include "Permission/AccessibilityStatusMonitor.h"
+#include "Permission/PermissionGate.h"
+#include "support/FakeAccessibility.h"
+#include "support/FakeHotKeyService.h"
+#include "support/FakeOverlayPlatform.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/FakeScreens.h"
+#include "support/InMemoryDefaultsStore.h"
+
+#include <QTemporaryDir>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace mosaro::test {
+
+// The application delegate with every platform piece faked, and one journal that records, in
+// the order they happen, the steps of launching that a test may ask about: log lines, hotkey
+// registrations, permission checks, timers and the welcome window.
+class AppDriver {
+public:
+    struct DesktopFake : DesktopSession {
+        bool isActive() const override { return active; }
+        bool hasVisibleTitledWindow() const override { return titledVisible; }
+        void hide() override { ++hides; }
+        bool active = true;
+        bool titledVisible = false;
+        int hides = 0;
+    };
+
+    struct JournalingHotKeys : FakeHotKeyService {
+        OSStatus registerEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers, EventHotKeyID id,
+                                     EventHotKeyRef& out) override
+        {
+            const OSStatus status = FakeHotKeyService::registerEventHotKey(keyCode, modifiers, id, out);
+            journal->push_back("hotkey registered");
+            return status;
+        }
+        std::vector<std::string>* journal = nullptr;
+    };
+
+    struct JournalingScheduler : FakeScheduler {
+        Token scheduleRepeating(double seconds, std::function<void()> tick) override
+        {
+            journal->push_back("repeating timer " + std::to_string(seconds).substr(0, 3) + " s");
+            return FakeScheduler::scheduleRepeating(seconds, std::move(tick));
+        }
+        Token scheduleOnce(double seconds, std::function<void()> fire) override
+        {
+            journal->push_back("one-shot timer " + std::to_string(seconds).substr(0, 3) + " s");
+            return FakeScheduler::scheduleOnce(seconds, std::move(fire));
+        }
+        std::vector<std::string>* journal = nullptr;
+    };
+
+    struct JournalingTrust : FakeAccessibilityTrust {
+        bool isProcessTrustedWithOptions(bool prompt) override
+        {
+            journal->push_back(prompt ? "trust check with prompt" : "trust check");
+            return FakeAccessibilityTrust::isProcessTrustedWithOptions(prompt);
+        }
+        std::vector<std::string>* journal = nullptr;
+    };
+
+    AppDriver()
+    {
+        Log::Store::shared().clear();
+        PermissionGate::resetRecordedStateForTesting();
+        AccessibilityStatusMonitor::shared().resetForTesting();
+        KeyboardShortcuts::resetForTesting();
+        KeyboardShortcuts::configure({&defaults, &hotKeys, nullptr, &center});
+        m_sink = Log::Store::shared().addSink([this](const Log::Entry& e) {
+            if (e.kind == Log::Entry::Kind::message)
+                journal.push_back("log " + e.category.toStdString() + ": " + e.message.toStdString());
+        });
+        hotKeys.journal = &journal;
+        scheduler.journal = &journal;
+        trust.journal = &journal;
+        screens.add({0, 0, 1440, 900}, {0, 25, 1440, 875}, "Alpha");
+        panels.journal = &panelJournal;
+        panels.center = &center;
+        trust.trusted = true;
+        delegate = std::make_unique<AppDelegate>(
+            AppEnvironment{accessibility, trust, defaults, urls, scheduler, desktop,
+                           OverlayPlatform{screens, beeper, app, monitor, panels, center, workspace, preferencesPath()},
+                           [this](std::function<void()> onContinue) {
+                               journal.push_back("onboarding");
+                               continueAction = std::move(onContinue);
+                           }});
+    }
+
+    ~AppDriver()
+    {
+        delegate.reset();
+        Log::Store::shared().removeSink(m_sink);
+        AccessibilityStatusMonitor::shared().resetForTesting();
+        KeyboardShortcuts::resetForTesting();
+    }
+
+    AppDriver(const AppDriver&) = delete;
+    AppDriver& operator=(const AppDriver&) = delete;
+
+    void launch() { delegate->applicationDidFinishLaunching(); }
+    void terminate() { delegate->applicationWillTerminate(); }
+
+    QString preferencesPath() const { return m_dir.filePath(QStringLiteral("preferences.json")); }
+
+    // Runs the one-shot timers that are due, as the event loop would, and says how many ran.
+    int runOneShotTimers()
+    {
+        int ran = 0;
+        for (auto [token, timer] : std::map<Scheduler::Token, FakeScheduler::Timer>(scheduler.timers)) {
+            if (!timer.repeating) {
+                scheduler.timers.erase(token);
+                timer.callback();
+                ++ran;
+            }
+        }
+        return ran;
+    }
+
+    // One tick of every repeating timer (the permission poll).
+    void tick()
+    {
+        for (auto [token, timer] : std::map<Scheduler::Token, FakeScheduler::Timer>(scheduler.timers))
+            if (timer.repeating)
+                timer.callback();
+    }
+
+    // Announces that a window closes, as the platform does.
+    void windowWillClose(bool titled)
+    {
+        center.post(PlatformNotifications::windowWillClose, &m_closingWindow,
+                    {{PlatformNotifications::windowIsTitledKey, titled}});
+    }
+
+    std::vector<std::string> journal;
+    std::vector<std::string> panelJournal;
+    InMemoryDefaultsStore defaults;
+    JournalingHotKeys hotKeys;
+    NotificationCenter center, workspace;
+    FakeScreens screens;
+    FakeAccessibility accessibility;
+    JournalingTrust trust;
+    FakeUrlOpener urls;
+    JournalingScheduler scheduler;
+    DesktopFake desktop;
+    FakeBeeper beeper;
+    FakeApplication app;
+    FakeEventMonitor monitor;
+    FakeOverlayWindowFactory panels;
+    std::unique_ptr<AppDelegate> delegate;
+    std::function<void()> continueAction;
+
+private:
+    QTemporaryDir m_dir;
+    int m_sink = 0;
+    int m_closingWindow = 0;
+};
+
+} // namespace mosaro::test

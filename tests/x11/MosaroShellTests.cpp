@@ -1,0 +1,184 @@
+// The application a person lives with, end to end: the real program on a private X server with
+// openbox, a tray (trayer) and a session bus of the test's own.
+
+#include "Diagnostics/LogMessages.h"
+#include "Preferences/PreferencesFile.h"
+#include "support/PrivateSessionBus.h"
+#include "support/x11/MosaroAppDriver.h"
+#include "support/x11/X11Session.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace M = mosaro::LogMessages;
+
+namespace {
+
+constexpr std::uint16_t kReturn = 36;
+constexpr std::uint16_t kRight = 124;
+constexpr std::uint16_t kUp = 126;
+constexpr std::uint64_t kAlt = ModifierFlag::option;
+
+const QStringList kMenu{"About Mosaro",
+                        "—",
+                        "Window manager connected",
+                        "—",
+                        "Settings…",
+                        "Check for Updates…",
+                        "—",
+                        "Copy Diagnostics",
+                        "Report a Bug…",
+                        "—",
+                        "Quit Mosaro"};
+
+class MosaroShellTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(bus.ok()) << bus.error().toStdString();
+        session = std::make_unique<X11Session>(X11Session::Options{1280, 800, QStringLiteral("openbox")});
+        ASSERT_TRUE(session->ok()) << session->error().toStdString();
+        app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
+        app->useSessionBus(bus.address());
+    }
+    void TearDown() override
+    {
+        app.reset();
+        session.reset();
+    }
+
+    void startApp() { ASSERT_TRUE(app->start()) << app->lastError().toStdString(); }
+
+    // Opens the grid, adds a column (3 x 2 becomes 4 x 2), and leaves it open.
+    void openAndResize()
+    {
+        const auto target = session->startClient({"--title", "Target", "--geometry", "400x300+120+90"});
+        ASSERT_TRUE(target);
+        ASSERT_TRUE(session->activateWindow(target->window));
+        ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString();
+        ASSERT_TRUE(app->key(kRight, kAlt));
+        ASSERT_TRUE(app->waitForLog(0, QStringLiteral("keyDown keyCode=124 shift=false cmd=false opt=true")))
+            << app->logText().toStdString();
+    }
+
+    GridDimensions savedGrid()
+    {
+        const auto saved = loadPreferences(app->preferencesPath());
+        return saved ? saved->proSettings.globalGrid : GridDimensions{};
+    }
+
+    PrivateSessionBus bus;
+    std::unique_ptr<X11Session> session;
+    std::unique_ptr<MosaroAppDriver> app;
+};
+
+TEST_F(MosaroShellTest, TheTrayIconAppearsAndItsMenuOpensWithTheEntriesInOrder)
+{
+    ASSERT_TRUE(session->startTray());
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    EXPECT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString())
+        << app->logText().toStdString();
+    const auto icon = app->trayIcon();
+    ASSERT_TRUE(icon);
+    EXPECT_LE(icon->height, 24);
+    EXPECT_TRUE(app->linesSince(0, QStringLiteral("no system tray")).isEmpty());
+}
+
+// Quit from the menu ends the process through the termination path.
+TEST_F(MosaroShellTest, QuitFromTheMenuEndsMosaro)
+{
+    ASSERT_TRUE(session->startTray());
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    ASSERT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString())
+        << app->logText().toStdString();
+    // The last entry is Quit: Up from the top of the open menu wraps to it.
+    ASSERT_TRUE(app->key(kUp));
+    ASSERT_TRUE(app->key(kReturn));
+    EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
+    EXPECT_FALSE(app->linesSince(0, QString::fromUtf8(M::willTerminate)).isEmpty());
+}
+
+// --quit and SIGTERM take the same path: the open grid is dismissed and its new size saved.
+TEST_F(MosaroShellTest, QuitCommandAndTerminationSignalSaveAResizedGridBeforeExit)
+{
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    ASSERT_NO_FATAL_FAILURE(openAndResize());
+    QString errors;
+    EXPECT_EQ(app->runAgain({QStringLiteral("--quit")}, &errors), 0) << errors.toStdString();
+    EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
+    EXPECT_EQ(savedGrid(), (GridDimensions{4, 2}));
+
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const int mark = app->logMark();
+    ASSERT_NO_FATAL_FAILURE(openAndResize());
+    ::kill(app->pid(), SIGTERM);
+    EXPECT_EQ(app->waitForExit(), 0) << app->logText(mark).toStdString();
+    EXPECT_EQ(savedGrid(), (GridDimensions{5, 2}));
+    EXPECT_FALSE(app->linesSince(mark, QString::fromUtf8(M::willTerminate)).isEmpty());
+}
+
+// A second start hands over and leaves with success; the running one shows About (the settings
+// window is not in this build yet).
+TEST_F(MosaroShellTest, ASecondLaunchExitsWithSuccessAndTheRunningOneReacts)
+{
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const int mark = app->logMark();
+    QString errors;
+    EXPECT_EQ(app->runAgain({}, &errors), 0) << errors.toStdString();
+    EXPECT_TRUE(session->waitUntil([&] { return app->windowTitles().contains(QStringLiteral("About Mosaro")); }))
+        << app->windowTitles().join(", ").toStdString();
+    EXPECT_TRUE(app->isRunning());
+    EXPECT_EQ(app->linesSince(mark, QString::fromUtf8(M::presenterStarted)).size(), 0)
+        << "the second process never started a presenter of its own";
+}
+
+// --trigger acts as the shortcut: the grid opens on the focused window and Return places it.
+TEST_F(MosaroShellTest, TriggerCommandOpensTheGridOnTheFocusedWindowAndReturnPlacesIt)
+{
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const auto target = session->startClient({"--title", "Target", "--geometry", "400x300+120+90"});
+    ASSERT_TRUE(target);
+    ASSERT_TRUE(session->activateWindow(target->window));
+    QString errors;
+    EXPECT_EQ(app->runAgain({QStringLiteral("--trigger")}, &errors), 0) << errors.toStdString();
+    const ScreenRef screen = app->screenAt(0);
+    ASSERT_TRUE(app->waitForOverlay(app->xVisible(screen))) << app->logText().toStdString();
+    ASSERT_TRUE(app->waitForLog(0, logPrefix(M::panelPresented)));
+    ASSERT_TRUE(app->key(kReturn));
+    const Rect expected = app->expectedFrame(screen, {3, 2}, 0, HighlightedRegion{{1, 1}, {1, 1}});
+    EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(target->window) == expected; }))
+        << describe(session->outerFrame(target->window)).toStdString() << " instead of "
+        << describe(expected).toStdString();
+}
+
+// Remote commands need a running Mosaro, and a bus to reach it by; otherwise one line and
+// status 1.
+TEST_F(MosaroShellTest, RemoteCommandsFailWithOneLineWhenNoMosaroCanHearThem)
+{
+    QString errors;
+    EXPECT_EQ(app->runAgain({QStringLiteral("--trigger")}, &errors), 1);
+    EXPECT_EQ(errors.toStdString(), "mosaro: Mosaro is not running in this session\n");
+    EXPECT_EQ(app->runAgain({QStringLiteral("--quit")}, &errors), 1);
+    EXPECT_EQ(errors.toStdString(), "mosaro: Mosaro is not running in this session\n");
+
+    app->useSessionBus(QStringLiteral("unix:path=/nonexistent/bus"));
+    EXPECT_EQ(app->runAgain({QStringLiteral("--trigger")}, &errors), 1);
+    EXPECT_TRUE(errors.startsWith(QStringLiteral("mosaro: no session bus (")) &&
+                errors.endsWith(QStringLiteral("): remote commands are unavailable\n")))
+        << errors.toStdString();
+
+    // Mosaro itself runs alone then, and says so; with no tray either, it says that once too.
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    ASSERT_TRUE(app->waitForLog(0, QStringLiteral("no system tray is available")));
+    EXPECT_EQ(app->linesSince(0, QStringLiteral("single instance and remote commands are unavailable")).size(), 1);
+    EXPECT_EQ(app->linesSince(0, QStringLiteral("no system tray is available")).size(), 1);
+    ASSERT_NO_FATAL_FAILURE(openAndResize()); // the trigger is live all the same
+}
+
+} // namespace
