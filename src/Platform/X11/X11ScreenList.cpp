@@ -353,7 +353,24 @@ std::vector<ScreenRef> X11ScreenList::snapshot(std::size_t* primaryIndex) const
         out.push_back(screen);
     }
     m_cache = std::move(cache);
+    m_lastRead = out;
+    m_lastPrimaryHeight = primaryHeight;
+    m_haveRead = true;
     return out;
+}
+
+std::vector<ScreenRef> X11ScreenList::lastRead() const
+{
+    if (!m_haveRead)
+        snapshot(nullptr);
+    return m_lastRead;
+}
+
+double X11ScreenList::lastPrimaryHeight() const
+{
+    if (!m_haveRead)
+        snapshot(nullptr);
+    return m_lastPrimaryHeight;
 }
 
 ScreenRef X11ScreenList::mainScreen() const

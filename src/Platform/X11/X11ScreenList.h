@@ -25,6 +25,13 @@ public:
     // The monitor marked primary, else the first.
     ScreenRef mainScreen() const override;
 
+    // What the last call to screens() or mainScreen() read, without asking the server again
+    // (read now if nothing was read yet): for the overlay, which shows on a display of that list.
+    std::vector<ScreenRef> lastRead() const;
+    // The height of the display at the X root origin in that reading; y-up frames convert
+    // to X root coordinates with it.
+    double lastPrimaryHeight() const;
+
     // Called when RandR reports a screen change (while the connection's events are dispatched).
     std::function<void()> onDisplaysChanged;
 
@@ -68,6 +75,9 @@ private:
     bool m_hasRandr = false;
     X11Connection::ListenerId m_listener = 0;
     mutable std::map<xcb_atom_t, ScreenRef> m_cache;
+    mutable std::vector<ScreenRef> m_lastRead;
+    mutable double m_lastPrimaryHeight = 0;
+    mutable bool m_haveRead = false;
     mutable bool m_fallbackLogged = false;
 };
 

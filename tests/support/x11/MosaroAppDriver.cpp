@@ -59,12 +59,10 @@ bool MosaroAppDriver::start(const QStringList& extraArgs, int timeoutMs)
     QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     // env execs the application in place, so the PID is the application's; its stderr goes to
     // the session's log file named after the program started.
-    QStringList args{QStringLiteral("XDG_DATA_HOME=") + dataHome(),
-                     QStringLiteral("XDG_CONFIG_HOME=") + configHome(),
-                     QStringLiteral("XDG_RUNTIME_DIR=") + runtime,
-                     m_appPath,
-                     QStringLiteral("--log-stderr"),
-                     QStringLiteral("--verbose")};
+    QStringList args{QStringLiteral("XDG_DATA_HOME=") + dataHome(), QStringLiteral("XDG_CONFIG_HOME=") + configHome(),
+                     QStringLiteral("XDG_RUNTIME_DIR=") + runtime, m_appPath, QStringLiteral("--log-stderr")};
+    if (verbose)
+        args << QStringLiteral("--verbose");
     args += extraArgs;
     m_logPath = home + QStringLiteral("/env.log");
     m_logOffset = 0;
