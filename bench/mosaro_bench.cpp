@@ -104,11 +104,11 @@ struct Event {
     Clock::time_point at;
     std::uint8_t type = 0;
     xcb_window_t window = 0;
-    int mode = 0;           // focus events
-    QRect area;             // damage, configure
-    QRegion painted;        // damage, or what a new shape of a panel changed on screen
-    bool paint = false;     // damage or a shape change
-    bool onScreen = false;  // configure / map of a panel
+    int mode = 0;            // focus events
+    QRect area;              // damage, configure
+    QRegion painted;         // damage, or what a new shape of a panel changed on screen
+    bool paint = false;      // damage or a shape change
+    bool onScreen = false;   // configure / map of a panel
     std::uint8_t detail = 0; // key events
 };
 
@@ -272,11 +272,12 @@ public:
 
     std::string nameOf(xcb_window_t w)
     {
-        auto* r = xcb_get_property_reply(
-            m_c, xcb_get_property(m_c, 0, w, atom("_NET_WM_NAME"), XCB_ATOM_ANY, 0, 64), nullptr);
+        auto* r = xcb_get_property_reply(m_c, xcb_get_property(m_c, 0, w, atom("_NET_WM_NAME"), XCB_ATOM_ANY, 0, 64),
+                                         nullptr);
         std::string name;
         if (r) {
-            name.assign(static_cast<const char*>(xcb_get_property_value(r)), std::size_t(xcb_get_property_value_length(r)));
+            name.assign(static_cast<const char*>(xcb_get_property_value(r)),
+                        std::size_t(xcb_get_property_value_length(r)));
             free(r);
         }
         return name;
@@ -431,8 +432,8 @@ public:
             const xcb_atom_t cm = m_probe->atom("_NET_WM_CM_S0");
             const bool up = m_session->waitUntil(
                 [&] {
-                    auto* r = xcb_get_selection_owner_reply(m_probe->c(), xcb_get_selection_owner(m_probe->c(), cm),
-                                                            nullptr);
+                    auto* r =
+                        xcb_get_selection_owner_reply(m_probe->c(), xcb_get_selection_owner(m_probe->c(), cm), nullptr);
                     const bool owned = r && r->owner != XCB_WINDOW_NONE;
                     free(r);
                     return owned;
@@ -490,10 +491,7 @@ public:
         return (e.type == XCB_MAP_NOTIFY || e.type == XCB_CONFIGURE_NOTIFY) && e.onScreen && m_probe->isPanel(e.window);
     }
     bool isPanelDamage(const Event& e) const { return e.paint && m_probe->isPanel(e.window); }
-    bool isRootDamage(const Event& e) const
-    {
-        return e.paint && e.window == m_probe->root();
-    }
+    bool isRootDamage(const Event& e) const { return e.paint && e.window == m_probe->root(); }
 
     // Trigger → shown, painted, keyboard held. Empty when it did not get there.
     struct Showing {
@@ -521,8 +519,8 @@ public:
             timeoutMs);
         // The very first showing is found by its log line: the probe does not know the windows yet.
         if (!m_probe->keyWindow())
-            m_session->waitUntil([&] { return !m_app->linesSince(0, logPrefix(LogMessages::panelPresented)).isEmpty(); },
-                                 timeoutMs);
+            m_session->waitUntil(
+                [&] { return !m_app->linesSince(0, logPrefix(LogMessages::panelPresented)).isEmpty(); }, timeoutMs);
         return s;
     }
     void closeOverlay()
@@ -669,9 +667,10 @@ public:
                                 .arg(frame.width())
                                 .arg(frame.height())};
                 else
-                    args = {QStringLiteral("windowmove"), id, QString::number(frame.x()), QString::number(frame.y()),
-                            QStringLiteral("windowsize"), id, QString::number(frame.width()),
-                            QString::number(frame.height())};
+                    args = {QStringLiteral("windowmove"),   id,
+                            QString::number(frame.x()),     QString::number(frame.y()),
+                            QStringLiteral("windowsize"),   id,
+                            QString::number(frame.width()), QString::number(frame.height())};
                 m_toolPid = m_session->spawn(program, args);
             };
         };
@@ -862,10 +861,10 @@ void takeScreenshots(const Options& o)
             bench.probe().key(xShift, false);
             bench.probe().flush();
             bench.probe().drain(compositor ? 400 : 200);
-            const QString path = QStringLiteral("%1/overlay-%2-%3.png")
-                                     .arg(o.screenshots, compositor ? QStringLiteral("translucent")
-                                                                    : QStringLiteral("outline"),
-                                          QString::fromLatin1(tone));
+            const QString path =
+                QStringLiteral("%1/overlay-%2-%3.png")
+                    .arg(o.screenshots, compositor ? QStringLiteral("translucent") : QStringLiteral("outline"),
+                         QString::fromLatin1(tone));
             std::printf("screenshot %s: %s\n", qPrintable(path), screenshot(bench.probe(), path) ? "ok" : "failed");
             bench.closeOverlay();
         }
@@ -1031,9 +1030,9 @@ int main(int argc, char** argv)
             md << "set-up failed: " << r.error.left(120).simplified().toStdString() << " | | | | | | | |\n";
             continue;
         }
-        md << triple(r.mapped) << " | " << triple(r.painted) << " | " << triple(r.keyboard) << " | "
-           << triple(r.ready) << " | " << triple(r.arrowRepaint) << " | " << triple(r.arrowVisible) << " | "
-           << triple(r.framesPerMove, 0) << " | " << triple(r.pixelsPerFrame, 0) << " |\n";
+        md << triple(r.mapped) << " | " << triple(r.painted) << " | " << triple(r.keyboard) << " | " << triple(r.ready)
+           << " | " << triple(r.arrowRepaint) << " | " << triple(r.arrowVisible) << " | " << triple(r.framesPerMove, 0)
+           << " | " << triple(r.pixelsPerFrame, 0) << " |\n";
     }
     md << "\n| Screen | Mode | Return → window at its new frame (Mosaro) | floor: one `_NET_MOVERESIZE_WINDOW` | "
           "`wmctrl` | `xdotool` | Mosaro ÷ floor (median) | early keys lost |\n";
@@ -1042,11 +1041,11 @@ int main(int argc, char** argv)
         if (r.commitMosaro.values.empty())
             continue;
         md << "| " << r.layout.name.toStdString() << " | " << (r.compositor ? "translucent (xcompmgr)" : "outline")
-           << " | " << triple(r.commitMosaro) << " (" << r.commitMosaro.values.size() << ") | "
-           << triple(r.commitFloor) << " (" << r.commitFloor.values.size() << ") | " << triple(r.commitWmctrl) << " ("
-           << r.commitWmctrl.values.size() << ") | " << triple(r.commitXdotool) << " ("
-           << r.commitXdotool.values.size() << ") | " << fmt(r.commitMosaro.median() / r.commitFloor.median())
-           << " | " << r.earlyLost << " of " << r.earlyTotal << " |\n";
+           << " | " << triple(r.commitMosaro) << " (" << r.commitMosaro.values.size() << ") | " << triple(r.commitFloor)
+           << " (" << r.commitFloor.values.size() << ") | " << triple(r.commitWmctrl) << " ("
+           << r.commitWmctrl.values.size() << ") | " << triple(r.commitXdotool) << " (" << r.commitXdotool.values.size()
+           << ") | " << fmt(r.commitMosaro.median() / r.commitFloor.median()) << " | " << r.earlyLost << " of "
+           << r.earlyTotal << " |\n";
     }
     md << "\nIdle (no session, the 2 s permission poll running) over " << o.idleSeconds << " s: CPU " << fmt(idleCpu, 3)
        << " %, RSS " << fmt(rssIdle, 1) << " MB. Against a window with a 64 KiB title: RSS after 1 session "

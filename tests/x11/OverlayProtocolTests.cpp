@@ -41,8 +41,9 @@ protected:
     {
         auto c = session->startClient({"--title", "Target", "--geometry", "400x300+200+150"});
         EXPECT_TRUE(c);
-        if (c)
+        if (c) {
             EXPECT_TRUE(session->activateWindow(c->window));
+        }
         return c.value_or(X11SessionClient{});
     }
 

@@ -137,10 +137,18 @@ std::uint8_t X11OverlaySurface::grabKeyboard()
 {
     if (!ensureInputWindow())
         return XCB_GRAB_STATUS_NOT_VIEWABLE;
-    auto grab = m_connection.reply<xcb_grab_keyboard_reply_t>(
-        xcb_grab_keyboard_reply, xcb_grab_keyboard(m_connection.connection(), 0, m_input, XCB_CURRENT_TIME,
-                                                   XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    const auto cookie = xcb_grab_keyboard(m_connection.connection(), 0, m_input, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
+                                          XCB_GRAB_MODE_ASYNC);
+    m_grabSequence = cookie.sequence;
+    auto grab = m_connection.reply<xcb_grab_keyboard_reply_t>(xcb_grab_keyboard_reply, cookie);
     return grab ? (*grab)->status : std::uint8_t(XCB_GRAB_STATUS_NOT_VIEWABLE);
+}
+
+bool X11OverlaySurface::isBeforeLastGrab(const xcb_generic_event_t* event) const
+{
+    // An event carries the sequence number of the last request of ours the server had
+    // processed; the earlier grab's end is reported before the new grab was made.
+    return std::int32_t(event->full_sequence - m_grabSequence) < 0;
 }
 
 void X11OverlaySurface::ungrabKeyboard()
@@ -551,7 +559,9 @@ bool X11OverlayWindow::handleEvent(xcb_generic_event_t* event)
     }
     case XCB_FOCUS_OUT: {
         auto* focus = reinterpret_cast<xcb_focus_out_event_t*>(event);
-        if (focus->event == m_surface.keyWindow() && focus->mode == XCB_NOTIFY_MODE_UNGRAB)
+        // The previous panel's grab ending (a jump) is not this panel losing the keyboard.
+        if (focus->event == m_surface.keyWindow() && focus->mode == XCB_NOTIFY_MODE_UNGRAB &&
+            !m_surface.isBeforeLastGrab(event))
             loseKey();
         return false;
     }

@@ -48,6 +48,8 @@ public:
     // Grabs the keyboard for the input window. The grab status (GrabSuccess and others).
     std::uint8_t grabKeyboard();
     void ungrabKeyboard();
+    // Whether an event was generated before the last grab request reached the server.
+    bool isBeforeLastGrab(const xcb_generic_event_t* event) const;
     xcb_window_t keyWindow() const { return m_input; }
     xcb_window_t translucentWindow() const { return m_argb; }
 
@@ -84,6 +86,7 @@ private:
     bool m_shown = false;
 
     xcb_window_t m_input = XCB_WINDOW_NONE;
+    unsigned int m_grabSequence = 0;
 
     xcb_visualid_t m_argbVisual = 0;
     bool m_argbVisualLooked = false;

@@ -141,8 +141,8 @@ TEST(OverlayRenderer, EveryAnimationStepRepaintsOnlyTheOldAndNewHighlightAndEqua
             EXPECT_EQ(painted, unionOfBounds(previous, step.highlight)) << "t=" << t;
             EXPECT_TRUE((surface.touched - painted).isEmpty()) << "drew outside the region it reported, t=" << t;
             const QImage reference = fullRepaint(step);
-            ASSERT_EQ(surface.image, reference) << "t=" << t << " first difference at "
-                                                << firstDifference(surface.image, reference);
+            ASSERT_EQ(surface.image, reference)
+                << "t=" << t << " first difference at " << firstDifference(surface.image, reference);
             previous = step.highlight;
         }
         // The union of two highlights is far less than the screen.
@@ -197,8 +197,8 @@ TEST(OverlayRenderer, OutlineModeDrawsOpaqueLinesAndAThickOutlineOnly)
     // Grid lines in white, the outline above them where they cross.
     EXPECT_EQ(image.pixel(504, 100), white);
     EXPECT_EQ(image.pixel(1008, 300), white);
-    EXPECT_EQ(image.pixel(1008, 700), white);   // inside the region: still a line
-    EXPECT_EQ(image.pixel(1008, 477), accent);  // the outline's top edge crosses it
+    EXPECT_EQ(image.pixel(1008, 700), white);  // inside the region: still a line
+    EXPECT_EQ(image.pixel(1008, 477), accent); // the outline's top edge crosses it
     EXPECT_EQ(image.pixel(100, 472), white);
     // The corners are rounded: the outer corner pixel stays clear.
     EXPECT_EQ(image.pixel(506, 474), ImageSurface::kUndrawn);
