@@ -555,8 +555,8 @@ public:
                 if (isPanelDamage(e)) {
                     if (std::isnan(first))
                         first = msSince(t0, e.at);
-                    // Damage from one frame arrives together; a frame starts after a quiet 4 ms.
-                    if (frames.empty() || msSince(frames.back().first, e.at) > 4)
+                    // Damage from one frame arrives together; frames are 16.7 ms apart.
+                    if (frames.empty() || msSince(frames.back().first, e.at) > 8)
                         frames.push_back({e.at, QRegion()});
                     frames.back().first = e.at;
                     frames.back().second += e.painted;

@@ -133,15 +133,33 @@ bool X11OverlaySurface::ensureInputWindow()
     return true;
 }
 
-std::uint8_t X11OverlaySurface::grabKeyboard()
+void X11OverlaySurface::requestKeyboard()
 {
     if (!ensureInputWindow())
-        return XCB_GRAB_STATUS_NOT_VIEWABLE;
-    const auto cookie = xcb_grab_keyboard(m_connection.connection(), 0, m_input, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
-                                          XCB_GRAB_MODE_ASYNC);
-    m_grabSequence = cookie.sequence;
-    auto grab = m_connection.reply<xcb_grab_keyboard_reply_t>(xcb_grab_keyboard_reply, cookie);
-    return grab ? (*grab)->status : std::uint8_t(XCB_GRAB_STATUS_NOT_VIEWABLE);
+        return;
+    xcb_connection_t* c = m_connection.connection();
+    m_grabCookie = xcb_grab_keyboard(c, 0, m_input, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    m_grabSequence = m_grabCookie->sequence;
+    const std::string name = "_NET_WM_CM_S" + std::to_string(m_connection.screenNumber());
+    if (const xcb_atom_t selection = m_connection.atom(name); selection != XCB_ATOM_NONE)
+        m_managerCookie = xcb_get_selection_owner(c, selection);
+    m_connection.flush();
+}
+
+std::uint8_t X11OverlaySurface::keyboardStatus()
+{
+    if (m_grabCookie) {
+        auto grab = m_connection.reply<xcb_grab_keyboard_reply_t>(xcb_grab_keyboard_reply, *m_grabCookie);
+        m_grabCookie.reset();
+        m_grabStatus = grab ? (*grab)->status : std::uint8_t(XCB_GRAB_STATUS_NOT_VIEWABLE);
+    }
+    return m_grabStatus;
+}
+
+std::uint8_t X11OverlaySurface::grabKeyboard()
+{
+    requestKeyboard();
+    return keyboardStatus();
 }
 
 bool X11OverlaySurface::isBeforeLastGrab(const xcb_generic_event_t* event) const
@@ -161,12 +179,15 @@ void X11OverlaySurface::ungrabKeyboard()
 
 xcb_window_t X11OverlaySurface::compositingManager()
 {
-    const std::string name = "_NET_WM_CM_S" + std::to_string(m_connection.screenNumber());
-    const xcb_atom_t selection = m_connection.atom(name);
-    if (selection == XCB_ATOM_NONE)
-        return XCB_WINDOW_NONE;
-    auto reply = m_connection.reply<xcb_get_selection_owner_reply_t>(
-        xcb_get_selection_owner_reply, xcb_get_selection_owner(m_connection.connection(), selection));
+    if (!m_managerCookie) {
+        const std::string name = "_NET_WM_CM_S" + std::to_string(m_connection.screenNumber());
+        const xcb_atom_t selection = m_connection.atom(name);
+        if (selection == XCB_ATOM_NONE)
+            return XCB_WINDOW_NONE;
+        m_managerCookie = xcb_get_selection_owner(m_connection.connection(), selection);
+    }
+    auto reply = m_connection.reply<xcb_get_selection_owner_reply_t>(xcb_get_selection_owner_reply, *m_managerCookie);
+    m_managerCookie.reset();
     return reply ? (*reply)->owner : xcb_window_t(XCB_WINDOW_NONE);
 }
 
@@ -471,13 +492,8 @@ void X11OverlayWindow::setContent(std::shared_ptr<OverlayViewModel> viewModel)
 bool X11OverlayWindow::tryGrab()
 {
     const std::uint8_t status = m_surface.grabKeyboard();
-    if (status == XCB_GRAB_STATUS_SUCCESS) {
-        m_isKey = true;
-        return true;
-    }
-    if (m_grabAttempts == 0)
-        Log::overlay().debug(grabRetryMessage, int(status));
-    return false;
+    m_isKey = status == XCB_GRAB_STATUS_SUCCESS;
+    return m_isKey;
 }
 
 void X11OverlayWindow::takeKeyboard()
@@ -486,8 +502,20 @@ void X11OverlayWindow::takeKeyboard()
         return;
     m_keyboardAsked = true;
     m_surface.owner = this;
-    if (!tryGrab())
+    m_surface.requestKeyboard();
+}
+
+void X11OverlayWindow::settleGrab()
+{
+    if (m_grabAnswered || !m_keyboardAsked)
+        return;
+    m_grabAnswered = true;
+    const std::uint8_t status = m_surface.keyboardStatus();
+    m_isKey = status == XCB_GRAB_STATUS_SUCCESS;
+    if (!m_isKey) {
+        Log::overlay().debug(grabRetryMessage, int(status));
         m_grabRetry.start();
+    }
 }
 
 void X11OverlayWindow::retryGrab()
@@ -517,12 +545,17 @@ void X11OverlayWindow::makeKeyAndOrderFront()
         m_view->repaint(region);
         m_connection.flush();
     };
-    if (auto active = m_connection.windows(m_connection.root(), m_connection.atom("_NET_ACTIVE_WINDOW")))
-        m_activeAtShow = active->front();
-    // Drawn before it is shown: the first frame on screen is complete.
+    const auto active = xcb_get_property(m_connection.connection(), 0, m_connection.root(),
+                                         m_connection.atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW, 0, 1);
+    // Drawn before it is shown: the first frame on screen is complete. The only wait is for
+    // the compositing manager's answer, asked for together with the keyboard.
     m_surface.prepare(xRect());
     m_view->show();
     m_surface.show();
+    settleGrab();
+    if (auto reply = m_connection.reply<xcb_get_property_reply_t>(xcb_get_property_reply, active);
+        reply && (*reply)->type == XCB_ATOM_WINDOW && (*reply)->format == 32 && (*reply)->value_len >= 1)
+        m_activeAtShow = *static_cast<const xcb_window_t*>(xcb_get_property_value(reply->get()));
 }
 
 void X11OverlayWindow::loseKey()

@@ -45,7 +45,12 @@ public:
     void hide();
     bool isShown() const { return m_shown; }
 
-    // Grabs the keyboard for the input window. The grab status (GrabSuccess and others).
+    // Asks for the keyboard and for the compositing manager without waiting: the answers come
+    // back together with the first frame's, in one round trip.
+    void requestKeyboard();
+    // The answer to the last keyboard request (GrabSuccess and others), waiting for it if needed.
+    std::uint8_t keyboardStatus();
+    // Grabs the keyboard for the input window and waits for the answer.
     std::uint8_t grabKeyboard();
     void ungrabKeyboard();
     // Whether an event was generated before the last grab request reached the server.
@@ -87,6 +92,9 @@ private:
 
     xcb_window_t m_input = XCB_WINDOW_NONE;
     unsigned int m_grabSequence = 0;
+    std::optional<xcb_grab_keyboard_cookie_t> m_grabCookie;
+    std::optional<xcb_get_selection_owner_cookie_t> m_managerCookie;
+    std::uint8_t m_grabStatus = XCB_GRAB_STATUS_NOT_VIEWABLE;
 
     xcb_visualid_t m_argbVisual = 0;
     bool m_argbVisualLooked = false;
@@ -134,6 +142,7 @@ private:
     bool handleEvent(xcb_generic_event_t* event);
     bool tryGrab();
     void retryGrab();
+    void settleGrab();
     void loseKey();
     void releaseKeyboard();
     bool ownsSurface() const { return m_surface.owner == this; }
@@ -150,6 +159,7 @@ private:
     Rect m_frame;
     bool m_isKey = false;
     bool m_keyboardAsked = false;
+    bool m_grabAnswered = false;
     bool m_closed = false;
     int m_grabAttempts = 0;
     QTimer m_grabRetry;
