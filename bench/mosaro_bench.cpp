@@ -20,6 +20,7 @@
 #include <QRegion>
 #include <QString>
 #include <QTextStream>
+#include <QTime>
 
 #include <xcb/damage.h>
 #include <xcb/shape.h>
@@ -402,16 +403,18 @@ struct Options {
     QString out;
     QString plotData;
     QString screenshots;
+    QString before; // an earlier build to measure beside this one
     bool smoke = false;
 };
 
 class Bench {
 public:
-    Bench(const Options& options, const Layout& layout, bool compositor)
-        : m_options(options), m_layout(layout), m_compositor(compositor)
+    Bench(const Options& options, const Layout& layout, bool compositor,
+          QString appPath = QStringLiteral(MOSARO_APP_PATH))
+        : m_options(options), m_layout(layout), m_compositor(compositor), m_appPath(std::move(appPath))
     {}
 
-    bool setUp(QString& error, const QStringList& targetArgs = {})
+    bool setUp(QString& error, const QStringList& targetArgs = {}, bool watchPanels = true)
     {
         m_session = std::make_unique<X11Session>(X11Session::Options{m_layout.width, m_layout.height, m_options.wm});
         if (!m_session->ok()) {
@@ -454,13 +457,15 @@ public:
         }
         m_target = client->window;
         m_session->activateWindow(m_target);
-        m_app = std::make_unique<MosaroAppDriver>(*m_session, QStringLiteral(MOSARO_APP_PATH));
+        m_app = std::make_unique<MosaroAppDriver>(*m_session, m_appPath);
         m_app->verbose = qEnvironmentVariableIsSet("MOSARO_BENCH_TRACE");
         if (!m_app->start()) {
             error = m_app->lastError();
             return false;
         }
         m_probe->watchTarget(m_target);
+        if (!watchPanels)
+            return true;
         // The first showing makes Mosaro's windows; from then on they are watched.
         openOverlay(2000);
         if (!m_probe->findPanels()) {
@@ -752,7 +757,37 @@ private:
     xcb_window_t m_target = XCB_WINDOW_NONE;
     pid_t m_compositorPid = -1;
     pid_t m_toolPid = -1;
+    QString m_appPath;
 };
+
+// Trigger → the application's own "panel presented" line (written once the panel is shown,
+// drawn and holding the keyboard), by the clock of its log: comparable across builds whose
+// windows differ. Millisecond resolution.
+Figure presentedByLog(Bench& bench, int reps)
+{
+    Figure f;
+    auto& app = bench.app();
+    const QString presented = logPrefix(LogMessages::panelPresented);
+    const QString dismissed = logPrefix(LogMessages::overlayDismiss);
+    for (int i = 0; i < reps; ++i) {
+        int mark = app.logMark();
+        const int sent = QTime::currentTime().msecsSinceStartOfDay();
+        bench.probe().trigger();
+        bench.probe().flush();
+        if (!app.waitForLog(mark, presented, 3000))
+            continue;
+        const QString line = app.linesSince(mark, presented).front();
+        const QTime at = QTime::fromString(line.left(12), QStringLiteral("hh:mm:ss.zzz"));
+        if (at.isValid())
+            f.values.push_back(double(at.msecsSinceStartOfDay() - sent));
+        mark = app.logMark();
+        bench.probe().tap(xEscape);
+        bench.probe().flush();
+        app.waitForLog(mark, dismissed, 3000);
+        bench.probe().drain(20);
+    }
+    return f;
+}
 
 // --- process figures ------------------------------------------------------------------------
 
@@ -914,6 +949,8 @@ Options parse(int argc, char** argv)
             o.plotData = next();
         else if (a == "--screenshots")
             o.screenshots = next();
+        else if (a == "--before")
+            o.before = next();
         else if (a == "--smoke") {
             o.smoke = true;
             o.reps = 3;
@@ -1014,6 +1051,31 @@ int main(int argc, char** argv)
         }
     }
 
+    // Before and after in the same run: an earlier build beside this one, by the log's clock.
+    struct Comparison {
+        Layout layout;
+        Figure before, after;
+    };
+    std::vector<Comparison> comparisons;
+    if (!o.before.isEmpty()) {
+        for (const Layout& layout : {Layout{QStringLiteral("1920 × 1080"), 1920, 1080, false},
+                                     Layout{QStringLiteral("3840 × 2160"), 3840, 2160, false}}) {
+            Comparison c{layout, {}, {}};
+            for (int which = 0; which < 2; ++which) {
+                Bench bench(o, layout, false, which == 0 ? o.before : QStringLiteral(MOSARO_APP_PATH));
+                QString error;
+                if (!bench.setUp(error, {}, false)) {
+                    std::printf("before/after set-up failed: %s\n", qPrintable(error));
+                    continue;
+                }
+                (which == 0 ? c.before : c.after) = presentedByLog(bench, o.reps);
+            }
+            std::printf("before/after %s: %s → %s ms\n", qPrintable(layout.name), triple(c.before).c_str(),
+                        triple(c.after).c_str());
+            comparisons.push_back(c);
+        }
+    }
+
     // --- report ---
     std::ostringstream md;
     md << "Machine: " << machineText << "; window manager " << o.wm.toStdString() << "; load average at the start "
@@ -1052,6 +1114,16 @@ int main(int argc, char** argv)
        << fmt(rssAfter1, 1) << " MB, after 1,000 " << fmt(rssAfter1000, 1) << " MB, after " << sessionsDone << " "
        << fmt(rssAfterAll, 1) << " MB (growth after the first session: " << fmt(rssAfterAll - rssAfter1, 1)
        << " MB).\n";
+
+    if (!comparisons.empty()) {
+        md << "\nBefore and after, same run, no compositor: trigger → the application's \"panel presented\" line "
+              "(shown, drawn, keyboard held), by the log's millisecond clock, "
+           << o.reps << " repetitions. Before: `" << o.before.toStdString() << "`.\n\n";
+        md << "| Screen | before | after |\n|---|---|---|\n";
+        for (const Comparison& c : comparisons)
+            md << "| " << c.layout.name.toStdString() << " | " << triple(c.before, 0) << " | " << triple(c.after, 0)
+               << " |\n";
+    }
 
     std::printf("\n%s", md.str().c_str());
     if (!o.out.isEmpty()) {
