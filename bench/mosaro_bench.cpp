@@ -141,6 +141,12 @@ public:
     const xcb_screen_t* screen() const { return m_screen; }
 
     void sync() { free(xcb_get_input_focus_reply(m_c, xcb_get_input_focus(m_c), nullptr)); }
+    double roundTrip()
+    {
+        const auto t0 = Clock::now();
+        sync();
+        return msSince(t0, Clock::now());
+    }
 
     void key(std::uint8_t code, bool down)
     {
@@ -389,6 +395,8 @@ struct Results {
     Figure arrowRepaint, arrowVisible, framesPerMove, pixelsPerFrame;
     Figure commitMosaro, commitFloor, commitWmctrl, commitXdotool;
     int earlyLost = -1, earlyTotal = 0;
+    Figure roundTrip; // a bare X round trip of the measuring client, between showings
+    double appCpuPerShowing = NAN, serverCpuPerShowing = NAN; // ms of CPU per trigger + dismissal
     QString error;
 };
 
@@ -812,6 +820,26 @@ double cpuSeconds(pid_t pid)
     return (utime + stime) / double(sysconf(_SC_CLK_TCK));
 }
 
+// The Xvfb serving a display, found by its command line.
+pid_t serverPid(const QString& display)
+{
+    QDir proc(QStringLiteral("/proc"));
+    for (const QString& entry : proc.entryList(QDir::Dirs)) {
+        bool numeric = false;
+        const int pid = entry.toInt(&numeric);
+        if (!numeric)
+            continue;
+        QFile cmd(QStringLiteral("/proc/%1/cmdline").arg(entry));
+        if (!cmd.open(QIODevice::ReadOnly))
+            continue;
+        const QList<QByteArray> args = cmd.readAll().split('\0');
+        if (!args.isEmpty() && args.front().endsWith("Xvfb") && args.size() > 1 &&
+            QString::fromLocal8Bit(args[1]) == display)
+            return pid;
+    }
+    return -1;
+}
+
 double rssMegabytes(pid_t pid)
 {
     std::ifstream in("/proc/" + std::to_string(pid) + "/status");
@@ -994,6 +1022,8 @@ int main(int argc, char** argv)
             }
             if (machineText.empty())
                 machineText = machine(bench.probe());
+            const pid_t app = bench.app().pid(), server = serverPid(bench.session().displayName());
+            const double appCpu = cpuSeconds(app), serverCpu = cpuSeconds(server);
             for (int i = 0; i < o.reps; ++i) {
                 const auto s = bench.openOverlay();
                 if (s.complete()) {
@@ -1003,7 +1033,10 @@ int main(int argc, char** argv)
                     r.ready.values.push_back(s.ready());
                 }
                 bench.closeOverlay();
+                r.roundTrip.values.push_back(bench.probe().roundTrip());
             }
+            r.appCpuPerShowing = (cpuSeconds(app) - appCpu) * 1000 / o.reps;
+            r.serverCpuPerShowing = (cpuSeconds(server) - serverCpu) * 1000 / o.reps;
             bench.measureArrows(r);
             const bool full = layout.width == 1920 && !layout.twoMonitors;
             if (full || o.smoke) {
@@ -1058,8 +1091,7 @@ int main(int argc, char** argv)
     };
     std::vector<Comparison> comparisons;
     if (!o.before.isEmpty()) {
-        for (const Layout& layout : {Layout{QStringLiteral("1920 × 1080"), 1920, 1080, false},
-                                     Layout{QStringLiteral("3840 × 2160"), 3840, 2160, false}}) {
+        for (const Layout& layout : {Layout{QStringLiteral("1920 × 1080"), 1920, 1080, false}}) {
             Comparison c{layout, {}, {}};
             for (int which = 0; which < 2; ++which) {
                 Bench bench(o, layout, false, which == 0 ? o.before : QStringLiteral(MOSARO_APP_PATH));
@@ -1108,6 +1140,18 @@ int main(int argc, char** argv)
            << r.commitWmctrl.values.size() << ") | " << triple(r.commitXdotool) << " (" << r.commitXdotool.values.size()
            << ") | " << fmt(r.commitMosaro.median() / r.commitFloor.median()) << " | " << r.earlyLost << " of "
            << r.earlyTotal << " |\n";
+    }
+    md << "\nWhere the time goes. A bare X round trip of the measuring client between showings shows how "
+          "long any process waits for the CPU on this machine; the CPU time Mosaro and the X server spent per "
+          "showing (trigger, drawing, Escape, teardown; from /proc) is the work itself.\n\n";
+    md << "| Screen | Mode | X round trip (median / p95 / max) | Mosaro CPU per showing | Xvfb CPU per showing |\n";
+    md << "|---|---|---|---|---|\n";
+    for (const Results& r : all) {
+        if (!r.error.isEmpty())
+            continue;
+        md << "| " << r.layout.name.toStdString() << " | " << (r.compositor ? "translucent (xcompmgr)" : "outline")
+           << " | " << triple(r.roundTrip) << " | " << fmt(r.appCpuPerShowing) << " ms | " << fmt(r.serverCpuPerShowing)
+           << " ms |\n";
     }
     md << "\nIdle (no session, the 2 s permission poll running) over " << o.idleSeconds << " s: CPU " << fmt(idleCpu, 3)
        << " %, RSS " << fmt(rssIdle, 1) << " MB. Against a window with a 64 KiB title: RSS after 1 session "
