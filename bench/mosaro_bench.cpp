@@ -704,7 +704,7 @@ public:
                 result[k] = settle(m.to(k == 0 ? a : b));
                 reapTool();
             }
-            const int reps = std::max(10, m.figure == &r.commitFloor ? m_options.reps : m_options.reps / 2);
+            const int reps = m_options.reps;
             for (int i = 0; i < reps; ++i) {
                 const int k = i % 2;
                 m.figure->values.push_back(timeMove(m.to(k == 0 ? a : b), result[k]));
