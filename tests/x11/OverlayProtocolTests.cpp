@@ -6,11 +6,18 @@
 
 #include "Grid/ScreenGeometry.h"
 #include "Platform/KeyEvent.h"
+#include "Platform/LocalEventMonitors.h"
+#include "Platform/NotificationCenter.h"
+#include "Platform/X11/X11OverlayWindow.h"
+#include "Platform/X11/X11ScreenList.h"
 #include "Platform/X11/XcbXkb.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QRegularExpression>
+#include <QTimer>
 
 #include <xcb/xtest.h>
 
@@ -137,6 +144,46 @@ TEST_F(OverlayProtocolTest, KeysSentInOneBurstWithTheTriggerPlaceTheWindowExactl
             << app->logText().toStdString();
         ASSERT_TRUE(app->waitForNoOverlay());
     }
+}
+
+// A desktop's own shortcut daemon may still hold the keyboard when it starts Mosaro's trigger:
+// the panel shows at once and takes the keyboard from the event loop as soon as it is free.
+TEST_F(OverlayProtocolTest, APanelTakesTheKeyboardFromTheEventLoopOnceAnotherClientLetsGo)
+{
+    int argc = 0;
+    QCoreApplication application(argc, nullptr);
+    X11Connection connection(session->displayName());
+    connection.attachToEventLoop();
+    X11ScreenList screens(connection);
+    LocalEventMonitors monitors;
+    NotificationCenter center;
+    X11OverlayWindowFactory factory(connection, screens, monitors, center, nullptr);
+
+    X11Connection daemon(session->displayName());
+    auto held = daemon.reply<xcb_grab_keyboard_reply_t>(
+        xcb_grab_keyboard_reply, xcb_grab_keyboard(daemon.connection(), 0, daemon.root(), XCB_CURRENT_TIME,
+                                                   XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    ASSERT_TRUE(held && (*held)->status == XCB_GRAB_STATUS_SUCCESS);
+
+    auto panel = factory.makeOverlayWindow();
+    panel->setFrame(screens.screens().front()->visibleFrame());
+    panel->takeKeyboard();
+    panel->makeKeyAndOrderFront();
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_FALSE(panel->isKeyWindow());
+
+    // The daemon lets go from the event loop too: the panel cannot have been sleeping.
+    QTimer::singleShot(50, [&] {
+        xcb_ungrab_keyboard(daemon.connection(), XCB_CURRENT_TIME);
+        daemon.flush();
+    });
+    QElapsedTimer clock;
+    clock.start();
+    while (!panel->isKeyWindow() && clock.elapsed() < 3000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    EXPECT_TRUE(panel->isKeyWindow());
+    panel->close();
+    EXPECT_FALSE(panel->isVisible());
 }
 
 } // namespace

@@ -138,8 +138,14 @@ void X11OverlaySurface::requestKeyboard()
     if (!ensureInputWindow())
         return;
     xcb_connection_t* c = m_connection.connection();
+    if (m_grabCookie)
+        xcb_discard_reply(c, m_grabCookie->sequence);
     m_grabCookie = xcb_grab_keyboard(c, 0, m_input, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     m_grabSequence = m_grabCookie->sequence;
+    // The manager's answer is for this showing only; an older question goes unanswered.
+    if (m_managerCookie)
+        xcb_discard_reply(c, m_managerCookie->sequence);
+    m_managerCookie.reset();
     const std::string name = "_NET_WM_CM_S" + std::to_string(m_connection.screenNumber());
     if (const xcb_atom_t selection = m_connection.atom(name); selection != XCB_ATOM_NONE)
         m_managerCookie = xcb_get_selection_owner(c, selection);
@@ -158,7 +164,13 @@ std::uint8_t X11OverlaySurface::keyboardStatus()
 
 std::uint8_t X11OverlaySurface::grabKeyboard()
 {
-    requestKeyboard();
+    if (!ensureInputWindow())
+        return XCB_GRAB_STATUS_NOT_VIEWABLE;
+    if (m_grabCookie)
+        xcb_discard_reply(m_connection.connection(), m_grabCookie->sequence);
+    m_grabCookie = xcb_grab_keyboard(m_connection.connection(), 0, m_input, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
+                                     XCB_GRAB_MODE_ASYNC);
+    m_grabSequence = m_grabCookie->sequence;
     return keyboardStatus();
 }
 
