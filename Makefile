@@ -50,8 +50,16 @@ format:
 graph: build
 	@scripts/architecture-graph.sh
 
+# The overlay measured from outside on private X servers: BENCH_WM picks the window manager,
+# BENCH_COMPOSITOR "both", "none" or "xcompmgr". Figures land in build/bench/ (results.md, the
+# plot); bench/results.md keeps a commented run.
+BENCH_WM ?= openbox
+BENCH_COMPOSITOR ?= both
 bench: build
-	@for b in build/bench/*; do [ -x "$$b" ] && "$$b"; done
+	@build/bench/core_bench
+	@build/bench/mosaro_bench --wm $(BENCH_WM) --compositor $(BENCH_COMPOSITOR) \
+		--out build/bench/results.md --plot-data build/bench/screen-size.dat
+	@bench/plot.sh build/bench/screen-size.dat build/bench/screen-size.png
 
 clean:
 	rm -rf build build-asan

@@ -167,6 +167,11 @@ void OverlayPresenter::handleTrigger()
 void OverlayPresenter::present(const FocusedWindow& window, const ScreenRef& screen)
 {
     const Rect bounds = screen->visibleFrame();
+    // The keyboard first: every key typed from here on reaches the panel, in order.
+    auto panel = m_platform.windowFactory.makeOverlayWindow();
+    panel->setFrame(bounds);
+    panel->takeKeyboard();
+
     const DisplayRegion display{screen};
     const Preferences prefs = loadOrDefaults(m_platform.preferencesPath);
     const GridDimensions size = chooseGridDimensions(prefs, display.displayKey());
@@ -180,8 +185,6 @@ void OverlayPresenter::present(const FocusedWindow& window, const ScreenRef& scr
     m_viewModel->setPresentation(std::move(presentation));
     m_initialDimensions = size;
 
-    auto panel = m_platform.windowFactory.makeOverlayWindow();
-    panel->setFrame(bounds);
     panel->setContent(m_viewModel);
     const std::weak_ptr<OverlayPresenter> weak = weak_from_this();
     panel->onKeyDown = [weak](const KeyEvent& event) {

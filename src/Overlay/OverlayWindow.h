@@ -30,6 +30,9 @@ public:
 
     virtual void setFrame(const Rect& frame) = 0; // screen coordinates
     virtual void setContent(std::shared_ptr<OverlayViewModel> viewModel) = 0;
+    // Takes the keyboard ahead of showing, so that keys typed from now on reach the panel in
+    // order; makeKeyAndOrderFront() takes it too when this was not called.
+    virtual void takeKeyboard() {}
     virtual void makeKeyAndOrderFront() = 0;
     virtual void resignKeyWindow() = 0;
     virtual void orderOut() = 0;

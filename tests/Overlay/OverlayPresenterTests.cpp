@@ -550,3 +550,15 @@ TEST_F(OverlayPresenterTest, StopDisablesTheTriggerSavesAndRemovesObservers)
 }
 
 } // namespace
+
+// Keys typed right after the trigger must reach the panel: it asks for the keyboard before
+// anything else happens to it, on every showing, a jump's included.
+TEST_F(OverlayPresenterTest, ThePanelTakesTheKeyboardBeforeItIsFilledOrShown)
+{
+    pressTrigger();
+    ASSERT_EQ(factory.made.size(), 1u);
+    EXPECT_TRUE(factory.made[0]->keyboardTakenFirst);
+    key(kRight, kCommand | kShift);
+    ASSERT_EQ(factory.made.size(), 2u);
+    EXPECT_TRUE(factory.made[1]->keyboardTakenFirst);
+}

@@ -60,6 +60,7 @@ struct FakePanelRecord {
     bool key = false;
     bool visible = false;
     bool closed = false;
+    bool keyboardTakenFirst = false; // asked for the keyboard before it had content or was shown
 };
 
 class FakeOverlayWindow : public OverlayWindow {
@@ -73,6 +74,7 @@ public:
 
     void setFrame(const Rect& frame) override { m_record->frame = frame; }
     void setContent(std::shared_ptr<OverlayViewModel> viewModel) override { m_record->content = std::move(viewModel); }
+    void takeKeyboard() override { m_record->keyboardTakenFirst = !m_record->content && !m_record->visible; }
     void makeKeyAndOrderFront() override
     {
         m_record->key = true;

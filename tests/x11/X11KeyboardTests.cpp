@@ -75,6 +75,9 @@ void pressTrigger(XTestKeyboard& keyboard, X11Connection& connection)
 {
     ASSERT_TRUE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command));
     connection.processPendingEvents();
+    // The press froze the keyboard until its handler ran; the keys typed after it follow now.
+    ASSERT_TRUE(keyboard.sync());
+    connection.processPendingEvents();
 }
 
 // Whether a fresh client may grab the combination (no one else holds it).

@@ -2,72 +2,127 @@
 
 #include "Overlay/OverlayDrawing.h"
 
-#include <QPainter>
+#include <algorithm>
 
 namespace mosaro {
 
-OverlayView::OverlayView(QWidget* parent) : QWidget(parent), m_accent(palette().color(QPalette::Highlight))
+namespace {
+constexpr double frameSeconds = 1.0 / OverlayView::framesPerSecond;
+} // namespace
+
+OverlayView::OverlayView(OverlaySurface& surface, QColor accent) : m_surface(surface), m_renderer(accent)
 {
-    setAttribute(Qt::WA_TranslucentBackground);
-    m_animation.setDuration(int(OverlayDrawing::highlightAnimationSeconds * 1000));
-    m_animation.setEasingCurve(QEasingCurve::Linear);
-    connect(&m_animation, &QVariantAnimation::valueChanged, this, [this] { update(); });
+    m_frameTimer.setTimerType(Qt::PreciseTimer);
+    m_frameTimer.setInterval(int(frameSeconds * 1000));
+    connect(&m_frameTimer, &QTimer::timeout, this, [this] { step(); });
 }
 
 void OverlayView::setViewModel(std::shared_ptr<OverlayViewModel> viewModel)
 {
     disconnect(m_connection);
     m_viewModel = std::move(viewModel);
-    m_lastRegion.reset();
-    if (m_viewModel) {
+    if (m_viewModel)
         m_connection =
             connect(m_viewModel.get(), &OverlayViewModel::presentationChanged, this, [this] { presentationChanged(); });
-        if (const auto& p = m_viewModel->presentation())
-            m_lastRegion = p->region;
-    }
-    update();
+    if (m_showing)
+        redraw();
 }
 
-void OverlayView::setBackground(QImage background)
+void OverlayView::show()
 {
-    m_background = std::move(background);
-    update();
+    m_showing = true;
+    redraw();
+}
+
+void OverlayView::hide()
+{
+    m_showing = false;
+    m_animation.reset();
+    m_frameTimer.stop();
+    m_drawn.reset();
+    m_drawnHighlight.reset();
+}
+
+void OverlayView::redraw()
+{
+    m_animation.reset();
+    m_frameTimer.stop();
+    m_drawn.reset();
+    const auto& p = m_viewModel ? m_viewModel->presentation() : std::nullopt;
+    if (!m_showing || !p)
+        return;
+    m_drawn = p;
+    drawFrame(overlayFrame(*p, m_surface.size()).highlight, true);
+}
+
+void OverlayView::repaint(const QRegion& region)
+{
+    if (!m_showing || !m_drawn || !m_drawnHighlight || !m_surface.contents())
+        return;
+    m_renderer.repaint(m_surface, *m_surface.contents(), region);
+    Q_EMIT framePainted(region);
+}
+
+Rect OverlayView::currentHighlight() const
+{
+    if (!m_animation)
+        return m_drawnHighlight.value_or(Rect{});
+    const double t =
+        (double(m_animation->clock.nsecsElapsed()) / 1e9 + frameSeconds) / OverlayDrawing::highlightAnimationSeconds;
+    return interpolatedRect(m_animation->from, m_animation->to, std::min(1.0, t));
 }
 
 void OverlayView::presentationChanged()
 {
+    if (!m_showing)
+        return;
     const auto& p = m_viewModel ? m_viewModel->presentation() : std::nullopt;
-    if (p && m_lastRegion && *m_lastRegion != p->region) {
-        // Animate from wherever the highlight is now, keyed to the region.
-        const QRectF from =
-            m_animation.state() == QAbstractAnimation::Running ? m_animation.currentValue().toRectF() : QRectF();
-        m_animation.stop();
-        if (from.isValid()) {
-            m_animation.setStartValue(from);
-        } else {
-            OverlayPresentation previous = *p;
-            previous.region = *m_lastRegion;
-            m_animation.setStartValue(highlightRect(previous, size()));
-        }
-        m_animation.setEndValue(highlightRect(*p, size()));
-        m_animation.start();
+    if (!p) {
+        m_animation.reset();
+        m_frameTimer.stop();
+        m_drawn.reset();
+        return;
     }
-    m_lastRegion = p ? std::optional(p->region) : std::nullopt;
-    update();
+    const Rect target = overlayFrame(*p, m_surface.size()).highlight;
+    const bool regionChanged = m_drawn && m_drawnHighlight && m_drawn->region != p->region;
+    m_drawn = p;
+    if (!regionChanged) {
+        // The grid alone changed: the highlight follows without gliding.
+        m_animation.reset();
+        m_frameTimer.stop();
+        drawFrame(target);
+        return;
+    }
+    // Glide from wherever the highlight is drawn now; the first step goes out at once.
+    const Rect from = *m_drawnHighlight;
+    m_animation = Animation{from, target, {}};
+    m_animation->clock.start();
+    m_frameTimer.start();
+    step();
 }
 
-void OverlayView::paintEvent(QPaintEvent*)
+void OverlayView::step()
 {
-    QPainter painter(this);
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.fillRect(rect(), Qt::transparent);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    if (!m_viewModel)
+    if (!m_animation || !m_drawn) {
+        m_frameTimer.stop();
         return;
-    OverlayPaintOptions options{m_accent, m_background.isNull() ? nullptr : &m_background, std::nullopt};
-    if (m_animation.state() == QAbstractAnimation::Running)
-        options.highlight = m_animation.currentValue().toRectF();
-    paintOverlay(painter, m_viewModel->presentation(), QSizeF(size()), options);
+    }
+    const Rect highlight = currentHighlight();
+    const bool last = highlight == m_animation->to;
+    drawFrame(highlight);
+    if (last) {
+        m_animation.reset();
+        m_frameTimer.stop();
+    }
+}
+
+void OverlayView::drawFrame(const Rect& highlight, bool repaintHighlight)
+{
+    OverlayFrame frame = overlayFrame(*m_drawn, m_surface.size());
+    frame.highlight = highlight;
+    const QRegion painted = m_renderer.draw(m_surface, frame, repaintHighlight);
+    m_drawnHighlight = highlight;
+    Q_EMIT framePainted(painted);
 }
 
 } // namespace mosaro

@@ -1,38 +1,66 @@
 #pragma once
 
 #include "Overlay/OverlayViewModel.h"
-#include "Overlay/UI/OverlayPainter.h"
+#include "Overlay/UI/OverlayRenderer.h"
+#include "Overlay/UI/OverlaySurface.h"
 
-#include <QImage>
-#include <QVariantAnimation>
-#include <QWidget>
+#include <QElapsedTimer>
+#include <QObject>
+#include <QRegion>
+#include <QTimer>
 #include <memory>
+#include <optional>
 
 namespace mosaro {
 
-// Draws the overlay from the view model and redraws whenever the presentation changes; the
-// highlight glides to a new region over a short linear animation.
-class OverlayView : public QWidget {
+// Draws the overlay from the view model onto a surface and redraws whenever the presentation
+// changes. When the region changes the highlight glides to it linearly over 0.08 s: the first
+// step is drawn at once, the next ones one display frame apart, each repainting only the
+// pixels that changed.
+class OverlayView : public QObject {
     Q_OBJECT
 public:
-    explicit OverlayView(QWidget* parent = nullptr);
-    void setViewModel(std::shared_ptr<OverlayViewModel> viewModel);
-    // What lies under the panel, painted below the dimming when windows cannot be blended.
-    void setBackground(QImage background);
-    void setAccent(QColor accent) { m_accent = accent; }
+    static constexpr int framesPerSecond = 60;
 
-protected:
-    void paintEvent(QPaintEvent* event) override;
+    OverlayView(OverlaySurface& surface, QColor accent);
+
+    void setViewModel(std::shared_ptr<OverlayViewModel> viewModel);
+    // Starts drawing on the surface (a showing): the current presentation is drawn now.
+    void show();
+    // Stops drawing; an animation in flight is dropped.
+    void hide();
+    // Draws everything again, for a surface that lost its pixels.
+    void redraw();
+    // Draws the current frame again inside the region, for a surface that lost those pixels.
+    void repaint(const QRegion& region);
+
+    bool isAnimating() const { return m_animation.has_value(); }
+
+Q_SIGNALS:
+    // One frame was drawn; the region lists the pixels it repainted.
+    void framePainted(const QRegion& region);
 
 private:
-    void presentationChanged();
+    struct Animation {
+        Rect from;
+        Rect to;
+        QElapsedTimer clock;
+    };
 
+    void presentationChanged();
+    void step();
+    void drawFrame(const Rect& highlight, bool repaintHighlight = false);
+    Rect currentHighlight() const;
+
+    OverlaySurface& m_surface;
+    OverlayRenderer m_renderer;
     std::shared_ptr<OverlayViewModel> m_viewModel;
     QMetaObject::Connection m_connection;
-    QImage m_background;
-    QColor m_accent;
-    QVariantAnimation m_animation;
-    std::optional<HighlightedRegion> m_lastRegion;
+    std::optional<OverlayPresentation> m_drawn; // the presentation the last frame came from
+    std::optional<Rect> m_drawnHighlight;       // where that frame put the highlight
+    std::optional<Animation> m_animation;
+    QTimer m_frameTimer;
+    bool m_showing = false;
 };
 
 } // namespace mosaro

@@ -5,6 +5,9 @@
 
 #include "Platform/X11/XcbXkb.h"
 
+#include <QCoreApplication>
+#include <QTimer>
+
 #include <algorithm>
 
 namespace mosaro {
@@ -233,8 +236,11 @@ OSStatus X11HotKeyService::grab(Registration& registration)
     cookies.reserve(variants.size());
     for (std::uint16_t v : variants) {
         // Not owner-events: every grabbed key arrives at the root, where we look for it.
+        // The keyboard freezes when the combination goes down, until its handler has run: keys
+        // typed right after it wait for the handler (the overlay takes the keyboard there)
+        // instead of reaching the focused window first. handleEvent() always thaws it.
         cookies.push_back(
-            xcb_grab_key_checked(c, 0, root, v, registration.keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+            xcb_grab_key_checked(c, 0, root, v, registration.keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
     }
     OSStatus status = HotKeyStatus::noErr;
     registration.grabbed.clear();
@@ -348,17 +354,16 @@ bool X11HotKeyService::handleEvent(xcb_generic_event_t* event)
     const std::uint16_t relevant = X11ModMask::all & ~(X11ModMask::lock | m_numLockMask);
     const std::uint16_t state = key->state & relevant;
     if (type == XCB_KEY_PRESS) {
-        for (auto& [ref, registration] : m_registrations) {
-            if (registration.keycode != key->detail || registration.modifiers != state)
-                continue;
-            if (registration.down)
-                return true; // auto-repeat of a held combination
-            registration.down = true;
-            const EventHotKeyID id = registration.id;
-            dispatch(HotKeyEventKind::hotKeyPressed, X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyPressed, id));
-            return true;
-        }
-        return false;
+        // A press on the root activated one of our grabs and froze the keyboard. Once the
+        // handler has run, queued keys go on to whoever holds the keyboard then (the overlay,
+        // when it opened). A handler that runs an event loop of its own thaws it from there.
+        const bool frozen = key->event == m_connection.root();
+        if (frozen && QCoreApplication::instance())
+            QTimer::singleShot(0, &m_thawContext, [this] { thawKeyboard(); });
+        const bool handled = handlePress(key->detail, state);
+        if (frozen)
+            thawKeyboard();
+        return handled;
     }
     // The modifiers may already be up when the key is released: match the key that went down.
     for (auto& [ref, registration] : m_registrations) {
@@ -369,6 +374,29 @@ bool X11HotKeyService::handleEvent(xcb_generic_event_t* event)
         registration.down = false;
         const EventHotKeyID id = registration.id;
         dispatch(HotKeyEventKind::hotKeyReleased, X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyReleased, id));
+        return true;
+    }
+    return false;
+}
+
+void X11HotKeyService::thawKeyboard()
+{
+    if (!m_connection.isConnected())
+        return;
+    xcb_allow_events(m_connection.connection(), XCB_ALLOW_ASYNC_KEYBOARD, XCB_CURRENT_TIME);
+    m_connection.flush();
+}
+
+bool X11HotKeyService::handlePress(xcb_keycode_t keycode, std::uint16_t state)
+{
+    for (auto& [ref, registration] : m_registrations) {
+        if (registration.keycode != keycode || registration.modifiers != state)
+            continue;
+        if (registration.down)
+            return true; // auto-repeat of a held combination
+        registration.down = true;
+        const EventHotKeyID id = registration.id;
+        dispatch(HotKeyEventKind::hotKeyPressed, X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyPressed, id));
         return true;
     }
     return false;

@@ -3,6 +3,8 @@
 #include "Platform/HotKeyService.h"
 #include "Platform/X11/X11Connection.h"
 
+#include <QObject>
+
 #include <xcb/xcb.h>
 
 #include <map>
@@ -59,6 +61,8 @@ private:
     void refreshModifierMapping();
     void regrabAll();
     bool handleEvent(xcb_generic_event_t* event);
+    bool handlePress(xcb_keycode_t keycode, std::uint16_t state);
+    void thawKeyboard();
     bool isAutoRepeatRelease(xcb_keycode_t keycode);
     OSStatus dispatch(std::uint32_t kind, const HotKeyEvent& event);
     bool connected();
@@ -73,6 +77,7 @@ private:
     EventHotKeyRef m_nextRef = 1;
     EventHandlerRef m_nextHandler = 1;
     bool m_deadReported = false;
+    QObject m_thawContext; // the safety-net thaw never outlives the service
 };
 
 } // namespace mosaro

@@ -2,6 +2,8 @@
 
 #include "Diagnostics/Log.h"
 
+#include <QAbstractEventDispatcher>
+
 #include <algorithm>
 #include <cmath>
 
@@ -54,6 +56,16 @@ X11ScreenList::X11ScreenList(X11Connection& connection) : m_connection(connectio
 {
     if (!m_connection.isConnected())
         return;
+    if (auto* dispatcher = QAbstractEventDispatcher::instance()) {
+        m_turnWatch = std::make_unique<QObject>();
+        QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, m_turnWatch.get(), [this] { ++m_turn; });
+        m_propertyListener = m_connection.addEventListener([this](xcb_generic_event_t* event) {
+            if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY &&
+                reinterpret_cast<xcb_property_notify_event_t*>(event)->window == m_connection.root())
+                m_readTurn = ~std::uint64_t(0); // docks and work areas live in root properties
+            return false;
+        });
+    }
     xcb_connection_t* c = m_connection.connection();
     const xcb_query_extension_reply_t* ext = xcb_get_extension_data(c, &xcb_randr_id);
     if (!ext || !ext->present)
@@ -69,6 +81,7 @@ X11ScreenList::X11ScreenList(X11Connection& connection) : m_connection(connectio
     m_connection.flush();
     m_listener = m_connection.addEventListener([this](xcb_generic_event_t* event) {
         if ((event->response_type & 0x7f) == m_randrEventBase + XCB_RANDR_SCREEN_CHANGE_NOTIFY) {
+            m_readTurn = ~std::uint64_t(0);
             if (onDisplaysChanged)
                 onDisplaysChanged();
         }
@@ -80,6 +93,8 @@ X11ScreenList::~X11ScreenList()
 {
     if (m_listener)
         m_connection.removeEventListener(m_listener);
+    if (m_propertyListener)
+        m_connection.removeEventListener(m_propertyListener);
 }
 
 std::vector<X11ScreenList::Reservation> X11ScreenList::reservationsFromStrut(const std::vector<std::uint32_t>& strut,
@@ -321,6 +336,11 @@ std::vector<ScreenRef> X11ScreenList::screens() const
 
 std::vector<ScreenRef> X11ScreenList::snapshot(std::size_t* primaryIndex) const
 {
+    if (m_turnWatch && m_haveRead && m_readTurn == m_turn) {
+        if (primaryIndex)
+            *primaryIndex = m_lastPrimaryIndex;
+        return m_lastRead;
+    }
     const auto monitors = readMonitors();
     double primaryHeight = monitors.empty() ? 0 : monitors.front().xRect.height;
     for (const MonitorInfo& m : monitors) {
@@ -336,6 +356,7 @@ std::vector<ScreenRef> X11ScreenList::snapshot(std::size_t* primaryIndex) const
     const double scale = scaleFactor();
     std::vector<ScreenRef> out;
     std::map<xcb_atom_t, ScreenRef> cache;
+    m_lastPrimaryIndex = 0;
     for (const MonitorInfo& m : monitors) {
         const Rect frame = toScreen(m.xRect), visible = toScreen(m.xVisible);
         ScreenRef screen;
@@ -348,12 +369,32 @@ std::vector<ScreenRef> X11ScreenList::snapshot(std::size_t* primaryIndex) const
         if (!screen)
             screen = std::make_shared<const X11Screen>(frame, visible, m.name, scale);
         cache[m.nameAtom] = screen;
-        if (primaryIndex && m.primary)
-            *primaryIndex = out.size();
+        if (m.primary)
+            m_lastPrimaryIndex = out.size();
         out.push_back(screen);
     }
     m_cache = std::move(cache);
+    if (primaryIndex)
+        *primaryIndex = m_lastPrimaryIndex;
+    m_readTurn = m_turn;
+    m_lastRead = out;
+    m_lastPrimaryHeight = primaryHeight;
+    m_haveRead = true;
     return out;
+}
+
+std::vector<ScreenRef> X11ScreenList::lastRead() const
+{
+    if (!m_haveRead)
+        snapshot(nullptr);
+    return m_lastRead;
+}
+
+double X11ScreenList::lastPrimaryHeight() const
+{
+    if (!m_haveRead)
+        snapshot(nullptr);
+    return m_lastPrimaryHeight;
 }
 
 ScreenRef X11ScreenList::mainScreen() const

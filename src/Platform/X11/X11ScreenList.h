@@ -3,11 +3,13 @@
 #include "Platform/Screen.h"
 #include "Platform/X11/X11Connection.h"
 
+#include <QObject>
 #include <xcb/randr.h>
 
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -24,6 +26,13 @@ public:
     std::vector<ScreenRef> screens() const override;
     // The monitor marked primary, else the first.
     ScreenRef mainScreen() const override;
+
+    // What the last call to screens() or mainScreen() read, without asking the server again
+    // (read now if nothing was read yet): for the overlay, which shows on a display of that list.
+    std::vector<ScreenRef> lastRead() const;
+    // The height of the display at the X root origin in that reading; y-up frames convert
+    // to X root coordinates with it.
+    double lastPrimaryHeight() const;
 
     // Called when RandR reports a screen change (while the connection's events are dispatched).
     std::function<void()> onDisplaysChanged;
@@ -68,6 +77,16 @@ private:
     bool m_hasRandr = false;
     X11Connection::ListenerId m_listener = 0;
     mutable std::map<xcb_atom_t, ScreenRef> m_cache;
+    mutable std::vector<ScreenRef> m_lastRead;
+    mutable std::size_t m_lastPrimaryIndex = 0;
+    mutable double m_lastPrimaryHeight = 0;
+    mutable bool m_haveRead = false;
+    // One reading serves a whole turn of the event loop (a session start reads the list more
+    // than once); a display or work-area change seen meanwhile forgets it.
+    std::unique_ptr<QObject> m_turnWatch;
+    std::uint64_t m_turn = 0;
+    mutable std::uint64_t m_readTurn = ~std::uint64_t(0);
+    X11Connection::ListenerId m_propertyListener = 0;
     mutable bool m_fallbackLogged = false;
 };
 

@@ -65,8 +65,9 @@ bool MosaroAppDriver::start(const QStringList& extraArgs, int timeoutMs)
                      QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") +
                          (m_busAddress.isEmpty() ? QStringLiteral("disabled:") : m_busAddress),
                      m_appPath,
-                     QStringLiteral("--log-stderr"),
-                     QStringLiteral("--verbose")};
+                     QStringLiteral("--log-stderr")};
+    if (verbose)
+        args << QStringLiteral("--verbose");
     args += extraArgs;
     m_logPath = home + QStringLiteral("/env.log");
     m_logOffset = 0;

@@ -34,6 +34,9 @@ public:
     MosaroAppDriver(const MosaroAppDriver&) = delete;
     MosaroAppDriver& operator=(const MosaroAppDriver&) = delete;
 
+    // Debug-level logging for the next start() (on by default; the benchmarks run without it).
+    bool verbose = true;
+
     // Starts the application with --log-stderr --verbose and the given extra arguments, and waits
     // until its trigger is live. False (with the log in lastError()) when it did not get there.
     bool start(const QStringList& extraArgs = {}, int timeoutMs = 20000);

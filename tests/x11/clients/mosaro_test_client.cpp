@@ -10,6 +10,7 @@
 //   --fullscreen, --maximized    initial _NET_WM_STATE
 //   --gtk-frame-extents L,R,T,B  client-side shadow around the visible frame
 //   --no-pid                     no _NET_WM_PID
+//   --background RRGGBB          background colour (white by default)
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_icccm.h>
@@ -63,6 +64,8 @@ int main(int argc, char** argv)
     bool hasUtf8Bytes = false, hasWmNameBytes = false, fixedSize = false, fullscreen = false, maximized = false,
          noPid = false, hasGeometry = false;
     int width = 400, height = 300, x = 0, y = 0, strut = 0;
+    std::uint32_t background = 0;
+    bool hasBackground = false;
 
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -94,6 +97,8 @@ int main(int argc, char** argv)
             gtkExtents = next();
         else if (arg == "--no-pid")
             noPid = true;
+        else if (arg == "--background")
+            background = std::uint32_t(std::stoul(next(), nullptr, 16)), hasBackground = true;
         else
             return fail("unknown argument");
     }
@@ -116,7 +121,9 @@ int main(int argc, char** argv)
     }
 
     const xcb_window_t win = xcb_generate_id(conn);
-    const std::uint32_t values[] = {screen->white_pixel, XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE};
+    // A TrueColor root visual takes 0xRRGGBB as the pixel.
+    const std::uint32_t values[] = {hasBackground ? background : screen->white_pixel,
+                                    XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE};
     xcb_create_window(conn, XCB_COPY_FROM_PARENT, win, screen->root, std::int16_t(x), std::int16_t(y),
                       std::uint16_t(width), std::uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                       screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);

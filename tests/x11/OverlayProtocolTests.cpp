@@ -1,0 +1,189 @@
+// The overlay seen from the X server: what Mosaro asks of it during a whole session (never a
+// request that reads pixels), and keys typed together with the trigger landing in the overlay.
+
+#include "support/x11/MosaroAppDriver.h"
+#include "support/x11/X11Session.h"
+
+#include "Grid/ScreenGeometry.h"
+#include "Platform/KeyEvent.h"
+#include "Platform/LocalEventMonitors.h"
+#include "Platform/NotificationCenter.h"
+#include "Platform/X11/X11OverlayWindow.h"
+#include "Platform/X11/X11ScreenList.h"
+#include "Platform/X11/XcbXkb.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTimer>
+
+#include <xcb/xtest.h>
+
+#include <gtest/gtest.h>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+constexpr std::uint16_t kReturn = 36, kEscape = 53, kLeft = 123, kRight = 124, kUp = 126;
+constexpr std::uint8_t xReturn = 36, xUp = 111, xLeft = 113, xSuper = 133;
+
+class OverlayProtocolTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        session = std::make_unique<X11Session>(X11Session::Options{1280, 800, QStringLiteral("openbox")});
+        ASSERT_TRUE(session->ok()) << session->error().toStdString();
+    }
+    void TearDown() override
+    {
+        app.reset();
+        session.reset();
+    }
+
+    X11SessionClient target()
+    {
+        auto c = session->startClient({"--title", "Target", "--geometry", "400x300+200+150"});
+        EXPECT_TRUE(c);
+        if (c) {
+            EXPECT_TRUE(session->activateWindow(c->window));
+        }
+        return c.value_or(X11SessionClient{});
+    }
+
+    std::unique_ptr<X11Session> session;
+    std::unique_ptr<MosaroAppDriver> app;
+};
+
+// Every request of a session (start, trigger, moves, a region, commit, a second showing,
+// dismissal), recorded by xtrace between Mosaro and the server: none of them reads pixels.
+TEST_F(OverlayProtocolTest, NoRequestOfAWholeSessionReadsPixels)
+{
+    const QString trace = session->tempPath() + QStringLiteral("/protocol.txt");
+    // xtrace sits on a display of its own and forwards to the session's server.
+    const QString wrapper = session->tempPath() + QStringLiteral("/traced-mosaro");
+    int fake = 0;
+    for (fake = 400; fake < 500; ++fake)
+        if (!QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(fake)))
+            break;
+    {
+        QFile script(wrapper);
+        ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+        script.write(QStringLiteral("#!/bin/sh\nexec xtrace -n -d \"$DISPLAY\" -D :%1 -o '%2' -- '%3' \"$@\"\n")
+                         .arg(fake)
+                         .arg(trace, QStringLiteral(MOSARO_APP_PATH))
+                         .toUtf8());
+        script.close();
+        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    app = std::make_unique<MosaroAppDriver>(*session, wrapper);
+    ASSERT_TRUE(app->start()) << app->lastError().toStdString();
+    const auto window = target();
+    const ScreenRef screen = app->screenAt(0);
+
+    ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString();
+    ASSERT_TRUE(app->keys({{kRight, 0}, {kUp, ModifierFlag::shift}, {kReturn, 0}}));
+    const Rect expected = app->expectedFrame(screen, {3, 2}, 0, {{2, 1}, {2, 0}});
+    EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(window.window) == expected; }))
+        << describe(session->outerFrame(window.window)).toStdString();
+    ASSERT_TRUE(app->openOverlay());
+    ASSERT_TRUE(app->keys({{kLeft, 0}, {kEscape, 0}}));
+    ASSERT_TRUE(app->waitForNoOverlay());
+    app->stop();
+
+    QFile log(trace);
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly)) << "xtrace wrote nothing";
+    const QString text = QString::fromUtf8(log.readAll());
+    // The trace holds the session: the overlay's own drawing went through it.
+    EXPECT_TRUE(text.contains(QStringLiteral("GrabKeyboard")));
+    EXPECT_TRUE(text.contains(QStringLiteral("ShapeRectangles")) || text.contains(QStringLiteral("Rectangles")));
+    for (const char* reader : {"GetImage", "ShmGetImage", "CopyArea", "CopyPlane"}) {
+        const QRegularExpression request(QStringLiteral("Request\\([0-9,]+\\): %1\\b").arg(QLatin1String(reader)));
+        const auto match = request.match(text);
+        EXPECT_FALSE(match.hasMatch()) << reader << " sent: "
+                                       << text.mid(std::max(0, int(match.capturedStart()) - 200), 400).toStdString();
+    }
+}
+
+// Trigger, Up, Left, Return sent in one burst with no delay: the keys reach the overlay, in
+// order, and the window lands on the top-left cell; the target sees none of them.
+TEST_F(OverlayProtocolTest, KeysSentInOneBurstWithTheTriggerPlaceTheWindowExactly)
+{
+    app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
+    ASSERT_TRUE(app->start()) << app->lastError().toStdString();
+    const auto window = target();
+    const ScreenRef screen = app->screenAt(0);
+    const Rect expected = app->expectedFrame(screen, {3, 2}, 0, HighlightedRegion::single({0, 0}));
+    ASSERT_NE(session->outerFrame(window.window), expected);
+
+    for (int round = 0; round < 3; ++round) {
+        if (round > 0) {
+            // Back somewhere else, with a key of the overlay typed at once after the trigger.
+            ASSERT_TRUE(app->openOverlay());
+            ASSERT_TRUE(app->keys({{kRight, 0}, {kReturn, 0}}));
+            ASSERT_TRUE(session->waitUntil([&] { return session->outerFrame(window.window) != expected; }));
+        }
+        X11Connection& c = session->connection();
+        auto fake = [&](std::uint8_t type, std::uint8_t code) {
+            xcb_test_fake_input(c.connection(), type, code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        };
+        for (std::uint8_t code : {xSuper, xReturn})
+            fake(XCB_KEY_PRESS, code);
+        for (std::uint8_t code : {xReturn, xSuper})
+            fake(XCB_KEY_RELEASE, code);
+        for (std::uint8_t code : {xUp, xLeft, xReturn}) {
+            fake(XCB_KEY_PRESS, code);
+            fake(XCB_KEY_RELEASE, code);
+        }
+        c.flush();
+        EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(window.window) == expected; }))
+            << "round " << round << ": " << describe(session->outerFrame(window.window)).toStdString() << "\n"
+            << app->logText().toStdString();
+        ASSERT_TRUE(app->waitForNoOverlay());
+    }
+}
+
+// A desktop's own shortcut daemon may still hold the keyboard when it starts Mosaro's trigger:
+// the panel shows at once and takes the keyboard from the event loop as soon as it is free.
+TEST_F(OverlayProtocolTest, APanelTakesTheKeyboardFromTheEventLoopOnceAnotherClientLetsGo)
+{
+    int argc = 0;
+    QCoreApplication application(argc, nullptr);
+    X11Connection connection(session->displayName());
+    connection.attachToEventLoop();
+    X11ScreenList screens(connection);
+    LocalEventMonitors monitors;
+    NotificationCenter center;
+    X11OverlayWindowFactory factory(connection, screens, monitors, center, nullptr);
+
+    X11Connection daemon(session->displayName());
+    auto held = daemon.reply<xcb_grab_keyboard_reply_t>(
+        xcb_grab_keyboard_reply, xcb_grab_keyboard(daemon.connection(), 0, daemon.root(), XCB_CURRENT_TIME,
+                                                   XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    ASSERT_TRUE(held && (*held)->status == XCB_GRAB_STATUS_SUCCESS);
+
+    auto panel = factory.makeOverlayWindow();
+    panel->setFrame(screens.screens().front()->visibleFrame());
+    panel->takeKeyboard();
+    panel->makeKeyAndOrderFront();
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_FALSE(panel->isKeyWindow());
+
+    // The daemon lets go from the event loop too: the panel cannot have been sleeping.
+    QTimer::singleShot(50, [&] {
+        xcb_ungrab_keyboard(daemon.connection(), XCB_CURRENT_TIME);
+        daemon.flush();
+    });
+    QElapsedTimer clock;
+    clock.start();
+    while (!panel->isKeyWindow() && clock.elapsed() < 3000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    EXPECT_TRUE(panel->isKeyWindow());
+    panel->close();
+    EXPECT_FALSE(panel->isVisible());
+}
+
+} // namespace
