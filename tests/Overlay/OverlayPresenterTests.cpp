@@ -549,12 +549,11 @@ TEST_F(OverlayPresenterTest, StopDisablesTheTriggerSavesAndRemovesObservers)
     EXPECT_EQ(factory.made.size(), 1u);
 }
 
-} // namespace
-
 // Keys typed right after the trigger must reach the panel: it asks for the keyboard before
 // anything else happens to it, on every showing, a jump's included.
 TEST_F(OverlayPresenterTest, ThePanelTakesTheKeyboardBeforeItIsFilledOrShown)
 {
+    presenter->start();
     pressTrigger();
     ASSERT_EQ(factory.made.size(), 1u);
     EXPECT_TRUE(factory.made[0]->keyboardTakenFirst);
@@ -562,3 +561,5 @@ TEST_F(OverlayPresenterTest, ThePanelTakesTheKeyboardBeforeItIsFilledOrShown)
     ASSERT_EQ(factory.made.size(), 2u);
     EXPECT_TRUE(factory.made[1]->keyboardTakenFirst);
 }
+
+} // namespace
