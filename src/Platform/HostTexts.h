@@ -13,6 +13,17 @@ namespace mosaro {
 // never go through this table.
 enum class HostText {
     welcomeSubtitle,
+    launchAtLoginFooter,
+    aboutDescription,
+    accessibilityAccessRow,
+    permissionNotDeterminedExplanation,
+    permissionDeniedExplanation,
+    openAccessibilitySettingsButton,
+    openAccessibilitySettingsHelp,
+    showWelcomeAgainHelp,
+    permissionGrantedTooltip,
+    permissionDeniedTooltip,
+    permissionNotDeterminedTooltip,
 };
 
 struct HostTextEntry {
