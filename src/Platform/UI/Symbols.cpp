@@ -94,6 +94,20 @@ void paintGlyph(QPainter& p, Symbol symbol, const QColor& color)
         }
         break;
     }
+    case Symbol::lockShield: {
+        QPainterPath shield;
+        shield.moveTo(12, 2);
+        shield.lineTo(20.5, 5.2);
+        shield.cubicTo(20.5, 13.5, 17, 19, 12, 22);
+        shield.cubicTo(7, 19, 3.5, 13.5, 3.5, 5.2);
+        shield.closeSubpath();
+        p.drawPath(shield);
+        p.drawArc(QRectF(9.6, 7.2, 4.8, 5.6), 0, 180 * 16);
+        p.setPen(Qt::NoPen);
+        p.setBrush(color);
+        p.drawRoundedRect(QRectF(8.6, 10.4, 6.8, 5.6), 1, 1);
+        break;
+    }
     case Symbol::questionmarkCircle: {
         p.drawEllipse(QPointF(12, 12), 9.5, 9.5);
         QPainterPath hook;
@@ -166,6 +180,8 @@ QString themeIconName(Symbol symbol)
         return QStringLiteral("dialog-warning");
     case Symbol::questionmarkCircle:
         return QStringLiteral("dialog-question");
+    case Symbol::lockShield:
+        return QStringLiteral("security-high");
     }
     return {};
 }

@@ -20,6 +20,7 @@ enum class Symbol {
     checkmarkCircleFill,     // granted
     exclamationTriangleFill, // refused
     questionmarkCircle,      // not asked yet
+    lockShield,              // privacy
 };
 
 // The freedesktop icon name looked up first.

@@ -1,5 +1,8 @@
 #include "Shortcuts/UI/ConflictAlert.h"
 
+#include "Platform/UI/Symbols.h"
+
+#include <QGridLayout>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
@@ -16,11 +19,17 @@ bool confirmConflict(QWidget* parent, const ShortcutConflict& conflict, const Ke
     box->setObjectName(QStringLiteral("shortcutConflictAlert"));
     box->setWindowTitle(QStringLiteral("Mosaro"));
     box->setIcon(QMessageBox::Warning);
+    // Drawn at the screen's density rather than the style's small bitmap.
+    box->setIconPixmap(symbolIcon(Symbol::displayWarning).pixmap(QSize(40, 40), box->devicePixelRatioF()));
     box->setText(alert.messageText);
     box->setInformativeText(alert.informativeText);
     QPushButton* useAnyway = box->addButton(alert.buttons.value(0), QMessageBox::AcceptRole);
     QPushButton* cancel = box->addButton(alert.buttons.value(1), QMessageBox::RejectRole);
     box->setDefaultButton(useAnyway);
+    // Wide enough that the sentence reads in a few lines rather than a narrow column.
+    if (auto* grid = qobject_cast<QGridLayout*>(box->layout()))
+        grid->addItem(new QSpacerItem(380, 0, QSizePolicy::Minimum, QSizePolicy::Expanding), grid->rowCount(), 0, 1,
+                      grid->columnCount());
     box->setEscapeButton(cancel);
     box->exec();
     if (!alive)
