@@ -30,8 +30,11 @@ inline void ensureApplication()
     static int argc = 1;
     static char name[] = "mosaro_settings_ui_tests";
     static char* argv[] = {name, nullptr};
-    if (!QApplication::instance())
-        new QApplication(argc, argv); // lives until the process ends
+    if (QApplication::instance())
+        return;
+    // Widget tests never need a display, whatever the environment says.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    new QApplication(argc, argv); // lives until the process ends
 }
 
 // A key as the X11 platform delivers it: the X keycode as native scan code and the X modifier
