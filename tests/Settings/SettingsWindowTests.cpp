@@ -7,7 +7,6 @@
 #include "WidgetTestSupport.h"
 
 #include <QCheckBox>
-#include <QDesktopServices>
 #include <QFile>
 #include <QFileInfo>
 #include <QLabel>
@@ -19,17 +18,6 @@ using namespace mosaro;
 using namespace mosaro::test;
 
 namespace {
-
-// Remembers the links the desktop was asked to open.
-class UrlCatcher : public QObject {
-    Q_OBJECT
-public:
-    UrlCatcher() { QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "open"); }
-    ~UrlCatcher() override { QDesktopServices::unsetUrlHandler(QStringLiteral("https")); }
-    QStringList opened;
-public Q_SLOTS:
-    void open(const QUrl& url) { opened.push_back(url.toString()); }
-};
 
 class SettingsWindowLayout : public SettingsWindowTest {};
 
@@ -333,5 +321,3 @@ TEST_F(AboutPaneTest, ShowAgainOpensTheWelcomeWindowEvenWhenGranted)
 }
 
 } // namespace
-
-#include "SettingsWindowTests.moc"

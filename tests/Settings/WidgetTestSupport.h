@@ -13,11 +13,13 @@
 #include "support/ShortcutPackageFixture.h"
 
 #include <QApplication>
+#include <QDesktopServices>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QUrl>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -109,6 +111,17 @@ inline std::shared_ptr<AlertAnswer> answerNextAlert(const QString& button)
     });
     return answer;
 }
+
+// Remembers the links the desktop was asked to open.
+class UrlCatcher : public QObject {
+    Q_OBJECT
+public:
+    UrlCatcher() { QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "open"); }
+    ~UrlCatcher() override { QDesktopServices::unsetUrlHandler(QStringLiteral("https")); }
+    QStringList opened;
+public Q_SLOTS:
+    void open(const QUrl& url) { opened.push_back(url.toString()); }
+};
 
 // The shortcut package, the permission, the displays, the updater and a preferences file, all
 // stand-ins, around a real settings window.
