@@ -7,6 +7,7 @@
 #include "Platform/NotificationCenter.h"
 #include "Platform/Screen.h"
 #include "Platform/System.h"
+#include "Preferences/PreferencesFile.h"
 #include "WindowControl/FocusedWindowResolver.h"
 #include "WindowControl/WindowManipulating.h"
 
@@ -30,9 +31,6 @@ struct OverlayPlatform {
     NotificationCenter& workspaceCenter;
     QString preferencesPath; // the preferences document, read afresh on every showing
 };
-
-inline const QString preferencesDidChangeOnDiskNotification =
-    QStringLiteral("tech.brenmark.mosaro.preferencesDidChangeOnDisk");
 
 // Runs the overlay: one session at a time, from the trigger to a commit or a dismissal.
 class OverlayPresenter : public std::enable_shared_from_this<OverlayPresenter> {

@@ -5,6 +5,14 @@
 
 namespace mosaro {
 
+void continueFromWelcome(PermissionGate& gate)
+{
+    if (gate.check(false).kind == PermissionState::Kind::notDetermined)
+        gate.requestAccess();
+    else
+        gate.openAccessibilitySettings();
+}
+
 OnboardingPresenter& OnboardingPresenter::shared()
 {
     static OnboardingPresenter presenter;

@@ -38,6 +38,10 @@ public:
     virtual void activateIgnoringOtherApps() = 0;
 };
 
+// What the welcome window's main button does: asks the platform to prompt when the user was
+// never asked, else opens the platform's settings page for the permission.
+void continueFromWelcome(PermissionGate& gate);
+
 // Shows the welcome window at launch when permission is missing, and on demand.
 class OnboardingPresenter {
 public:

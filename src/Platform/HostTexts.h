@@ -48,6 +48,18 @@ enum class HostText {
     keypadKey, // %1 is the key's own character
     keypadClear,
     keypadEnter,
+    // The settings window.
+    launchAtLoginFooter,
+    aboutDescription,
+    accessibilityAccessRow,
+    permissionNotDeterminedExplanation,
+    permissionDeniedExplanation,
+    openAccessibilitySettingsButton,
+    openAccessibilitySettingsHelp,
+    showWelcomeAgainHelp,
+    permissionGrantedTooltip,
+    permissionDeniedTooltip,
+    permissionNotDeterminedTooltip,
 };
 
 struct HostTextEntry {

@@ -15,6 +15,11 @@ struct PreferencesError {
 
 QString toString(const PreferencesError& error);
 
+// Posted on the default centre, without sender or user info, right after someone other than the
+// preferences store rewrote the file (the overlay after a grid resize).
+inline const QString preferencesDidChangeOnDiskNotification =
+    QStringLiteral("tech.brenmark.mosaro.preferencesDidChangeOnDisk");
+
 // <XDG data dir>/Mosaro/preferences.json. The folder is not created here.
 QString preferencesFileURL();
 

@@ -13,12 +13,17 @@ TEST(HostTexts, EveryEntrySitsAtItsIndexAndNamesNoOriginalFacility)
         EXPECT_EQ(static_cast<std::size_t>(table[i].id), i);
         const QString linux = QString::fromUtf8(table[i].linux);
         EXPECT_NE(linux, QString::fromUtf8(table[i].original)) << i;
-        for (const char* word : {"macOS", "Mac", "System Settings", "menu bar", "Dock", "⌘", "⌥", "⌃", "⇧"})
+        for (const char* word :
+             {"macOS", "Mac", "System Settings", "Accessibility", "menu bar", "Dock", "⌘", "⌥", "⌃", "⇧"})
             EXPECT_FALSE(linux.contains(QString::fromUtf8(word))) << linux.toStdString() << " names " << word;
     }
     EXPECT_EQ(hostText(HostText::welcomeSubtitle),
               QStringLiteral("A keyboard-driven window tiler for Linux desktops."));
     EXPECT_EQ(originalHostText(HostText::welcomeSubtitle), QStringLiteral("A keyboard-driven window tiler for macOS."));
+    EXPECT_EQ(originalHostText(HostText::launchAtLoginFooter),
+              QStringLiteral("Automatically start Mosaro when you log in to your Mac."));
+    EXPECT_EQ(hostText(HostText::launchAtLoginFooter),
+              QStringLiteral("Automatically start Mosaro when you log in to your desktop."));
 }
 
 // The forms first written stay beside the Linux ones: the key symbols, the menu's slot.

@@ -35,6 +35,7 @@
 #include "Platform/X11/X11ScreenList.h"
 #include "Platform/X11/XkbKeyboardLayout.h"
 #include "Preferences/PreferencesFile.h"
+#include "Settings/UI/SettingsWindow.h"
 #include "Updates/AppcastUpdateService.h"
 #include "Updates/UI/UpdateAnswerDialog.h"
 #include "Updates/UpdaterController.h"
@@ -52,15 +53,6 @@ namespace mosaro {
 
 namespace {
 
-constexpr const char* settingsMissingMessage = "the settings window is not part of this build yet";
-
-void runOrLog(const std::function<void()>& action, const char* missing)
-{
-    if (action)
-        action();
-    else
-        Log::lifecycle().info(missing);
-}
 
 } // namespace
 
@@ -125,11 +117,10 @@ struct MosaroApplication::Services {
     AppcastUpdateService updateService;
     UpdaterController updater;
     XdgAutostartLoginItemService loginItems;
+    std::unique_ptr<SettingsWindowController> settings;
     std::unique_ptr<MenuContent> menu;
     std::unique_ptr<TrayMenu> tray;
     QPointer<AboutDialog> about;
-
-    std::function<void()> openSettings;
     bool terminated = false;
 };
 
@@ -194,6 +185,7 @@ void MosaroApplication::terminate()
     s.tray->hide();
     if (s.about)
         s.about->close();
+    s.settings.reset();
 }
 
 void MosaroApplication::handle(RemoteCommand command)
@@ -228,23 +220,31 @@ void MosaroApplication::showAbout()
 
 void MosaroApplication::openSettings()
 {
-    runOrLog(m_services->openSettings, settingsMissingMessage);
+    Services& s = *m_services;
+    // The window needs the permission gate, which the launch builds.
+    PermissionGate* gate = s.delegate.permissionGate();
+    if (!gate)
+        return;
+    if (!s.settings) {
+        s.settings = std::make_unique<SettingsWindowController>(SettingsEnvironment{
+            NotificationCenter::defaultCenter(),
+            s.screens,
+            s.loginItems,
+            s.updater,
+            *gate,
+            s.scheduler,
+            OnboardingPresenter::shared(),
+            BundleFacts{s.bundle.shortVersion(), s.bundle.buildVersion(), QStringLiteral("tech.brenmark.mosaro")},
+        });
+    }
+    s.application.activateIgnoringOtherApps();
+    s.settings->show();
 }
 
 void MosaroApplication::showSettingsFromOutside()
 {
     m_services->application.activateIgnoringOtherApps();
-    if (m_services->openSettings) {
-        m_services->openSettings();
-        return;
-    }
     openSettings();
-    showAbout();
-}
-
-void MosaroApplication::setOpenSettings(std::function<void()> action)
-{
-    m_services->openSettings = std::move(action);
 }
 
 AppDelegate& MosaroApplication::delegate()

@@ -34,12 +34,8 @@ public:
     void handle(RemoteCommand command);
 
     void showAbout();
-    // The settings window when one is wired in; until then the log says so and, when asked from
-    // outside, About shows instead.
+    // Opens the settings window, or brings it to the front.
     void openSettings();
-
-    // What other parts of the application supply. Unset, the menu entries log and do nothing else.
-    void setOpenSettings(std::function<void()> action);
 
     AppDelegate& delegate();
     UpdaterController& updater();

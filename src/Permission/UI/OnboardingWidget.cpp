@@ -1,6 +1,7 @@
 #include "Permission/UI/OnboardingWidget.h"
 
 #include "Platform/HostTexts.h"
+#include "Platform/UI/Symbols.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -17,15 +18,15 @@ namespace mosaro {
 
 namespace {
 
-QWidget* section(const QString& iconName, QStyle::StandardPixmap fallback, const QString& heading, const QString& body)
+QWidget* section(Symbol symbol, const QString& heading, const QString& body)
 {
     auto* row = new QWidget;
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(12);
     auto* icon = new QLabel;
-    const QIcon themed = QIcon::fromTheme(iconName, QApplication::style()->standardIcon(fallback));
-    icon->setPixmap(themed.pixmap(22, 22));
+    // At the screen's density, so it stays sharp on a 2x display.
+    icon->setPixmap(symbolIcon(symbol).pixmap(QSize(22, 22), icon->devicePixelRatioF()));
     icon->setFixedWidth(28);
     icon->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
     layout->addWidget(icon, 0, Qt::AlignTop);
@@ -78,15 +79,14 @@ OnboardingWidget::OnboardingWidget(QWidget* parent) : QWidget(parent)
     layout->addWidget(title);
     layout->addWidget(subtitle);
 
-    layout->addWidget(section(QStringLiteral("preferences-desktop-accessibility"), QStyle::SP_MessageBoxInformation,
-                              hostText(HostText::welcomeAccessHeading), hostText(HostText::welcomeAccessBody)));
-    layout->addWidget(section(QStringLiteral("security-high"), QStyle::SP_MessageBoxWarning,
-                              QStringLiteral("What Mosaro does not see"),
+    layout->addWidget(section(Symbol::infoCircle, hostText(HostText::welcomeAccessHeading),
+                              hostText(HostText::welcomeAccessBody)));
+    layout->addWidget(section(Symbol::lockShield, QStringLiteral("What Mosaro does not see"),
                               QStringLiteral("Window contents are never read. Keystrokes outside the shortcuts you "
                                              "configure are not captured. Nothing is sent anywhere — Mosaro works "
                                              "fully offline.")));
-    layout->addWidget(section(QStringLiteral("preferences-system"), QStyle::SP_FileDialogDetailedView,
-                              QStringLiteral("Changing your mind later"), hostText(HostText::welcomeChangeBody)));
+    layout->addWidget(section(Symbol::gear, QStringLiteral("Changing your mind later"),
+                              hostText(HostText::welcomeChangeBody)));
 
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(12);

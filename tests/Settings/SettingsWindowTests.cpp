@@ -1,0 +1,323 @@
+#include "Permission/UI/PermissionStatusBadge.h"
+#include "Platform/HostTexts.h"
+#include "Preferences/PreferencesJson.h"
+#include "Settings/UI/AboutPane.h"
+#include "Settings/UI/GeneralPane.h"
+#include "Settings/UI/LabeledStepper.h"
+#include "WidgetTestSupport.h"
+
+#include <QCheckBox>
+#include <QFile>
+#include <QFileInfo>
+#include <QLabel>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QUrl>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+class SettingsWindowLayout : public SettingsWindowTest {};
+
+TEST_F(SettingsWindowLayout, ThreeTabsAFixedContentAndATitleThatFollowsTheSelection)
+{
+    SettingsWindow& w = open();
+    EXPECT_EQ(w.size(), QSize(580, 600));
+    EXPECT_EQ(w.minimumSize(), w.maximumSize());
+    ASSERT_EQ(w.tabs()->count(), 3);
+    EXPECT_EQ(w.tabs()->tabText(0), "General");
+    EXPECT_EQ(w.tabs()->tabText(1), "Shortcuts");
+    EXPECT_EQ(w.tabs()->tabText(2), "About");
+    for (int i = 0; i < 3; ++i)
+        EXPECT_FALSE(w.tabs()->tabIcon(i).pixmap(QSize(16, 16), 2.0).isNull()) << i;
+    EXPECT_EQ(w.selectedPane(), SettingsPane::general);
+    EXPECT_EQ(w.windowTitle(), "Mosaro Settings - General");
+    w.tabs()->setCurrentIndex(1);
+    EXPECT_EQ(w.windowTitle(), "Mosaro Settings - Shortcuts");
+}
+
+TEST_F(SettingsWindowLayout, OpenToPaneSelectsAKnownPaneAndIgnoresAnythingElse)
+{
+    SettingsWindow& w = open();
+    center.post(openSettingsToPaneNotification, nullptr, {{"pane", "about"}});
+    EXPECT_EQ(w.selectedPane(), SettingsPane::about);
+    EXPECT_EQ(w.windowTitle(), "Mosaro Settings - About");
+    for (const QVariantMap& info : {QVariantMap{{"pane", "appearance"}}, QVariantMap{{"pane", 1}}, QVariantMap{}}) {
+        center.post(openSettingsToPaneNotification, nullptr, info);
+        EXPECT_EQ(w.selectedPane(), SettingsPane::about);
+    }
+}
+
+TEST_F(SettingsWindowLayout, ControllerOpensOneWindowRemembersARequestedPaneAndClosesLikeATitledWindow)
+{
+    SettingsWindowController controller(environment());
+    std::vector<bool> closings;
+    center.addObserver(PlatformNotifications::windowWillClose, nullptr, [&](const Notification& note) {
+        closings.push_back(note.userInfo.value(PlatformNotifications::windowIsTitledKey).toBool());
+    });
+
+    // Asked for before the window exists: it opens there.
+    center.post(openSettingsToPaneNotification, nullptr, openSettingsToPaneUserInfo(SettingsPane::shortcuts));
+    controller.show();
+    SettingsWindow* first = controller.window();
+    ASSERT_TRUE(first && first->isVisible());
+    EXPECT_EQ(first->selectedPane(), SettingsPane::shortcuts);
+    controller.show();
+    EXPECT_EQ(controller.window(), first) << "a second show brings the same window forward";
+
+    first->close();
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(closings, std::vector<bool>{true});
+    EXPECT_EQ(controller.window(), nullptr);
+    controller.show();
+    ASSERT_NE(controller.window(), nullptr);
+    EXPECT_EQ(controller.window()->selectedPane(), SettingsPane::general) << "a new window starts on General";
+}
+
+class GeneralPaneTest : public SettingsWindowTest {
+protected:
+    GeneralPane& pane() { return *open().generalPane(); }
+    Preferences onDisk() { return loadPreferences(path).valueOr(Preferences{}); }
+};
+
+TEST_F(GeneralPaneTest, SteppersHoldTheirRangesAndEveryEditIsSaved)
+{
+    GeneralPane& p = pane();
+    const std::pair<LabeledStepper*, StepperRange> steppers[] = {
+        {p.columnsStepper(), columnsRange}, {p.rowsStepper(), rowsRange}, {p.marginStepper(), marginRange}};
+    for (const auto& [stepper, range] : steppers) {
+        QSpinBox* spin = stepper->spinBox();
+        EXPECT_EQ(spin->minimum(), range.lowest);
+        EXPECT_EQ(spin->maximum(), range.highest);
+        EXPECT_EQ(spin->singleStep(), 1);
+        EXPECT_TRUE(spin->alignment() & Qt::AlignRight);
+        spin->setValue(int(range.highest) + 5);
+        EXPECT_EQ(spin->value(), range.highest);
+        spin->stepUp();
+        EXPECT_EQ(spin->value(), range.highest);
+        spin->setValue(int(range.lowest) - 5);
+        EXPECT_EQ(spin->value(), range.lowest);
+        spin->stepDown();
+        EXPECT_EQ(spin->value(), range.lowest);
+    }
+    EXPECT_EQ(p.columnsStepper()->labelWidget()->text(), "Columns");
+    EXPECT_EQ(p.rowsStepper()->labelWidget()->text(), "Rows");
+
+    p.columnsStepper()->spinBox()->setValue(5);
+    p.rowsStepper()->spinBox()->setValue(4);
+    p.marginStepper()->spinBox()->setValue(8);
+    EXPECT_EQ(p.marginStepper()->labelWidget()->text(), "8 px");
+    const ProSettings saved = onDisk().proSettings;
+    EXPECT_EQ(saved.globalGrid, (GridDimensions{5, 4}));
+    EXPECT_EQ(saved.margin, 8);
+    EXPECT_EQ(window->preferencesStore().proSettings(), saved);
+}
+
+TEST_F(GeneralPaneTest, PerDisplaySectionsForConnectedAndDisconnectedDisplays)
+{
+    screens.add({0, 0, 1920, 1080}, "HDMI-1");
+    screens.add({1920, 0, 1280, 1024}, "DP-2");
+    Preferences prefs;
+    prefs.proSettings.globalGrid = {4, 3};
+    prefs.proSettings.perDisplayGrids.overrides = {{"Projector", {2, 1}}};
+    ASSERT_TRUE(savePreferences(prefs, path));
+    GeneralPane& p = pane();
+    EXPECT_TRUE(p.displaySections().isEmpty()) << "per-display mode is off";
+
+    p.perDisplaySwitch()->click();
+    EXPECT_TRUE(onDisk().proSettings.perDisplayMode);
+    EXPECT_EQ(p.columnsStepper(), nullptr);
+    auto sections = p.displaySections();
+    ASSERT_EQ(sections.size(), 3);
+    EXPECT_EQ(sections[0]->entry(), (ScreenEntry{"HDMI-1", true}));
+    EXPECT_EQ(sections[1]->entry(), (ScreenEntry{"DP-2", true}));
+    EXPECT_EQ(sections[2]->entry(), (ScreenEntry{"Projector", false}));
+    EXPECT_EQ(sections[0]->notConnectedLabel(), nullptr);
+    ASSERT_NE(sections[2]->notConnectedLabel(), nullptr);
+    EXPECT_EQ(sections[2]->notConnectedLabel()->text(), "(not connected)");
+    EXPECT_NE(sections[2]->findChild<QLabel*>("notConnectedIcon"), nullptr);
+    EXPECT_EQ(sections[2]->resetButton()->text(), "Reset");
+    EXPECT_EQ(sections[2]->resetButton()->toolTip(), "Use the global grid for this display");
+    EXPECT_EQ(sections[0]->columns()->value(), 4) << "no entry: the global grid";
+    EXPECT_EQ(sections[2]->columns()->value(), 2);
+
+    // The first change on a display creates its entry from what it showed.
+    sections[1]->rows()->spinBox()->setValue(6);
+    EXPECT_EQ(onDisk().proSettings.perDisplayGrids.overrides,
+              (std::map<QString, GridDimensions>{{"DP-2", {4, 6}}, {"Projector", {2, 1}}}));
+
+    // "Reset" on the disconnected one drops its entry, and its section goes.
+    sections[2]->resetButton()->click();
+    EXPECT_FALSE(onDisk().proSettings.perDisplayGrids.overrides.contains("Projector"));
+    sections = p.displaySections();
+    ASSERT_EQ(sections.size(), 2);
+
+    // Hot-plugging rebuilds the list.
+    screens.add({3200, 0, 800, 600}, "VGA-1");
+    center.post(PlatformNotifications::screenParametersDidChange);
+    EXPECT_EQ(p.refreshTick(), 1);
+    EXPECT_EQ(p.displaySections().size(), 3);
+
+    // Off and on again: the entries are kept.
+    p.perDisplaySwitch()->click();
+    EXPECT_EQ(onDisk().proSettings.perDisplayGrids.overrides.size(), 1u);
+    ASSERT_NE(p.columnsStepper(), nullptr);
+    p.perDisplaySwitch()->click();
+    EXPECT_EQ(p.displaySections().size(), 3);
+}
+
+TEST_F(GeneralPaneTest, NoDisplaysDetected)
+{
+    GeneralPane& p = pane();
+    p.perDisplaySwitch()->click();
+    ASSERT_NE(p.noDisplaysLabel(), nullptr);
+    EXPECT_EQ(p.noDisplaysLabel()->text(), "No displays detected.");
+    EXPECT_TRUE(p.displaySections().isEmpty());
+}
+
+TEST_F(GeneralPaneTest, AResizeSavedByTheOverlayShowsAtOnceWithoutBeingWrittenBack)
+{
+    GeneralPane& p = pane();
+    p.columnsStepper()->spinBox()->setValue(4); // the file exists from here on
+    Preferences resized = window->preferencesStore().preferences();
+    resized.proSettings.globalGrid = {6, 2};
+    const QByteArray bytes = PreferencesJson::encode(resized);
+    {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(bytes);
+        file.setFileTime(QDateTime::currentDateTime().addSecs(-60), QFileDevice::FileModificationTime);
+    }
+    const QDateTime stamp = QFileInfo(path).lastModified();
+    center.post(preferencesDidChangeOnDiskNotification);
+    EXPECT_EQ(p.columnsStepper()->value(), 6);
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), bytes);
+    EXPECT_EQ(QFileInfo(path).lastModified(), stamp);
+}
+
+TEST_F(GeneralPaneTest, LaunchAtLoginAndLegalLinks)
+{
+    UrlCatcher catcher;
+    GeneralPane& p = pane();
+    EXPECT_FALSE(p.launchAtLoginSwitch()->isChecked());
+    p.launchAtLoginSwitch()->click();
+    EXPECT_TRUE(p.launchAtLoginSwitch()->isChecked());
+    EXPECT_EQ(loginItems.registered, LoginItemService::RegistrationStatus::enabled);
+
+    loginItems.failWith = QStringLiteral("read-only autostart folder");
+    p.launchAtLoginSwitch()->click();
+    EXPECT_TRUE(p.launchAtLoginSwitch()->isChecked()) << "springs back to what the platform holds";
+
+    ASSERT_EQ(p.legalLinkLabels().size(), 2);
+    EXPECT_TRUE(p.legalLinkLabels()[0]->text().contains("Terms of Service"));
+    EXPECT_TRUE(p.legalLinkLabels()[1]->text().contains("Privacy Policy"));
+    for (QLabel* link : p.legalLinkLabels())
+        Q_EMIT link->linkActivated(link->toolTip());
+    ASSERT_EQ(legalLinks().size(), 2u);
+    EXPECT_EQ(catcher.opened, (QStringList{legalLinks()[0].url, legalLinks()[1].url}));
+    for (const LegalLink& link : legalLinks())
+        EXPECT_TRUE(QUrl(link.url).isValid() && link.url.startsWith("https://")) << link.url.toStdString();
+}
+
+class AboutPaneTest : public SettingsWindowTest {
+protected:
+    AboutPane& pane()
+    {
+        SettingsWindow& w = open();
+        w.selectPane(SettingsPane::about);
+        QApplication::processEvents();
+        return *w.aboutPane();
+    }
+};
+
+TEST_F(AboutPaneTest, VersionRowWithMissingValues)
+{
+    bundle = {};
+    AboutPane& p = pane();
+    EXPECT_EQ(p.versionValue()->text(), "— (—)");
+    EXPECT_EQ(p.bundleIdentifierValue()->text(), "—");
+}
+
+TEST_F(AboutPaneTest, BadgeAndExplanationFollowThePermissionWhileShown)
+{
+    AboutPane& p = pane();
+    EXPECT_EQ(p.versionValue()->text(), "0.1.0 (12)");
+    EXPECT_EQ(p.badge()->state(), PermissionState::notDetermined());
+    EXPECT_EQ(PermissionStatusBadge::label(p.badge()->state()), "Not requested yet");
+    ASSERT_EQ(scheduler.timers.size(), 1u);
+    EXPECT_EQ(scheduler.timers.begin()->second.seconds, 1.0);
+
+    // The window manager comes up: the next tick shows it.
+    trust.trusted = true;
+    scheduler.fireAll();
+    EXPECT_EQ(p.badge()->state(), PermissionState::granted());
+    EXPECT_EQ(p.explanation()->text(), "Mosaro can move and resize windows. You're all set.");
+    EXPECT_FALSE(p.openSettingsButton()->isEnabled());
+
+    trust.trusted = false;
+    defaults.setBool(PermissionGate::promptFlagKey, true);
+    scheduler.fireAll();
+    EXPECT_EQ(PermissionStatusBadge::label(p.badge()->state()), "Not granted");
+    EXPECT_EQ(p.explanation()->text(), hostText(HostText::permissionDeniedExplanation));
+    EXPECT_EQ(p.badge()->toolTip(), hostText(HostText::permissionDeniedTooltip));
+    p.openSettingsButton()->click();
+    EXPECT_EQ(urls.opened.size(), 1u);
+
+    // Leaving the tab stops the poll.
+    window->selectPane(SettingsPane::general);
+    QApplication::processEvents();
+    EXPECT_TRUE(scheduler.timers.empty());
+}
+
+TEST_F(AboutPaneTest, UpdateControls)
+{
+    updates.canCheck = false;
+    UpdaterController controller(updates);
+    int willChange = 0;
+    QObject::connect(&controller, &UpdaterController::objectWillChange, [&] {
+        ++willChange;
+        EXPECT_TRUE(updates.automatic) << "announced before it is written";
+    });
+    window = std::make_unique<SettingsWindow>(SettingsEnvironment{
+        center, screens, loginItems, controller, gate, scheduler, OnboardingPresenter::shared(), bundle, path});
+    window->selectPane(SettingsPane::about);
+    window->show();
+    AboutPane& p = *window->aboutPane();
+    EXPECT_FALSE(p.checkForUpdatesButton()->isEnabled());
+    updates.reportCanCheck(true);
+    EXPECT_TRUE(p.checkForUpdatesButton()->isEnabled());
+    p.checkForUpdatesButton()->click();
+    EXPECT_EQ(updates.checks, 1);
+
+    EXPECT_TRUE(p.automaticChecksSwitch()->isChecked());
+    p.automaticChecksSwitch()->click();
+    EXPECT_EQ(willChange, 1);
+    EXPECT_FALSE(updates.automatic);
+    EXPECT_FALSE(p.automaticChecksSwitch()->isChecked());
+}
+
+TEST_F(AboutPaneTest, ShowAgainOpensTheWelcomeWindowEvenWhenGranted)
+{
+    trust.trusted = true;
+    AboutPane& p = pane();
+    EXPECT_EQ(p.showAgainButton()->text(), "Show again");
+    p.showAgainButton()->click();
+    ASSERT_TRUE(OnboardingPresenter::shared().isOpen());
+    int welcomes = 0;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (qobject_cast<OnboardingWidget*>(w) && w->isVisible())
+            ++welcomes;
+    EXPECT_EQ(welcomes, 1);
+    p.showAgainButton()->click();
+    welcomes = 0;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (qobject_cast<OnboardingWidget*>(w) && w->isVisible())
+            ++welcomes;
+    EXPECT_EQ(welcomes, 1) << "never a second one";
+}
+
+} // namespace

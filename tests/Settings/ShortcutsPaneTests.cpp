@@ -1,0 +1,248 @@
+#include "KeyboardShortcuts/Key.h"
+#include "Overlay/OverlayKeyDecoder.h"
+#include "Settings/UI/ShortcutsPane.h"
+#include "Shortcuts/UI/ShortcutRecorderWidget.h"
+#include "WidgetTestSupport.h"
+
+#include <QToolButton>
+
+using namespace mosaro;
+using namespace mosaro::test;
+using KeyboardShortcuts::Key;
+using KeyboardShortcuts::Shortcut;
+namespace Flag = ModifierFlag;
+
+namespace {
+
+constexpr std::uint16_t kJ = 38;
+constexpr std::uint16_t kT = 17;
+constexpr std::uint16_t kQ = 12;
+constexpr std::uint16_t kReturn = 36;
+constexpr std::uint16_t kEscape = 53;
+constexpr std::uint16_t kUp = 126;
+constexpr std::uint32_t carbonCommand = 0x100;
+constexpr std::uint32_t carbonControlOption = 0x1000 | 0x800;
+
+class ShortcutsPaneTest : public SettingsWindowTest {
+protected:
+    ShortcutsPane& pane()
+    {
+        SettingsWindow& w = open();
+        w.selectPane(SettingsPane::shortcuts);
+        QApplication::processEvents();
+        return *w.shortcutsPane();
+    }
+    ShortcutRecorderWidget& row(HotkeyAction action)
+    {
+        ShortcutRecorderWidget* r = window->shortcutsPane()->recorder(action);
+        EXPECT_NE(r, nullptr);
+        return *r;
+    }
+    // Clicks the row's recorder and types the combination into it.
+    void record(HotkeyAction action, std::uint16_t key, std::uint64_t flags = 0)
+    {
+        row(action).mainButton()->click();
+        ASSERT_TRUE(row(action).isRecording());
+        typeCombination(key, flags);
+    }
+    std::optional<Shortcut> stored(HotkeyAction action) { return KeyboardShortcuts::getShortcut(nameFor(action)); }
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> liveHotkeys() const
+    {
+        std::vector<std::pair<std::uint32_t, std::uint32_t>> out;
+        for (const auto& r : hotKeys.liveRegistrations())
+            out.emplace_back(r.keyCode, r.modifiers);
+        return out;
+    }
+};
+
+TEST_F(ShortcutsPaneTest, RowsShowStoredOrBuiltInBindings)
+{
+    ShortcutsPane& p = pane();
+    ASSERT_EQ(p.recorders().size(), 17);
+    EXPECT_EQ(row(HotkeyAction::trigger).controlText(), "⌘↩");
+    EXPECT_EQ(row(HotkeyAction::confirm).controlText(), "↩");
+    EXPECT_EQ(row(HotkeyAction::resizeRemoveRow).controlText(), "⌥↑");
+    EXPECT_FALSE(row(HotkeyAction::confirm).clearButton()->isEnabled()) << "nothing stored to clear";
+    EXPECT_EQ(row(HotkeyAction::trigger).clearButton()->toolTip(), "Clear shortcut");
+}
+
+TEST_F(ShortcutsPaneTest, ARecordedOverlayKeyIsWhatTheOverlayDecodes)
+{
+    pane();
+    record(HotkeyAction::navigateDown, kJ);
+    EXPECT_FALSE(row(HotkeyAction::navigateDown).isRecording());
+    EXPECT_EQ(stored(HotkeyAction::navigateDown), Shortcut(kJ, 0));
+    EXPECT_EQ(row(HotkeyAction::navigateDown).controlText(), "J");
+    EXPECT_EQ(decodeOverlayKey(kJ, 0), OverlayInput::navigate(Direction::down));
+    EXPECT_EQ(decodeOverlayKey(125, 0), OverlayInput::navigate(Direction::down)) << "the built-in binding stays";
+    EXPECT_TRUE(hotKeys.live.size() == 1u) << "overlay keys are never registered system-wide";
+
+    // Escape alone is a shortcut like any other, not a way out.
+    record(HotkeyAction::confirm, kEscape);
+    EXPECT_EQ(stored(HotkeyAction::confirm), Shortcut(kEscape, 0));
+    EXPECT_EQ(decodeOverlayKey(kEscape, 0), OverlayInput::confirm());
+}
+
+TEST_F(ShortcutsPaneTest, ARecordedTriggerMovesTheSystemWideRegistration)
+{
+    pane();
+    ASSERT_EQ(liveHotkeys(), (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{kReturn, carbonCommand}}));
+
+    row(HotkeyAction::trigger).mainButton()->click();
+    // While capturing, nothing is grabbed: the trigger's own keys reach the recorder.
+    EXPECT_FALSE(KeyboardShortcuts::isEnabled());
+    EXPECT_TRUE(liveHotkeys().empty());
+    EXPECT_EQ(hotKeys.pressHotKey(kReturn, carbonCommand), HotKeyStatus::eventNotHandled);
+    EXPECT_EQ(row(HotkeyAction::trigger).controlText(), "Type shortcut…");
+
+    // Live modifiers while they are held.
+    sendKey(QEvent::KeyPress, 59, 0);
+    EXPECT_EQ(row(HotkeyAction::trigger).controlText(), "⌃…");
+    sendKey(QEvent::KeyPress, 58, Flag::control);
+    EXPECT_EQ(row(HotkeyAction::trigger).controlText(), "⌃⌥…");
+    sendKey(QEvent::KeyPress, kT, Flag::control | Flag::option);
+    sendKey(QEvent::KeyRelease, kT, Flag::control | Flag::option);
+    sendKey(QEvent::KeyRelease, 58, Flag::control | Flag::option);
+    sendKey(QEvent::KeyRelease, 59, Flag::control);
+
+    EXPECT_TRUE(KeyboardShortcuts::isEnabled());
+    EXPECT_FALSE(row(HotkeyAction::trigger).isRecording());
+    EXPECT_EQ(stored(HotkeyAction::trigger), Shortcut(Key(kT), Flag::control | Flag::option));
+    EXPECT_EQ(row(HotkeyAction::trigger).controlText(), "⌃⌥T");
+    EXPECT_EQ(liveHotkeys(), (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{kT, carbonControlOption}}));
+    EXPECT_EQ(hotKeys.pressHotKey(kT, carbonControlOption), HotKeyStatus::noErr);
+    EXPECT_EQ(triggers, 1);
+    EXPECT_EQ(hotKeys.pressHotKey(kReturn, carbonCommand), HotKeyStatus::eventNotHandled);
+    EXPECT_EQ(triggers, 1);
+
+    // Its own old keys can be recorded back while the hotkeys are away.
+    record(HotkeyAction::trigger, kReturn, Flag::command);
+    EXPECT_EQ(triggers, 1) << "no overlay while recording";
+    EXPECT_EQ(liveHotkeys(), (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{kReturn, carbonCommand}}));
+}
+
+TEST_F(ShortcutsPaneTest, CancellingOrClosingMidCaptureStoresNothingAndResumesTheHotkeys)
+{
+    pane();
+    row(HotkeyAction::trigger).mainButton()->click();
+    EXPECT_TRUE(row(HotkeyAction::trigger).cancelButton()->isVisibleTo(window.get()));
+    row(HotkeyAction::trigger).cancelButton()->click();
+    EXPECT_FALSE(row(HotkeyAction::trigger).isRecording());
+    EXPECT_TRUE(KeyboardShortcuts::isEnabled());
+    EXPECT_EQ(liveHotkeys().size(), 1u);
+
+    // One recorder at a time.
+    row(HotkeyAction::confirm).mainButton()->click();
+    row(HotkeyAction::dismiss).mainButton()->click();
+    EXPECT_FALSE(row(HotkeyAction::confirm).isRecording());
+    EXPECT_TRUE(row(HotkeyAction::dismiss).isRecording());
+
+    window->close();
+    EXPECT_EQ(ShortcutRecorderWidget::activeRecorder(), nullptr);
+    EXPECT_TRUE(KeyboardShortcuts::isEnabled());
+    EXPECT_EQ(liveHotkeys().size(), 1u);
+    EXPECT_EQ(stored(HotkeyAction::dismiss), std::nullopt);
+}
+
+TEST_F(ShortcutsPaneTest, ASystemShortcutConflictAsksAndCancelKeepsTheOldShortcut)
+{
+    pane();
+    KeyboardShortcuts::storeActionShortcut(Shortcut(Key(kJ)), nameFor(HotkeyAction::navigateUp));
+    row(HotkeyAction::navigateUp).reload();
+    auto answer = answerNextAlert("Cancel");
+    record(HotkeyAction::navigateUp, kQ, Flag::command);
+    ASSERT_TRUE(answer->shown);
+    EXPECT_EQ(answer->text, "Shortcut conflict");
+    EXPECT_EQ(answer->informativeText, "⌘Q is also used by macOS for Quit application. Using it for Move up here "
+                                       "may interfere with that system shortcut.");
+    EXPECT_EQ(answer->buttons, (QStringList{"Use Anyway", "Cancel"}));
+    EXPECT_EQ(answer->defaultButton, "Use Anyway");
+    EXPECT_EQ(stored(HotkeyAction::navigateUp), Shortcut(Key(kJ)));
+    EXPECT_EQ(row(HotkeyAction::navigateUp).controlText(), "J");
+    EXPECT_FALSE(row(HotkeyAction::navigateUp).isRecording());
+
+    answer = answerNextAlert("Use Anyway");
+    record(HotkeyAction::navigateUp, kQ, Flag::command);
+    EXPECT_TRUE(answer->shown);
+    EXPECT_EQ(stored(HotkeyAction::navigateUp), Shortcut(Key(kQ), Flag::command));
+}
+
+TEST_F(ShortcutsPaneTest, AnotherActionsShortcutUseAnywayLeavesThatActionWithoutABinding)
+{
+    pane();
+    const Shortcut optionUp(Key(kUp), Flag::option);
+    KeyboardShortcuts::storeActionShortcut(optionUp, nameFor(HotkeyAction::navigateUp));
+    row(HotkeyAction::navigateUp).reload();
+
+    auto answer = answerNextAlert("Cancel");
+    record(HotkeyAction::extendUp, kUp, Flag::option);
+    EXPECT_EQ(answer->informativeText, "⌥↑ is already assigned to “Move up” in Mosaro. Using it for Extend up will "
+                                       "leave “Move up” without a binding.");
+    EXPECT_EQ(stored(HotkeyAction::extendUp), std::nullopt);
+    EXPECT_EQ(stored(HotkeyAction::navigateUp), optionUp);
+
+    answer = answerNextAlert("Use Anyway");
+    record(HotkeyAction::extendUp, kUp, Flag::option);
+    EXPECT_EQ(stored(HotkeyAction::extendUp), optionUp);
+    EXPECT_EQ(stored(HotkeyAction::navigateUp), std::nullopt);
+    EXPECT_FALSE(defaults.values.contains("KeyboardShortcuts_navigateUp"));
+    EXPECT_EQ(row(HotkeyAction::navigateUp).controlText(), "↑") << "the other row shows its built-in key again";
+    EXPECT_EQ(decodeOverlayKey(kUp, Flag::option), OverlayInput::extend(Direction::up));
+
+    // Taking the trigger's keys for an overlay action unbinds the trigger and its hotkey.
+    answer = answerNextAlert("Use Anyway");
+    record(HotkeyAction::confirm, kReturn, Flag::command);
+    EXPECT_EQ(answer->informativeText, "⌘↩ is already assigned to “Toggle overlay” in Mosaro. Using it for Confirm "
+                                       "placement will leave “Toggle overlay” without a binding.");
+    EXPECT_EQ(stored(HotkeyAction::trigger), std::nullopt);
+    EXPECT_EQ(defaults.values.value("KeyboardShortcuts_trigger"), QVariant(false));
+    EXPECT_TRUE(liveHotkeys().empty());
+    EXPECT_EQ(row(HotkeyAction::trigger).controlText(), "Click to record");
+}
+
+TEST_F(ShortcutsPaneTest, ClearingTheTriggerAndAnOverlayKey)
+{
+    pane();
+    record(HotkeyAction::dismiss, kJ);
+    row(HotkeyAction::dismiss).clearButton()->click();
+    EXPECT_FALSE(defaults.values.contains("KeyboardShortcuts_dismiss"));
+    EXPECT_EQ(row(HotkeyAction::dismiss).controlText(), "⎋");
+
+    row(HotkeyAction::trigger).clearButton()->click();
+    EXPECT_EQ(defaults.values.value("KeyboardShortcuts_trigger"), QVariant(false));
+    EXPECT_TRUE(liveHotkeys().empty());
+    EXPECT_EQ(row(HotkeyAction::trigger).controlText(), "Click to record");
+    EXPECT_FALSE(row(HotkeyAction::trigger).clearButton()->isEnabled());
+}
+
+TEST_F(ShortcutsPaneTest, ResetToDefaultsTwiceLeavesTheSameStore)
+{
+    ShortcutsPane& p = pane();
+    record(HotkeyAction::trigger, kT, Flag::control | Flag::option);
+    record(HotkeyAction::navigateLeft, kJ);
+    KeyboardShortcuts::storeActionShortcut(Shortcut(Key(kQ)), nameFor(HotkeyAction::resizeAddRow));
+
+    p.resetButton()->click();
+    const QVariantMap expected{{"KeyboardShortcuts_trigger", triggerDefaultJson}};
+    EXPECT_EQ(defaults.values, expected);
+    EXPECT_EQ(p.resetToken(), 1);
+    EXPECT_EQ(row(HotkeyAction::trigger).controlText(), "⌘↩");
+    EXPECT_EQ(row(HotkeyAction::navigateLeft).controlText(), "←");
+    EXPECT_EQ(liveHotkeys(), (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{kReturn, carbonCommand}}));
+
+    p.resetButton()->click();
+    EXPECT_EQ(defaults.values, expected);
+    EXPECT_EQ(p.resetToken(), 2);
+    EXPECT_EQ(p.recorders().size(), 17);
+    EXPECT_EQ(liveHotkeys(), (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{kReturn, carbonCommand}}));
+    EXPECT_EQ(hotKeys.pressHotKey(kReturn, carbonCommand), HotKeyStatus::noErr);
+    EXPECT_EQ(triggers, 1);
+
+    // After the user cleared the trigger, the reset brings it back.
+    row(HotkeyAction::trigger).clearButton()->click();
+    p.resetButton()->click();
+    EXPECT_EQ(defaults.values, expected);
+    EXPECT_EQ(liveHotkeys().size(), 1u);
+}
+
+} // namespace
