@@ -56,6 +56,7 @@ constexpr std::array kTable{
     HostTextEntry{HostText::keypadClear, "☒\u20E3", "Num+Clear"},
     HostTextEntry{HostText::keypadEnter, "↩\u20E3", "Num+Enter"},
 
+    HostTextEntry{HostText::systemShortcutOwner, "macOS", "your desktop"},
     HostTextEntry{HostText::launchAtLoginFooter, "Automatically start Mosaro when you log in to your Mac.",
                   "Automatically start Mosaro when you log in to your desktop."},
     HostTextEntry{HostText::aboutDescription,

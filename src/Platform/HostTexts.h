@@ -49,6 +49,7 @@ enum class HostText {
     keypadClear,
     keypadEnter,
     // The settings window.
+    systemShortcutOwner, // who else uses a shortcut, in the conflict alert
     launchAtLoginFooter,
     aboutDescription,
     accessibilityAccessRow,

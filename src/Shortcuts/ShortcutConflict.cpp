@@ -1,6 +1,7 @@
 #include "Shortcuts/ShortcutConflict.h"
 
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
+#include "Platform/HostTexts.h"
 #include "Platform/KeyEvent.h"
 
 namespace mosaro {
@@ -70,8 +71,9 @@ ConflictAlert conflictAlertText(const ShortcutConflict& conflict, const Keyboard
                       QStringLiteral("Using it for ") + rowLabel + QStringLiteral(" will leave “") + title +
                       QStringLiteral("” without a binding.");
     } else {
-        informative = shortcut + QStringLiteral(" is also used by macOS for ") + conflict.systemShortcutName +
-                      QStringLiteral(". ") + QStringLiteral("Using it for ") + rowLabel +
+        informative = shortcut + QStringLiteral(" is also used by ") + hostText(HostText::systemShortcutOwner) +
+                      QStringLiteral(" for ") + conflict.systemShortcutName + QStringLiteral(". ") +
+                      QStringLiteral("Using it for ") + rowLabel +
                       QStringLiteral(" here may interfere with that system shortcut.");
     }
     return {QStringLiteral("Shortcut conflict"), informative, {QStringLiteral("Use Anyway"), QStringLiteral("Cancel")}};

@@ -68,7 +68,7 @@ TEST_F(ShortcutRecorderTest, AlertTexts)
                                           Shortcut(Key::q, Flag::command), "Move up");
     EXPECT_EQ(system.messageText, "Shortcut conflict");
     EXPECT_EQ(system.informativeText,
-              "Super+Q is also used by macOS for Quit application. Using it for Move up here may "
+              "Super+Q is also used by your desktop for Quit application. Using it for Move up here may "
               "interfere with that system shortcut.");
     EXPECT_EQ(system.buttons, (QStringList{"Use Anyway", "Cancel"}));
 

@@ -123,16 +123,16 @@ TEST_F(MosaroShellTest, QuitCommandAndTerminationSignalSaveAResizedGridBeforeExi
     EXPECT_FALSE(app->linesSince(mark, QString::fromUtf8(M::willTerminate)).isEmpty());
 }
 
-// A second start hands over and leaves with success; the running one shows About (the settings
-// window is not in this build yet).
+// A second start hands over and leaves with success; the running one shows its settings window.
 TEST_F(MosaroShellTest, ASecondLaunchExitsWithSuccessAndTheRunningOneReacts)
 {
     ASSERT_NO_FATAL_FAILURE(startApp());
     const int mark = app->logMark();
     QString errors;
     EXPECT_EQ(app->runAgain({}, &errors), 0) << errors.toStdString();
-    EXPECT_TRUE(session->waitUntil([&] { return app->windowTitles().contains(QStringLiteral("About Mosaro")); }))
-        << app->windowTitles().join(", ").toStdString();
+    EXPECT_TRUE(session->waitUntil([&] {
+        return app->windowTitles().contains(QStringLiteral("Mosaro Settings - General"));
+    })) << app->windowTitles().join(", ").toStdString();
     EXPECT_TRUE(app->isRunning());
     EXPECT_EQ(app->linesSince(mark, QString::fromUtf8(M::presenterStarted)).size(), 0)
         << "the second process never started a presenter of its own";

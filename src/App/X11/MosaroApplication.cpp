@@ -51,10 +51,7 @@
 
 namespace mosaro {
 
-namespace {
-
-
-} // namespace
+namespace {} // namespace
 
 // Declared in the order they are built; destroyed in reverse, the windows before the services
 // they use.

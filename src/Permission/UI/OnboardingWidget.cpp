@@ -79,14 +79,14 @@ OnboardingWidget::OnboardingWidget(QWidget* parent) : QWidget(parent)
     layout->addWidget(title);
     layout->addWidget(subtitle);
 
-    layout->addWidget(section(Symbol::infoCircle, hostText(HostText::welcomeAccessHeading),
-                              hostText(HostText::welcomeAccessBody)));
+    layout->addWidget(
+        section(Symbol::infoCircle, hostText(HostText::welcomeAccessHeading), hostText(HostText::welcomeAccessBody)));
     layout->addWidget(section(Symbol::lockShield, QStringLiteral("What Mosaro does not see"),
                               QStringLiteral("Window contents are never read. Keystrokes outside the shortcuts you "
                                              "configure are not captured. Nothing is sent anywhere — Mosaro works "
                                              "fully offline.")));
-    layout->addWidget(section(Symbol::gear, QStringLiteral("Changing your mind later"),
-                              hostText(HostText::welcomeChangeBody)));
+    layout->addWidget(
+        section(Symbol::gear, QStringLiteral("Changing your mind later"), hostText(HostText::welcomeChangeBody)));
 
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(12);
