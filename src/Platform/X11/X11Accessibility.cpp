@@ -100,10 +100,7 @@ std::optional<std::int32_t> X11Accessibility::processOf(xcb_window_t window)
 {
     if (m_ownWindows.count(window))
         return currentProcessID();
-    const auto pid = m_connection.cardinals(window, m_connection.atom("_NET_WM_PID"), 1);
-    if (!pid || (*pid)[0] == 0 || (*pid)[0] > std::uint32_t(std::numeric_limits<std::int32_t>::max()))
-        return std::nullopt;
-    return std::int32_t((*pid)[0]);
+    return X11Properties::processID(m_connection.propertyValue(window, m_connection.atom("_NET_WM_PID")));
 }
 
 std::optional<std::int32_t> X11Accessibility::frontmostApplicationProcessID()
@@ -162,13 +159,11 @@ AXError X11Accessibility::errorCode(const X11Error& error) const
 std::optional<X11Accessibility::Extents> X11Accessibility::extents(xcb_window_t window, const char* property,
                                                                    double maxTotalWidth, double maxTotalHeight)
 {
-    const auto v = m_connection.cardinals(window, m_connection.atom(property), 4);
-    if (!v)
+    const auto e = X11Properties::extents(m_connection.propertyValue(window, m_connection.atom(property)),
+                                          maxTotalWidth, maxTotalHeight);
+    if (!e)
         return std::nullopt;
-    Extents e{double((*v)[0]), double((*v)[1]), double((*v)[2]), double((*v)[3])};
-    if (e.left + e.right >= maxTotalWidth || e.top + e.bottom >= maxTotalHeight)
-        return std::nullopt;
-    return e;
+    return Extents{e->left, e->right, e->top, e->bottom};
 }
 
 X11Result<X11Accessibility::Geometry> X11Accessibility::geometry(xcb_window_t window)
@@ -210,13 +205,8 @@ bool X11Accessibility::hasState(xcb_window_t window, const char* state)
 
 bool X11Accessibility::isFixedSize(xcb_window_t window)
 {
-    // WM_SIZE_HINTS: flags, x, y, width, height, min width/height, max width/height, ...
-    constexpr std::uint32_t minSizeFlag = 1u << 4, maxSizeFlag = 1u << 5;
-    const auto hints = m_connection.list32(window, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 9, nullptr);
-    if (!hints)
-        return false;
-    const auto& h = *hints;
-    return (h[0] & minSizeFlag) && (h[0] & maxSizeFlag) && h[5] == h[7] && h[6] == h[8];
+    const auto hints = X11Properties::sizeHints(m_connection.propertyValue(window, XCB_ATOM_WM_NORMAL_HINTS));
+    return hints && hints->isFixedSize();
 }
 
 std::optional<bool> X11Accessibility::allows(xcb_window_t window, const char* action)
@@ -269,17 +259,18 @@ AXError X11Accessibility::copyAttributeValue(const AXElementRef& element, const 
         return errorCode(g.error());
 
     if (attribute == AXAttribute::title) {
-        auto title = m_connection.text(window, m_connection.atom("_NET_WM_NAME"));
-        if (!title)
-            title = m_connection.text(window, XCB_ATOM_WM_NAME);
+        const auto title = X11Properties::windowTitle(
+            m_connection.propertyValue(window, m_connection.atom("_NET_WM_NAME"), nullptr, 64 * 1024),
+            m_connection.propertyValue(window, XCB_ATOM_WM_NAME, nullptr, 64 * 1024), m_connection.atom("UTF8_STRING"),
+            m_connection.atom("COMPOUND_TEXT"));
         if (!title)
             return AXErrorCode::noValue;
         value = AXValue{*title};
     } else if (attribute == AXAttribute::minimized) {
         bool iconic = false;
         const xcb_atom_t wmStateAtom = m_connection.atom("WM_STATE");
-        if (const auto state = m_connection.list32(window, wmStateAtom, wmStateAtom, 1, nullptr))
-            iconic = (*state)[0] == 3; // IconicState
+        if (const auto state = X11Properties::wmState(m_connection.propertyValue(window, wmStateAtom), wmStateAtom))
+            iconic = *state == 3; // IconicState
         value = AXValue{iconic || hasState(window, "_NET_WM_STATE_HIDDEN")};
     } else if (attribute == AXAttribute::fullScreen) {
         value = AXValue{hasState(window, "_NET_WM_STATE_FULLSCREEN")};
