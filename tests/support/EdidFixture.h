@@ -29,5 +29,4 @@ inline std::vector<std::uint8_t> edidWithName(const char* name)
     return edid;
 }
 
-
 } // namespace mosaro::test

@@ -171,8 +171,7 @@ std::vector<Reservation> reservationsFromStrut(const std::vector<std::uint32_t>&
 }
 
 std::vector<Reservation> strutReservations(const std::optional<X11Property>& strutPartial,
-                                           const std::optional<X11Property>& strut, double rootWidth,
-                                           double rootHeight)
+                                           const std::optional<X11Property>& strut, double rootWidth, double rootHeight)
 {
     if (const auto partial = list32(strutPartial, PredefinedAtom::cardinal, 12)) {
         auto values = *partial;
@@ -226,8 +225,8 @@ Size SizeHints::constrain(Size requested) const
     const Size base = hasBaseSize ? baseSize : hasMinSize ? minSize : Size{};
     const Size min = hasMinSize ? minSize : base;
     const bool haveMin = hasMinSize || hasBaseSize;
-    return {constrainAxis(requested.width, haveMin, min.width, hasMaxSize, maxSize.width, hasIncrement,
-                          increment.width, base.width),
+    return {constrainAxis(requested.width, haveMin, min.width, hasMaxSize, maxSize.width, hasIncrement, increment.width,
+                          base.width),
             constrainAxis(requested.height, haveMin, min.height, hasMaxSize, maxSize.height, hasIncrement,
                           increment.height, base.height)};
 }

@@ -17,10 +17,13 @@ namespace mosaro {
 // A property as the server holds it, with its declared type and format. 32-bit items arrive in
 // this client's byte order.
 struct X11Property {
-    std::uint32_t type = 0; // an atom; 0 is None
+    std::uint32_t type = 0;  // an atom; 0 is None
     std::uint8_t format = 0; // 8, 16 or 32
     std::vector<std::uint8_t> bytes;
-    std::size_t itemCount() const { return format == 8 || format == 16 || format == 32 ? bytes.size() / (format / 8) : 0; }
+    std::size_t itemCount() const
+    {
+        return format == 8 || format == 16 || format == 32 ? bytes.size() / (format / 8) : 0;
+    }
 };
 
 namespace X11Properties {
@@ -61,8 +64,7 @@ struct Extents {
     friend bool operator==(const Extents&, const Extents&) = default;
 };
 // Extents whose horizontal or vertical sum reaches the given limits are not believed.
-std::optional<Extents> extents(const std::optional<X11Property>& property, double maxHorizontal,
-                               double maxVertical);
+std::optional<Extents> extents(const std::optional<X11Property>& property, double maxHorizontal, double maxVertical);
 
 // The work area of the current desktop (_NET_WORKAREA with _NET_CURRENT_DESKTOP), X root
 // coordinates; nothing when it is missing, empty or outside the root.
@@ -104,8 +106,8 @@ std::optional<std::uint32_t> wmState(const std::optional<X11Property>& property,
 // WM_NORMAL_HINTS, as far as placing a window needs them. Absent fields are 0.
 struct SizeHints {
     Size minSize;
-    Size maxSize;    // 0: no maximum
-    Size increment;  // 0: any size
+    Size maxSize;   // 0: no maximum
+    Size increment; // 0: any size
     Size baseSize;
     std::uint32_t gravity = 1; // NorthWest unless the client says otherwise
     bool hasMinSize = false;

@@ -98,18 +98,64 @@ QString X11ScreenList::monitorName(xcb_atom_t nameAtom, const std::vector<xcb_ra
     return m_connection.atomName(nameAtom);
 }
 
-std::vector<X11Properties::Reservation> X11ScreenList::readReservations(double rootWidth, double rootHeight) const
+std::vector<xcb_window_t> X11ScreenList::docksInTree() const
 {
-    std::vector<X11Properties::Reservation> out;
-    const xcb_window_t root = m_connection.root();
-    const auto clients = m_connection.windows(root, m_connection.atom("_NET_CLIENT_LIST"), 0);
-    if (!clients)
-        return out;
+    // Children of the root and their children: managers that reparent docks (i3 into its dock
+    // areas) keep them one level down.
+    xcb_connection_t* c = m_connection.connection();
+    std::vector<xcb_window_t> candidates;
+    auto top = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, m_connection.root()));
+    if (!top)
+        return {};
+    const xcb_window_t* children = xcb_query_tree_children(top->get());
+    const int count = xcb_query_tree_children_length(top->get());
+    std::vector<xcb_query_tree_cookie_t> treeCookies;
+    for (int i = 0; i < count; ++i) {
+        candidates.push_back(children[i]);
+        treeCookies.push_back(xcb_query_tree(c, children[i]));
+    }
+    for (auto cookie : treeCookies) {
+        if (auto tree = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, cookie)) {
+            const xcb_window_t* inner = xcb_query_tree_children(tree->get());
+            candidates.insert(candidates.end(), inner, inner + xcb_query_tree_children_length(tree->get()));
+        }
+    }
     const xcb_atom_t typeAtom = m_connection.atom("_NET_WM_WINDOW_TYPE");
     const xcb_atom_t dock = m_connection.atom("_NET_WM_WINDOW_TYPE_DOCK");
-    for (const xcb_window_t w : *clients) {
-        if (!X11Properties::contains(m_connection.atoms(w, typeAtom), dock))
+    std::vector<xcb_get_property_cookie_t> typeCookies;
+    for (const xcb_window_t w : candidates)
+        typeCookies.push_back(xcb_get_property(c, 0, w, typeAtom, XCB_ATOM_ATOM, 0, 64));
+    std::vector<xcb_window_t> docks;
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        auto reply = m_connection.reply<xcb_get_property_reply_t>(xcb_get_property_reply, typeCookies[i]);
+        if (!reply || (*reply)->format != 32 || (*reply)->type != XCB_ATOM_ATOM)
             continue;
+        const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply->get()));
+        const int n = xcb_get_property_value_length(reply->get()) / 4;
+        if (std::find(atoms, atoms + n, dock) != atoms + n)
+            docks.push_back(candidates[i]);
+    }
+    return docks;
+}
+
+std::vector<X11Properties::Reservation> X11ScreenList::readReservations(double rootWidth, double rootHeight,
+                                                                        bool searchTree) const
+{
+    std::vector<X11Properties::Reservation> out;
+    std::vector<xcb_window_t> docks;
+    const xcb_atom_t typeAtom = m_connection.atom("_NET_WM_WINDOW_TYPE");
+    const xcb_atom_t dock = m_connection.atom("_NET_WM_WINDOW_TYPE_DOCK");
+    if (const auto clients = m_connection.windows(m_connection.root(), m_connection.atom("_NET_CLIENT_LIST"), 0)) {
+        for (const xcb_window_t w : *clients)
+            if (X11Properties::contains(m_connection.atoms(w, typeAtom), dock))
+                docks.push_back(w);
+    }
+    if (searchTree) {
+        for (const xcb_window_t w : docksInTree())
+            if (std::find(docks.begin(), docks.end(), w) == docks.end())
+                docks.push_back(w);
+    }
+    for (const xcb_window_t w : docks) {
         const auto areas = X11Properties::strutReservations(
             m_connection.propertyValue(w, m_connection.atom("_NET_WM_STRUT_PARTIAL")),
             m_connection.propertyValue(w, m_connection.atom("_NET_WM_STRUT")), rootWidth, rootHeight);
@@ -212,8 +258,10 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
         out.push_back(info);
     }
 
-    const auto reservations = readReservations(rootWidth, rootHeight);
-    auto edges = unexplainedWorkAreaEdges(reservations, readWorkArea(rootWidth, rootHeight), rootWidth, rootHeight);
+    // Without a work area the manager may not list its docks either (i3): look for them.
+    const auto workArea = readWorkArea(rootWidth, rootHeight);
+    const auto reservations = readReservations(rootWidth, rootHeight, !workArea);
+    auto edges = unexplainedWorkAreaEdges(reservations, workArea, rootWidth, rootHeight);
     if (edges.any())
         edges = occupiedWorkAreaEdges(edges, mappedTopLevelWindows(), rootWidth, rootHeight);
     for (MonitorInfo& info : out)

@@ -39,7 +39,9 @@ private:
     };
     std::vector<MonitorInfo> readMonitors() const;
     std::vector<ScreenRef> snapshot(std::size_t* primaryIndex) const;
-    std::vector<X11Properties::Reservation> readReservations(double rootWidth, double rootHeight) const;
+    std::vector<X11Properties::Reservation> readReservations(double rootWidth, double rootHeight,
+                                                             bool searchTree) const;
+    std::vector<xcb_window_t> docksInTree() const;
     std::optional<Rect> readWorkArea(double rootWidth, double rootHeight) const;
     // The viewable input-output children of the root, with their borders.
     std::vector<Rect> mappedTopLevelWindows() const;

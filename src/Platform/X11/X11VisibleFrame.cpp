@@ -64,11 +64,11 @@ WorkAreaEdges occupiedWorkAreaEdges(const WorkAreaEdges& edges, const std::vecto
     };
     WorkAreaEdges out;
     out.left = occupied(edges.left, [](const Rect& w, double line) { return w.minX() >= 0 && w.maxX() == line; });
-    out.right = occupied(edges.right,
-                         [&](const Rect& w, double line) { return w.minX() == line && w.maxX() <= rootWidth; });
+    out.right =
+        occupied(edges.right, [&](const Rect& w, double line) { return w.minX() == line && w.maxX() <= rootWidth; });
     out.top = occupied(edges.top, [](const Rect& w, double line) { return w.minY() >= 0 && w.maxY() == line; });
-    out.bottom = occupied(edges.bottom,
-                          [&](const Rect& w, double line) { return w.minY() == line && w.maxY() <= rootHeight; });
+    out.bottom =
+        occupied(edges.bottom, [&](const Rect& w, double line) { return w.minY() == line && w.maxY() <= rootHeight; });
     return out;
 }
 

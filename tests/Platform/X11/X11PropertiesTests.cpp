@@ -73,8 +73,7 @@ TEST(X11Properties, WindowTitles)
     EXPECT_EQ(windowTitle(std::nullopt, latin1, utf8), QStringLiteral("Latin\u00e9"));
     EXPECT_EQ(windowTitle(bytes(utf8, QByteArray::fromHex("4f6bff21")), std::nullopt, utf8),
               QStringLiteral("Ok\uFFFD!"));
-    EXPECT_EQ(windowTitle(bytes(utf8, "two\nlines\r\x1b[31m"), std::nullopt, utf8),
-              QStringLiteral("two lines  [31m"));
+    EXPECT_EQ(windowTitle(bytes(utf8, "two\nlines\r\x1b[31m"), std::nullopt, utf8), QStringLiteral("two lines  [31m"));
     EXPECT_EQ(windowTitle(bytes(utf8, ""), latin1, utf8), QString());
     // A title of an unknown type or in 32-bit items is no title; the fallback is used.
     EXPECT_EQ(windowTitle(bytes(999, "x"), latin1, utf8), QStringLiteral("Latin\u00e9"));
@@ -144,11 +143,11 @@ TEST(X11Properties, SizeHints)
     // flags, pad x4, min, max, increment, aspect x4, base, gravity
     std::vector<std::uint32_t> v(18, 0);
     v[0] = (1u << 4) | (1u << 6) | (1u << 8) | (1u << 9);
-    v[5] = 20, v[6] = 30;    // minimum
-    v[7] = 999, v[8] = 999;  // maximum, but its flag is not set
-    v[9] = 6, v[10] = 13;    // increments
-    v[15] = 4, v[16] = 4;    // base
-    v[17] = 7;               // south-west
+    v[5] = 20, v[6] = 30;   // minimum
+    v[7] = 999, v[8] = 999; // maximum, but its flag is not set
+    v[9] = 6, v[10] = 13;   // increments
+    v[15] = 4, v[16] = 4;   // base
+    v[17] = 7;              // south-west
     const auto hints = sizeHints(cardinals(v, A::wmSizeHints));
     ASSERT_TRUE(hints);
     EXPECT_TRUE(hints->hasMinSize && hints->hasIncrement && hints->hasBaseSize);
@@ -216,7 +215,9 @@ TEST(X11Properties, EdidMonitorName)
 {
     EXPECT_EQ(edidMonitorName(test::edidWithName("DELL U2720Q")), QStringLiteral("DELL U2720Q"));
     EXPECT_EQ(edidMonitorName(test::edidWithName("ABCDEFGHIJKLM")), QStringLiteral("ABCDEFGHIJKLM"));
-    EXPECT_EQ(edidMonitorName(test::edidWithName("A\x01" "B")), QStringLiteral("A B"));
+    EXPECT_EQ(edidMonitorName(test::edidWithName("A\x01"
+                                                 "B")),
+              QStringLiteral("A B"));
     auto noName = test::edidWithName("X");
     noName[72 + 3] = 0xfe; // an unspecified text, not a name
     EXPECT_FALSE(edidMonitorName(noName));

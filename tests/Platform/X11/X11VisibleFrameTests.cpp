@@ -16,11 +16,10 @@ std::vector<std::uint32_t> partial(std::vector<std::uint32_t> values)
 // The visible frame as the screen list computes it: struts, then what of the work area no strut
 // explains and a window occupies.
 Rect visible(const Rect& monitor, const std::vector<X11Properties::Reservation>& struts,
-             const std::optional<Rect>& workArea, const std::vector<Rect>& windows, double rootWidth,
-             double rootHeight)
+             const std::optional<Rect>& workArea, const std::vector<Rect>& windows, double rootWidth, double rootHeight)
 {
-    const auto edges = occupiedWorkAreaEdges(unexplainedWorkAreaEdges(struts, workArea, rootWidth, rootHeight),
-                                             windows, rootWidth, rootHeight);
+    const auto edges = occupiedWorkAreaEdges(unexplainedWorkAreaEdges(struts, workArea, rootWidth, rootHeight), windows,
+                                             rootWidth, rootHeight);
     return visibleFrameOfMonitor(monitor, struts, edges);
 }
 

@@ -40,7 +40,11 @@ public:
     struct Options {
         int width = 1280;
         int height = 800;
-        QString windowManager; // "openbox", "icewm" or empty for none
+        // "openbox", "icewm", "xfwm4", "fluxbox", "i3", "herbstluftwm", "awesome" or empty for none.
+        // Tiling managers put new windows in a floating layout unless `tiling` is set.
+        QString windowManager;
+        bool taskbar = false; // icewm shows its task bar
+        bool tiling = false;
     };
 
     explicit X11Session(const Options& options);
@@ -58,6 +62,8 @@ public:
     QString tempPath() const { return m_tempDir.path(); }
 
     bool startWindowManager(const QString& name, int timeoutMs = 10000);
+    // The name the running manager gives itself (_NET_WM_NAME of its check window).
+    QString windowManagerName();
     void stopWindowManager();
     QString windowManager() const { return m_wmName; }
     // The EWMH check window of the running WM, or none.
@@ -65,6 +71,15 @@ public:
 
     // Starts the test client with the given arguments and waits until it reports its mapped window.
     std::optional<X11SessionClient> startClient(const QStringList& args, int timeoutMs = 8000);
+    // Starts any X program and waits until the window manager has taken on a window of it: a
+    // window with WM_STATE whose WM_CLASS instance is `instance`.
+    std::optional<X11SessionClient> startProgram(const QString& program, const QStringList& args,
+                                                 const QString& instance, int timeoutMs = 20000);
+    // A managed client window (one with WM_STATE) of the given WM_CLASS instance, or none.
+    xcb_window_t findClient(const QString& instance);
+    // The address of the session's private D-Bus session bus, started on first use; children
+    // started afterwards see it as DBUS_SESSION_BUS_ADDRESS.
+    QString sessionBus();
     void stopClient(const X11SessionClient& client);
 
     // Starts any program with DISPLAY pointing at this server. With stdoutFd, the child's stdout
@@ -96,7 +111,7 @@ public:
 
 private:
     bool startServer(const Options& options);
-    void writeWindowManagerConfig();
+    void writeWindowManagerConfig(const QString& name);
     bool waitForManagedProbe(int timeoutMs);
     void pokeWindowManager();
 
@@ -106,6 +121,9 @@ private:
     QString m_wmName;
     pid_t m_serverPid = -1;
     pid_t m_wmPid = -1;
+    pid_t m_busPid = -1;
+    QString m_busAddress;
+    Options m_options;
     std::vector<pid_t> m_children;
     std::unique_ptr<X11Connection> m_connection;
 };
