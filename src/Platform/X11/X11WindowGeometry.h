@@ -9,9 +9,9 @@ namespace mosaro {
 
 // Where a client window is and what surrounds it, in X root coordinates (y down).
 struct X11WindowGeometry {
-    Rect client;        // inside the client's own border
-    double border = 0;  // the client's own X border
-    Rect outer;         // the frame the window manager draws, with its border; the client and its border without one
+    Rect client;       // inside the client's own border
+    double border = 0; // the client's own X border
+    Rect outer;        // the frame the window manager draws, with its border; the client and its border without one
     X11Properties::Extents shadow; // drawn by the client inside its area, invisible (_GTK_FRAME_EXTENTS)
     friend bool operator==(const X11WindowGeometry&, const X11WindowGeometry&) = default;
 
@@ -43,6 +43,7 @@ X11MoveRequest moveRequestFor(const X11WindowGeometry& geometry, const Rect& tar
 
 // Whether a window now at `now` shows the visible frame `target`: the position exactly, the size
 // as far as the client's size hints let a manager honour it.
-bool reachesTarget(const X11WindowGeometry& now, const Rect& target, const std::optional<X11Properties::SizeHints>& hints);
+bool reachesTarget(const X11WindowGeometry& now, const Rect& target,
+                   const std::optional<X11Properties::SizeHints>& hints);
 
 } // namespace mosaro

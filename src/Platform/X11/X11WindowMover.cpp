@@ -272,6 +272,9 @@ bool X11WindowMover::unmaximize(xcb_window_t window, Clock::time_point deadline)
     // extents agreeing with the frame window once the manager has configured it.
     xcb_window_t frame = XCB_WINDOW_NONE;
     (void)geometry(window, &frame);
+    // A client that draws its own shadow (GTK) puts it back after the manager has restored the
+    // frame, in requests of its own; such a window is restored once it has gone quiet.
+    const bool drawsOwnShadow = m_connection.propertyValue(window, m_connection.atom("_GTK_FRAME_EXTENTS")).has_value();
     const auto sentAt = Clock::now();
     std::optional<Clock::time_point> lastEvent;
     bool configured = false;
@@ -305,7 +308,7 @@ bool X11WindowMover::unmaximize(xcb_window_t window, Clock::time_point deadline)
                     ancestor = {double((*a)->x), double((*a)->y), (*a)->width + 2 * b, (*a)->height + 2 * b};
                 }
             }
-            if (ancestor == now->outer)
+            if (ancestor == now->outer && !drawsOwnShadow)
                 return true;
         }
         if (!got) // quiet, or out of time: go on with what the window shows now
@@ -325,8 +328,8 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
     const auto hints = X11Properties::sizeHints(m_connection.propertyValue(window, XCB_ATOM_WM_NORMAL_HINTS));
     auto targetFrom = [&](const X11WindowGeometry& g) {
         const Rect visible = g.visible();
-        return Rect{origin ? origin->x : visible.x, origin ? origin->y : visible.y,
-                    size ? size->width : visible.width, size ? size->height : visible.height};
+        return Rect{origin ? origin->x : visible.x, origin ? origin->y : visible.y, size ? size->width : visible.width,
+                    size ? size->height : visible.height};
     };
     Rect target = targetFrom(*current);
     if (reachesTarget(*current, target, hints))
@@ -347,7 +350,7 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
 
     Habits& learnt = habits();
     Method method = managerHonoursMoveResize() ? Method::moveResizeMessage : Method::configureWindow;
-    bool fellBack = false, corrected = false;
+    bool fellBack = false, corrected = false, reshadowed = false;
     X11WindowGeometry g = *current;
     const Point offset = g.clientOffset();
     auto learntCorrection = [&](Method m) {
@@ -369,10 +372,11 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
         if (!send(method, window, request))
             return m_connection.isConnected() ? Outcome::windowGone : Outcome::connectionLost;
         const Answer answer = await(window, frame, target, hints, deadline);
-        log.debug(attemptMessage, windowText(window), describe(target),
-                  QString::fromLatin1(method == Method::moveResizeMessage ? "_NET_MOVERESIZE_WINDOW" : "ConfigureWindow"),
-                  QString::fromLatin1(waitName(int(answer.kind))), describe(answer.geometry.visible()),
-                  describe(answer.geometry.client));
+        log.debug(
+            attemptMessage, windowText(window), describe(target),
+            QString::fromLatin1(method == Method::moveResizeMessage ? "_NET_MOVERESIZE_WINDOW" : "ConfigureWindow"),
+            QString::fromLatin1(waitName(int(answer.kind))), describe(answer.geometry.visible()),
+            describe(answer.geometry.client));
 
         switch (answer.kind) {
         case Wait::reached:
@@ -396,6 +400,14 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
             break;
         }
 
+        const X11WindowGeometry& landed = answer.geometry;
+        // The client changed its shadow while the request was under way, so the request was made
+        // for a shadow it no longer has: made again, learning nothing about the manager.
+        if (landed.shadow != g.shadow && !reshadowed) {
+            reshadowed = true;
+            g = landed;
+            continue;
+        }
         // A window that does not fit where it is sent is held on the screen by most managers; as
         // with a position the host platform constrains, that is the answer to a move alone. The
         // size that follows and the position after it are checked strictly.
@@ -403,7 +415,6 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
             log.debug(constrainedMessage, windowText(window), describe(answer.geometry.visible()));
             return Outcome::placed;
         }
-        const X11WindowGeometry& landed = answer.geometry;
         const bool moved = landed.outer != before->outer || landed.client != before->client;
         if (!moved) {
             // Nothing happened: try the other way once, then give up.
@@ -413,8 +424,7 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
                 correction = learntCorrection(method);
                 continue;
             }
-            log.error(keptInPlaceMessage, windowText(window), describe(target),
-                      describe(answer.geometry.visible()));
+            log.error(keptInPlaceMessage, windowText(window), describe(target), describe(answer.geometry.visible()));
             return Outcome::keptInPlace;
         }
         if (corrected) {

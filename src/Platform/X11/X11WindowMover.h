@@ -35,7 +35,7 @@ public:
 
     // How the last placement went, for diagnostics and tests.
     struct Report {
-        int requests = 0;          // requests sent to the manager
+        int requests = 0;           // requests sent to the manager
         bool usedConfigure = false; // the ICCCM fallback was used
         bool corrected = false;     // a second request corrected an offset
         bool unmaximized = false;
