@@ -1,5 +1,7 @@
 #include "Platform/X11/X11Accessibility.h"
 
+#include "Platform/X11/X11AccessibilityTrust.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,19 +37,7 @@ bool inRange(double v, double lo, double hi)
 
 bool ewmhWindowManagerRunning(X11Connection& c)
 {
-    if (!c.isConnected())
-        return false;
-    const xcb_atom_t check = c.atom("_NET_SUPPORTING_WM_CHECK");
-    const auto wm = c.windows(c.root(), check);
-    if (!wm || (*wm)[0] == XCB_WINDOW_NONE)
-        return false;
-    // A stale property from a WM that has gone names a window that no longer names itself.
-    const auto self = c.windows((*wm)[0], check);
-    if (!self || (*self)[0] != (*wm)[0])
-        return false;
-    const auto supported = c.atoms(c.root(), c.atom("_NET_SUPPORTED"));
-    const xcb_atom_t active = c.atom("_NET_ACTIVE_WINDOW");
-    return supported && std::find(supported->begin(), supported->end(), active) != supported->end();
+    return windowManagerStatus(c).kind == X11WindowManagerStatus::Kind::drivable;
 }
 
 X11Accessibility::X11Accessibility(X11Connection& connection) : m_connection(connection), m_mover(connection)
