@@ -1,6 +1,7 @@
 // Mosaro: a keyboard-driven window tiler for X11 desktops.
 
 #include "App/AppDelegate.h"
+#include "App/X11/DesktopCheck.h"
 #include "App/X11/DesktopServices.h"
 #include "Diagnostics/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
@@ -74,8 +75,14 @@ bool hasArgument(int argc, char** argv, const char* name)
 
 int main(int argc, char** argv)
 {
-    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        std::fputs("mosaro: cannot open display\n", stderr);
+    if (hasArgument(argc, argv, "--check"))
+        return runDesktopCheck(argc, argv);
+
+    // Before Qt, which aborts when it cannot connect; before anything is written.
+    X11Connection connection;
+    if (!connection.isConnected()) {
+        const QByteArray display = qgetenv("DISPLAY");
+        std::fprintf(stderr, "mosaro: cannot open display%s%s\n", display.isEmpty() ? "" : " ", display.constData());
         return 1;
     }
     // All geometry is in X pixels, whatever scaling Qt would apply.
@@ -94,11 +101,6 @@ int main(int argc, char** argv)
                     : verbose || hasArgument(argc, argv, "--log-stderr") ? stderr
                                                                          : nullptr);
 
-    X11Connection connection;
-    if (!connection.isConnected()) {
-        std::fprintf(stderr, "mosaro: cannot connect to the X display %s\n", qgetenv("DISPLAY").constData());
-        return 1;
-    }
     connection.attachToEventLoop();
 
     X11ScreenList screens(connection);

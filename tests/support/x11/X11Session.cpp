@@ -260,6 +260,49 @@ int X11Session::run(const QString& program, const QStringList& args, int timeout
     return -1;
 }
 
+int X11Session::runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs,
+                             const std::function<void()>& whileWaiting)
+{
+    int out = -1;
+    const pid_t pid = spawn(program, args, &out);
+    if (pid <= 0)
+        return -1;
+    QByteArray collected;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    bool open = true;
+    int status = 0;
+    bool exited = false;
+    while (Clock::now() < deadline && (open || !exited)) {
+        if (open) {
+            pollfd pfd{out, POLLIN, 0};
+            if (::poll(&pfd, 1, 10) > 0) {
+                char buf[4096];
+                const ssize_t got = read(out, buf, sizeof buf);
+                if (got > 0)
+                    collected.append(buf, int(got));
+                else
+                    open = false;
+            }
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        if (whileWaiting)
+            whileWaiting();
+        if (!exited && reaped(pid, &status)) {
+            exited = true;
+            m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
+        }
+    }
+    close(out);
+    if (output)
+        *output = QString::fromUtf8(collected);
+    if (!exited) {
+        stop(pid);
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 bool X11Session::startServer(const Options& options)
 {
     const QString geometry = QStringLiteral("%1x%2x24").arg(options.width).arg(options.height);

@@ -87,6 +87,10 @@ public:
     pid_t spawn(const QString& program, const QStringList& args, int* stdoutFd = nullptr);
     // Runs a program to completion (bounded); its exit code, or -1.
     int run(const QString& program, const QStringList& args, int timeoutMs = 10000);
+    // The same, collecting its standard output and calling whileWaiting now and then (to serve
+    // what the program asks of the test meanwhile).
+    int runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs = 10000,
+                     const std::function<void()>& whileWaiting = {});
     // Stops a child started by this session: SIGTERM, then SIGKILL, always reaped.
     void stop(pid_t pid);
 
