@@ -34,11 +34,17 @@ std::string str(const Rect& r)
 const std::vector<DesktopClient>& desktopClients()
 {
     static const std::vector<DesktopClient> clients{
-        {"xterm", QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("60x20+200+150")},
+        {"xterm",
+         QStringLiteral("xterm"),
+         {QStringLiteral("-geometry"), QStringLiteral("60x20+200+150")},
          QStringLiteral("xterm")},
-        {"xlogo", QStringLiteral("xlogo"), {QStringLiteral("-geometry"), QStringLiteral("300x200+250+180")},
+        {"xlogo",
+         QStringLiteral("xlogo"),
+         {QStringLiteral("-geometry"), QStringLiteral("300x200+250+180")},
          QStringLiteral("xlogo")},
-        {"gtk", QStringLiteral("/usr/bin/python3"), {QStringLiteral(MOSARO_GTK_CLIENT_PATH)},
+        {"gtk",
+         QStringLiteral("/usr/bin/python3"),
+         {QStringLiteral(MOSARO_GTK_CLIENT_PATH)},
          QStringLiteral("mosaro-gtk-client")},
     };
     return clients;
@@ -169,8 +175,8 @@ void DesktopMatrixTest::placeClient(const DesktopClient& client, Scenario scenar
 
     bool maximized = false;
     if (scenario == Scenario::maximized && supports("_NET_WM_STATE_MAXIMIZED_VERT")) {
-        ASSERT_TRUE(session->changeWmState(target->window, 1, "_NET_WM_STATE_MAXIMIZED_VERT",
-                                           "_NET_WM_STATE_MAXIMIZED_HORZ"));
+        ASSERT_TRUE(
+            session->changeWmState(target->window, 1, "_NET_WM_STATE_MAXIMIZED_VERT", "_NET_WM_STATE_MAXIMIZED_HORZ"));
         maximized = session->waitUntil([&] {
             return hasState(target->window, "_NET_WM_STATE_MAXIMIZED_VERT") &&
                    hasState(target->window, "_NET_WM_STATE_MAXIMIZED_HORZ");
@@ -180,7 +186,8 @@ void DesktopMatrixTest::placeClient(const DesktopClient& client, Scenario scenar
     }
 
     const bool bottomRight = scenario == Scenario::maximized;
-    const HighlightedRegion region = bottomRight ? HighlightedRegion{{2, 1}, {2, 1}} : HighlightedRegion{{0, 0}, {0, 0}};
+    const HighlightedRegion region =
+        bottomRight ? HighlightedRegion{{2, 1}, {2, 1}} : HighlightedRegion{{0, 0}, {0, 0}};
     const Rect expected = app->expectedFrame(app->screenAt(0), {3, 2}, 0, region);
     const QString log = bottomRight ? commitWith({{kDown, 0}, {kRight, 0}, {kReturn, 0}})
                                     : commitWith({{kUp, 0}, {kLeft, 0}, {kReturn, 0}});
