@@ -115,32 +115,7 @@ TEST(DesktopCheckReport, WarningsNameTheWayOut)
               Severity::warning);
 }
 
-// The trigger: free, the running Mosaro's own, held from Mosaro by another client, none set, or
-// a stored value that no longer decodes.
-TEST(DesktopCheckReport, TriggerStates)
-{
-    auto lineFor = [](DesktopFacts f) {
-        for (const CheckFinding& finding : desktopFindings(f))
-            if (finding.text.startsWith(QStringLiteral("trigger:")))
-                return formatFindings({finding}).trimmed();
-        return QString();
-    };
-    DesktopFacts f = healthyOpenbox();
-    f.triggerOwner = DesktopFacts::TriggerOwner::mosaro;
-    EXPECT_EQ(lineFor(f), QStringLiteral("ok: trigger: Super+Return belongs to the running Mosaro"));
-    f.triggerOwner = DesktopFacts::TriggerOwner::mosaroWithoutGrab;
-    EXPECT_TRUE(
-        lineFor(f).startsWith(QStringLiteral("warning: trigger: the running Mosaro could not take "
-                                             "Super+Return, another program holds it; bind `mosaro --trigger`")));
-    f.storedTrigger = DesktopFacts::StoredTrigger::disabled;
-    EXPECT_TRUE(lineFor(f).startsWith(QStringLiteral("warning: trigger: none is set")));
-    f.storedTrigger = DesktopFacts::StoredTrigger::undecodable;
-    f.storedTriggerText = QStringLiteral("{\"carbonKeyCode\":\"x\"}");
-    EXPECT_EQ(lineFor(f), QStringLiteral("warning: trigger: the stored shortcut ({\"carbonKeyCode\":\"x\"}) no longer "
-                                         "decodes; Mosaro has no trigger until one is recorded in its settings"));
-}
-
-// Each state of the preferences file, files kept aside, and one line per finding whatever a path holds.
+// A file that cannot be read, files kept aside, and one line per finding whatever a path holds.
 TEST(DesktopCheckReport, PreferencesAndOneLinePerFinding)
 {
     DesktopFacts f = healthyOpenbox();
@@ -158,11 +133,4 @@ TEST(DesktopCheckReport, PreferencesAndOneLinePerFinding)
         EXPECT_TRUE(line.startsWith(QLatin1String("ok: ")) || line.startsWith(QLatin1String("warning: ")) ||
                     line.startsWith(QLatin1String("error: ")))
             << line.toStdString();
-
-    f.preferences = DesktopFacts::PreferencesFile::missing;
-    EXPECT_EQ(severityOf(desktopFindings(f), QStringLiteral("preferences: none yet at")), Severity::ok);
-    f.preferences = DesktopFacts::PreferencesFile::older;
-    EXPECT_EQ(severityOf(desktopFindings(f), QStringLiteral("preferences: /tmp/odd\nname/preferences.json is from an "
-                                                            "earlier version")),
-              Severity::ok);
 }
