@@ -123,6 +123,7 @@ std::vector<xcb_window_t> X11ScreenList::docksInTree() const
     const xcb_atom_t typeAtom = m_connection.atom("_NET_WM_WINDOW_TYPE");
     const xcb_atom_t dock = m_connection.atom("_NET_WM_WINDOW_TYPE_DOCK");
     std::vector<xcb_get_property_cookie_t> typeCookies;
+    typeCookies.reserve(candidates.size());
     for (const xcb_window_t w : candidates)
         typeCookies.push_back(xcb_get_property(c, 0, w, typeAtom, XCB_ATOM_ATOM, 0, 64));
     std::vector<xcb_window_t> docks;
