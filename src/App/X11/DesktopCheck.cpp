@@ -208,8 +208,7 @@ std::optional<RunningTrigger> askRunningMosaro(const QDBusConnection& bus)
                                        QString::fromLatin1(interfaceName), QStringLiteral("TriggerStatus"));
     // Asking whether Mosaro runs must not start one.
     call.setAutoStartService(false);
-    QDBusConnection connection(bus);
-    const QDBusMessage reply = connection.call(call, QDBus::Block, busTimeoutMs);
+    const QDBusMessage reply = bus.call(call, QDBus::Block, busTimeoutMs);
     const QList<QVariant> args = reply.arguments();
     if (reply.type() != QDBusMessage::ReplyMessage || args.size() != 2 || args[0].typeId() != QMetaType::Bool ||
         args[1].typeId() != QMetaType::QString)
