@@ -14,6 +14,7 @@ constexpr std::array kOptions{
     CommandLineOption{"version", "Print the version and exit."},
     CommandLineOption{"trigger", "Ask the running Mosaro to open its grid on the focused window."},
     CommandLineOption{"quit", "Ask the running Mosaro to quit."},
+    CommandLineOption{"check", "Check whether this desktop can run Mosaro, say what is missing, and exit."},
     CommandLineOption{"verbose", "Log debug messages too, and echo the log on standard error."},
     CommandLineOption{"log-stderr", "Echo the log on standard error."},
     CommandLineOption{"log-stdout", "Echo the log on standard output."},
@@ -25,6 +26,7 @@ constexpr std::array kExclusive{
     std::pair{std::string_view("version"), CommandLine::Action::showVersion},
     std::pair{std::string_view("trigger"), CommandLine::Action::sendTrigger},
     std::pair{std::string_view("quit"), CommandLine::Action::sendQuit},
+    std::pair{std::string_view("check"), CommandLine::Action::checkDesktop},
 };
 
 QString text(std::string_view s)

@@ -29,6 +29,7 @@ public:
         showVersion, // print the version and exit 0
         sendTrigger, // ask the running Mosaro to act as if its trigger were pressed
         sendQuit,    // ask the running Mosaro to quit
+        checkDesktop, // report whether this desktop can run Mosaro, exit 0 or 1
         fail,        // arguments not understood: print error() and exit 2
     };
 

@@ -7,6 +7,8 @@
 
 #include <unistd.h>
 
+#include <cstdio>
+
 using namespace mosaro;
 using namespace mosaro::test;
 
@@ -21,7 +23,21 @@ protected:
         connection = std::make_unique<X11Connection>(session->displayName());
         ax = std::make_unique<X11Accessibility>(*connection);
     }
-    void SetUp() override { start(QString::fromLatin1(GetParam())); }
+    void SetUp() override
+    {
+        Log::setMinimumLevel(Log::Level::debug);
+        Log::Store::shared().clear();
+        start(QString::fromLatin1(GetParam()));
+    }
+    void TearDown() override
+    {
+        // What the window manager was asked and answered, when something went wrong.
+        if (HasFailure())
+            for (const auto& e : Log::Store::shared().entries())
+                if (e.category == QLatin1String("windowmanager"))
+                    std::fprintf(stderr, "%s\n", qPrintable(e.message));
+        Log::setMinimumLevel(Log::Level::info);
+    }
 
     X11SessionClient client(const QStringList& args)
     {
@@ -102,12 +118,16 @@ QString describeFrame(const std::optional<Rect>& r)
 } // namespace
 
 // Trust is the presence of an EWMH window manager; once it is gone (its check property may
-// linger) trust is lost, and asking with the prompt flag only logs, once.
+// linger) trust is lost, one line on the notice stream says why and points to mosaro --check,
+// and asking again only logs once. A manager without EWMH is told apart from no manager.
 TEST_P(X11AccessibilityTest, TrustFollowsTheWindowManager)
 {
-    X11AccessibilityTrust trust(*connection);
+    std::FILE* notices = std::tmpfile();
+    ASSERT_TRUE(notices);
+    X11AccessibilityTrust trust(*connection, notices);
     EXPECT_TRUE(ax->isProcessTrusted());
     EXPECT_TRUE(trust.isProcessTrustedWithOptions(true));
+    EXPECT_FALSE(trust.status().name.isEmpty()) << "managers name themselves";
 
     session->stopWindowManager();
     Log::Store::shared().clear();
@@ -120,8 +140,31 @@ TEST_P(X11AccessibilityTest, TrustFollowsTheWindowManager)
         permissionLines += e.category == QLatin1String("permission");
     EXPECT_EQ(permissionLines, 1);
 
+    // Someone redirecting the root's substructure without EWMH: a manager Mosaro cannot drive.
+    X11Connection primitive(session->displayName());
+    const std::uint32_t redirect = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT;
+    ASSERT_TRUE(primitive.check(
+        xcb_change_window_attributes_checked(primitive.connection(), primitive.root(), XCB_CW_EVENT_MASK, &redirect)));
+    EXPECT_EQ(trust.status().kind, X11WindowManagerStatus::Kind::notDrivable);
+    EXPECT_FALSE(trust.isProcessTrustedWithOptions(false));
+    const std::uint32_t none = 0;
+    ASSERT_TRUE(primitive.check(
+        xcb_change_window_attributes_checked(primitive.connection(), primitive.root(), XCB_CW_EVENT_MASK, &none)));
+
+    std::rewind(notices);
+    char buffer[1024] = {};
+    const std::size_t read = std::fread(buffer, 1, sizeof buffer - 1, notices);
+    std::fclose(notices);
+    const QStringList lines = QString::fromUtf8(buffer, qsizetype(read)).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 2) << buffer;
+    EXPECT_EQ(lines[0], QStringLiteral("mosaro: no window manager is running, so Mosaro cannot move windows; "
+                                       "run `mosaro --check` for details"));
+    EXPECT_EQ(lines[1], QStringLiteral("mosaro: the window manager does not tell which window is active (EWMH), so "
+                                       "Mosaro cannot move windows; run `mosaro --check` for details"));
+
     ASSERT_TRUE(session->startWindowManager(QString::fromLatin1(GetParam())));
     EXPECT_TRUE(ax->isProcessTrusted());
+    EXPECT_TRUE(trust.isProcessTrustedWithOptions(false));
 }
 
 // The frontmost application is the owner of the active window; titles come from _NET_WM_NAME
@@ -305,7 +348,7 @@ protected:
 
 // With nobody to carry out a request, a write gives up at the element's timeout; malformed values
 // are refused before anything is sent.
-TEST_F(X11AccessibilityWithoutWM, UnansweredWritesTimeOutAndBadValuesAreRefused)
+TEST_F(X11AccessibilityWithoutWM, UnmanagedWindowsMoveThemselvesAndBadValuesAreRefused)
 {
     EXPECT_FALSE(ax->isProcessTrusted());
     EXPECT_FALSE(ax->frontmostApplicationProcessID());
@@ -313,9 +356,11 @@ TEST_F(X11AccessibilityWithoutWM, UnansweredWritesTimeOutAndBadValuesAreRefused)
     const AXElementRef window = ax->windowElement(c.window);
     EXPECT_EQ(axFrame(window), (Rect{10, 10, 200, 100}));
 
+    // Nobody redirects the request: the window moves by itself, and the server confirms it.
     EXPECT_EQ(ax->setMessagingTimeout(window, 0.2f), AXErrorCode::success);
-    EXPECT_EQ(setPosition(window, 300, 300), AXErrorCode::cannotComplete);
-    EXPECT_EQ(setPosition(window, 10, 10), AXErrorCode::success) << "already there";
+    EXPECT_EQ(setPosition(window, 300, 300), AXErrorCode::success);
+    EXPECT_EQ(axFrame(window), (Rect{300, 300, 200, 100}));
+    EXPECT_EQ(setPosition(window, 300, 300), AXErrorCode::success) << "already there";
 
     const double nan = std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(setPosition(window, nan, 0), AXErrorCode::illegalArgument);

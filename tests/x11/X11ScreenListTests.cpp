@@ -1,5 +1,6 @@
 #include "Grid/ScreenGeometry.h"
 #include "Platform/X11/X11ScreenList.h"
+#include "support/EdidFixture.h"
 #include "support/x11/X11Session.h"
 
 #include <gtest/gtest.h>
@@ -8,30 +9,8 @@
 
 using namespace mosaro;
 using namespace mosaro::test;
-using Edge = X11ScreenList::Reservation::Edge;
 
 namespace {
-
-std::vector<std::uint8_t> edidWithName(const char* name)
-{
-    std::vector<std::uint8_t> edid(128, 0);
-    const std::uint8_t header[] = {0x00, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x00};
-    std::memcpy(edid.data(), header, 8);
-    // First descriptor: a serial number (0xFF), then the name (0xFC) in the second.
-    std::uint8_t* serial = edid.data() + 54;
-    serial[3] = 0xff;
-    // EDID texts are padded, not NUL-terminated.
-    // NOLINTNEXTLINE(bugprone-not-null-terminated-result)
-    std::memcpy(serial + 5, "12345\n       ", 13);
-    std::uint8_t* d = edid.data() + 72;
-    d[3] = 0xfc;
-    std::memset(d + 5, ' ', 13);
-    // NOLINTNEXTLINE(bugprone-not-null-terminated-result)
-    std::memcpy(d + 5, name, std::min<std::size_t>(13, std::strlen(name)));
-    if (std::strlen(name) < 13)
-        d[5 + std::strlen(name)] = 0x0a;
-    return edid;
-}
 
 xcb_randr_output_t firstOutput(X11Connection& c)
 {
@@ -43,60 +22,6 @@ xcb_randr_output_t firstOutput(X11Connection& c)
 }
 
 } // namespace
-
-// Struts are areas along the root's edges; a monitor loses only what overlaps it, and values that
-// make no sense are not believed.
-TEST(X11ScreenListGeometry, StrutsShrinkOnlyTheMonitorsTheyTouch)
-{
-    // Two monitors side by side on a 1920 x 1080 root; a 30-pixel top panel over the left one only.
-    const Rect left{0, 0, 960, 1080}, right{960, 0, 960, 1080};
-    std::vector<std::uint32_t> partialTop(12, 0);
-    partialTop[2] = 30;
-    partialTop[8] = 0;
-    partialTop[9] = 959;
-    const auto top = X11ScreenList::reservationsFromStrut(partialTop, 1920, 1080);
-    ASSERT_EQ(top.size(), 1u);
-    EXPECT_EQ(top[0].edge, Edge::top);
-    EXPECT_EQ(top[0].area, (Rect{0, 0, 960, 30}));
-    EXPECT_EQ(X11ScreenList::visibleArea(left, top), (Rect{0, 30, 960, 1050}));
-    EXPECT_EQ(X11ScreenList::visibleArea(right, top), right);
-
-    // The legacy four-value strut spans whole edges: a right dock and a bottom dock.
-    const auto legacy = X11ScreenList::reservationsFromStrut({0, 48, 0, 25}, 1920, 1080);
-    ASSERT_EQ(legacy.size(), 2u);
-    EXPECT_EQ(X11ScreenList::visibleArea(left, legacy), (Rect{0, 0, 960, 1055}));
-    EXPECT_EQ(X11ScreenList::visibleArea(right, legacy), (Rect{960, 0, 912, 1055}));
-
-    // A left strut counts from the root's left edge, so it reaches a second monitor only when wide enough.
-    const auto wideLeft = X11ScreenList::reservationsFromStrut({1000, 0, 0, 0}, 1920, 1080);
-    EXPECT_EQ(X11ScreenList::visibleArea(right, wideLeft), (Rect{1000, 0, 920, 1080}));
-
-    // Reversed ranges, too-short lists and struts covering everything are ignored.
-    std::vector<std::uint32_t> reversed(12, 0);
-    reversed[3] = 40;
-    reversed[10] = 500;
-    reversed[11] = 100;
-    EXPECT_TRUE(X11ScreenList::reservationsFromStrut(reversed, 1920, 1080).empty());
-    EXPECT_TRUE(X11ScreenList::reservationsFromStrut({10, 10}, 1920, 1080).empty());
-    const auto all = X11ScreenList::reservationsFromStrut({0, 0, 4000000000u, 0}, 1920, 1080);
-    EXPECT_EQ(X11ScreenList::visibleArea(left, all), left);
-}
-
-TEST(X11ScreenListGeometry, EdidProductName)
-{
-    EXPECT_EQ(X11ScreenList::edidProductName(edidWithName("DELL U2720Q")), QStringLiteral("DELL U2720Q"));
-    EXPECT_EQ(X11ScreenList::edidProductName(edidWithName("ABCDEFGHIJKLM")), QStringLiteral("ABCDEFGHIJKLM"));
-    auto noName = edidWithName("X");
-    noName[72 + 3] = 0xfe; // an unspecified text, not a name
-    EXPECT_FALSE(X11ScreenList::edidProductName(noName));
-    auto badHeader = edidWithName("X");
-    badHeader[1] = 0;
-    EXPECT_FALSE(X11ScreenList::edidProductName(badHeader));
-    auto truncated = edidWithName("X");
-    truncated.resize(100);
-    EXPECT_FALSE(X11ScreenList::edidProductName(truncated));
-    EXPECT_FALSE(X11ScreenList::edidProductName(edidWithName("   ")));
-}
 
 // Without a window manager: one monitor named after its output (or its EDID), the work area
 // as the visible frame, and the same object for as long as nothing changes.
@@ -116,7 +41,16 @@ TEST(X11ScreenList, SingleMonitorNamesWorkAreaAndIdentity)
     EXPECT_EQ(list.mainScreen(), screens[0]);
     EXPECT_EQ(list.screens()[0], screens[0]) << "same display, same object";
 
-    // Work area of the current (second) desktop: 0,20 1280x750 in X coordinates.
+    // Work area of the current (second) desktop: 0,20 1280x750 in X coordinates, kept free for
+    // two panels that are not docks with struts (a manager's own bars).
+    for (const auto& [y, h] : {std::pair{0, 20}, std::pair{770, 30}}) {
+        const xcb_window_t panel = xcb_generate_id(c.connection());
+        const std::uint32_t overrideRedirect = 1;
+        xcb_create_window(c.connection(), XCB_COPY_FROM_PARENT, panel, c.root(), 0, std::int16_t(y), 1280,
+                          std::uint16_t(h), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_OVERRIDE_REDIRECT, &overrideRedirect);
+        xcb_map_window(c.connection(), panel);
+    }
     const std::uint32_t areas[] = {0, 0, 1280, 800, 0, 20, 1280, 750};
     const std::uint32_t desktop = 1;
     xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, c.root(), c.atom("_NET_WORKAREA"), XCB_ATOM_CARDINAL, 32,
@@ -136,7 +70,7 @@ TEST(X11ScreenList, SingleMonitorNamesWorkAreaAndIdentity)
     // The EDID product name wins over the output's name.
     const xcb_randr_output_t output = firstOutput(c);
     ASSERT_NE(output, xcb_randr_output_t(XCB_NONE));
-    const auto edid = edidWithName("Mosaro Panel");
+    const auto edid = test::edidWithName("Mosaro Panel");
     xcb_randr_change_output_property(c.connection(), output, c.atom("EDID"), XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE,
                                      std::uint32_t(edid.size()), edid.data());
     EXPECT_EQ(list.screens()[0]->localizedName(), QStringLiteral("Mosaro Panel"));

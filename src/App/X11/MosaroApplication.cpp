@@ -7,6 +7,7 @@
 #include "App/UI/AboutDialog.h"
 #include "App/UI/ApplicationIcon.h"
 #include "App/UI/TrayMenu.h"
+#include "App/X11/DesktopCheck.h"
 #include "App/X11/DesktopServices.h"
 #include "Diagnostics/DiagnosticsReport.h"
 #include "Diagnostics/Log.h"
@@ -347,12 +348,17 @@ int runMosaro(int argc, char** argv)
         return sendToRunningInstance(argc, argv, line, RemoteCommand::trigger);
     case CommandLine::Action::sendQuit:
         return sendToRunningInstance(argc, argv, line, RemoteCommand::quit);
+    case CommandLine::Action::checkDesktop:
+        return runDesktopCheck(argc, argv);
     case CommandLine::Action::run:
         break;
     }
 
-    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        printLine(stderr, QStringLiteral("mosaro: cannot open display"));
+    // Before Qt, which aborts when it cannot connect; before anything is written.
+    if (!X11Connection().isConnected()) {
+        const QString display = qEnvironmentVariable("DISPLAY");
+        printLine(stderr, QStringLiteral("mosaro: cannot open display") +
+                              (display.isEmpty() ? QString() : QStringLiteral(" ") + display));
         return 1;
     }
     // All geometry is in X pixels, whatever scaling Qt would apply.

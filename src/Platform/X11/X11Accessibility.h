@@ -2,6 +2,7 @@
 
 #include "Platform/Accessibility.h"
 #include "Platform/X11/X11Connection.h"
+#include "Platform/X11/X11WindowMover.h"
 
 #include <set>
 
@@ -46,22 +47,11 @@ public:
     AXElementRef windowElement(xcb_window_t window);
     static xcb_window_t windowOf(const AXElementRef& element);
 
-private:
-    struct Extents {
-        double left = 0, right = 0, top = 0, bottom = 0;
-    };
-    struct Geometry {
-        Rect client; // inside the border, root coordinates
-        double border = 0;
-        Extents frame;  // added by the WM
-        Extents shadow; // client-side, inside the client
-        Rect visible;   // the outer frame as the user sees it
-    };
+    // The mover behind the position and size writes, for what it learnt and did.
+    X11WindowMover& mover() { return m_mover; }
 
+private:
     std::optional<std::int32_t> processOf(xcb_window_t window);
-    std::optional<Extents> extents(xcb_window_t window, const char* property, double maxTotalWidth,
-                                   double maxTotalHeight);
-    X11Result<Geometry> geometry(xcb_window_t window);
     std::vector<xcb_atom_t> wmState(xcb_window_t window);
     bool hasState(xcb_window_t window, const char* state);
     bool isFixedSize(xcb_window_t window);
@@ -70,11 +60,10 @@ private:
     AXError focusedWindowOf(std::int32_t processID, std::optional<AXValue>& value);
     AXError writeFrame(xcb_window_t window, float timeout, const std::optional<Point>& position,
                        const std::optional<Size>& size);
-    void watch(xcb_window_t window);
 
     X11Connection& m_connection;
+    X11WindowMover m_mover;
     std::set<xcb_window_t> m_ownWindows;
-    std::set<xcb_window_t> m_watched;
     X11Connection::ListenerId m_listener = 0;
 };
 

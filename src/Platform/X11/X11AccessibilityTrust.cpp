@@ -1,22 +1,82 @@
 #include "Platform/X11/X11AccessibilityTrust.h"
 
 #include "Diagnostics/Log.h"
-#include "Platform/X11/X11Accessibility.h"
+#include "Platform/X11/X11Properties.h"
 
 namespace mosaro {
 
 namespace {
-constexpr const char* noWindowManagerMessage =
-    "no EWMH window manager is running; windows cannot be moved until one is started";
+constexpr const char* untrustedMessage = "windows cannot be moved: %{public}s";
 } // namespace
+
+X11WindowManagerStatus windowManagerStatus(X11Connection& c)
+{
+    using Kind = X11WindowManagerStatus::Kind;
+    if (!c.isConnected())
+        return {Kind::noConnection, {}};
+    const xcb_atom_t check = c.atom("_NET_SUPPORTING_WM_CHECK");
+    const auto wm = c.windows(c.root(), check);
+    // A stale property from a manager that has gone names a window that no longer names itself.
+    xcb_window_t checkWindow = XCB_WINDOW_NONE;
+    if (wm && (*wm)[0] != XCB_WINDOW_NONE) {
+        const auto self = c.windows((*wm)[0], check);
+        if (self && (*self)[0] == (*wm)[0])
+            checkWindow = (*wm)[0];
+    }
+    QString name;
+    if (checkWindow != XCB_WINDOW_NONE)
+        name = X11Properties::windowTitle(c.propertyValue(checkWindow, c.atom("_NET_WM_NAME")), std::nullopt,
+                                          c.atom("UTF8_STRING"))
+                   .value_or(QString());
+    const bool ewmh = checkWindow != XCB_WINDOW_NONE &&
+                      X11Properties::contains(X11Properties::atoms(c.propertyValue(c.root(), c.atom("_NET_SUPPORTED"))),
+                                              c.atom("_NET_ACTIVE_WINDOW"));
+    if (ewmh)
+        return {Kind::drivable, name};
+    // A manager is whoever redirects the root's substructure; the server tells anyone who asks.
+    auto attributes = c.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
+                                                                 xcb_get_window_attributes(c.connection(), c.root()));
+    if (!attributes)
+        return {c.isConnected() ? Kind::none : Kind::noConnection, {}};
+    const bool redirected = (*attributes)->all_event_masks & XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT;
+    return {redirected || checkWindow != XCB_WINDOW_NONE ? Kind::notDrivable : Kind::none, name};
+}
+
+QString untrustedNotice(const X11WindowManagerStatus& status)
+{
+    using Kind = X11WindowManagerStatus::Kind;
+    const QString check = QStringLiteral("; run `mosaro --check` for details");
+    switch (status.kind) {
+    case Kind::drivable:
+        return {};
+    case Kind::none:
+        return QStringLiteral("no window manager is running, so Mosaro cannot move windows") + check;
+    case Kind::notDrivable:
+        return (status.name.isEmpty() ? QStringLiteral("the window manager")
+                                      : QStringLiteral("the window manager (%1)").arg(status.name)) +
+               QStringLiteral(" does not tell which window is active (EWMH), so Mosaro cannot move windows") + check;
+    case Kind::noConnection:
+        return QStringLiteral("the X display is gone, so Mosaro cannot move windows") + check;
+    }
+    return {};
+}
 
 bool X11AccessibilityTrust::isProcessTrustedWithOptions(bool prompt)
 {
-    const bool trusted = ewmhWindowManagerRunning(m_connection);
-    if (!trusted && prompt && !m_promptLogged) {
-        m_promptLogged = true;
-        Log::permission().info(noWindowManagerMessage);
+    const X11WindowManagerStatus now = windowManagerStatus(m_connection);
+    const bool trusted = now.kind == X11WindowManagerStatus::Kind::drivable;
+    // One line when the answer turns into "no" or its reason changes; the two-second poll of the
+    // status monitor stays silent otherwise.
+    if (!trusted && now.kind != m_lastStatus.kind) {
+        const QString notice = untrustedNotice(now);
+        Log::permission().info(untrustedMessage, notice);
+        if (m_notices) {
+            std::fprintf(m_notices, "mosaro: %s\n", qPrintable(notice));
+            std::fflush(m_notices);
+        }
     }
+    m_lastStatus = now;
+    // The stand-in for the system's prompt: the help on window managers comes to the front.
     if (!trusted && prompt && showPrompt)
         showPrompt();
     return trusted;

@@ -119,22 +119,22 @@ X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t windo
     return Result(std::move(out));
 }
 
-std::optional<std::vector<std::uint32_t>> X11Connection::list32(xcb_window_t window, xcb_atom_t prop, xcb_atom_t type,
-                                                                std::size_t minItems, X11Error* error)
+std::optional<X11Property> X11Connection::propertyValue(xcb_window_t window, xcb_atom_t prop, X11Error* error,
+                                                        std::uint32_t maxBytes)
 {
-    auto r = property(window, prop, type);
+    auto r = property(window, prop, XCB_ATOM_ANY, maxBytes);
     if (!r) {
         if (error)
             *error = r.error();
         return std::nullopt;
     }
-    const auto& p = *r;
-    if (!p || p->format != 32 || (type != XCB_ATOM_ANY && p->type != type) || p->itemCount() < minItems)
-        return std::nullopt;
-    std::vector<std::uint32_t> values(p->itemCount());
-    if (!values.empty())
-        std::memcpy(values.data(), p->bytes.data(), values.size() * 4);
-    return values;
+    return *r;
+}
+
+std::optional<std::vector<std::uint32_t>> X11Connection::list32(xcb_window_t window, xcb_atom_t prop, xcb_atom_t type,
+                                                                std::size_t minItems, X11Error* error)
+{
+    return X11Properties::list32(propertyValue(window, prop, error), type, minItems);
 }
 
 std::optional<std::vector<std::uint32_t>> X11Connection::cardinals(xcb_window_t window, xcb_atom_t prop,
@@ -156,23 +156,8 @@ std::optional<std::vector<xcb_atom_t>> X11Connection::atoms(xcb_window_t window,
 
 std::optional<QString> X11Connection::text(xcb_window_t window, xcb_atom_t prop, X11Error* error)
 {
-    auto r = property(window, prop, XCB_ATOM_ANY, 64 * 1024);
-    if (!r) {
-        if (error)
-            *error = r.error();
-        return std::nullopt;
-    }
-    const auto& p = *r;
-    if (!p || p->format != 8)
-        return std::nullopt;
-    const auto* chars = reinterpret_cast<const char*>(p->bytes.data());
-    const auto size = qsizetype(p->bytes.size());
-    const xcb_atom_t utf8 = atom("UTF8_STRING");
-    if (p->type == utf8 && utf8 != XCB_ATOM_NONE)
-        return QString::fromUtf8(chars, size); // invalid sequences become U+FFFD
-    if (p->type == XCB_ATOM_STRING || p->type == atom("COMPOUND_TEXT"))
-        return QString::fromLatin1(chars, size);
-    return std::nullopt;
+    return X11Properties::text(propertyValue(window, prop, error, 64 * 1024), atom("UTF8_STRING"),
+                               atom("COMPOUND_TEXT"));
 }
 
 X11Status X11Connection::check(xcb_void_cookie_t cookie)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Expected.h"
+#include "Platform/X11/X11Properties.h"
 
 #include <QString>
 #include <xcb/xcb.h>
@@ -43,14 +44,6 @@ struct FreeDeleter {
 template <class T>
 using XcbPtr = std::unique_ptr<T, FreeDeleter>;
 
-// A property as the server holds it, with its declared type and format.
-struct X11Property {
-    xcb_atom_t type = XCB_ATOM_NONE;
-    std::uint8_t format = 0; // 8, 16 or 32
-    std::vector<std::uint8_t> bytes;
-    std::size_t itemCount() const { return format ? bytes.size() / (format / 8) : 0; }
-};
-
 // One connection to an X server, used from the main thread only. Every call is safe on a dead
 // connection: it fails (or gives nothing) and the loss is logged once.
 class X11Connection {
@@ -81,6 +74,11 @@ public:
     // (vanished window) or a dead connection gives the error.
     X11Result<std::optional<X11Property>> property(xcb_window_t window, xcb_atom_t property,
                                                    xcb_atom_t type = XCB_ATOM_ANY, std::uint32_t maxBytes = 1u << 20);
+
+    // The property for the pure readers of X11Properties: nothing when it is missing or the
+    // request failed (then *error is set when given).
+    std::optional<X11Property> propertyValue(xcb_window_t window, xcb_atom_t property, X11Error* error = nullptr,
+                                             std::uint32_t maxBytes = 1u << 20);
 
     // Typed reads: nothing when the property is missing, of another type or format, shorter
     // than minItems, or when the request failed (then *error is set when given).

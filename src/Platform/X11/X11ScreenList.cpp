@@ -1,6 +1,7 @@
 #include "Platform/X11/X11ScreenList.h"
 
 #include "Diagnostics/Log.h"
+#include "Platform/X11/X11VisibleFrame.h"
 
 #include <QAbstractEventDispatcher>
 
@@ -35,20 +36,6 @@ private:
     const QString m_name;
     const double m_scale;
 };
-
-Rect intersection(const Rect& a, const Rect& b)
-{
-    const double x0 = std::max(a.minX(), b.minX()), x1 = std::min(a.maxX(), b.maxX());
-    const double y0 = std::max(a.minY(), b.minY()), y1 = std::min(a.maxY(), b.maxY());
-    if (x1 <= x0 || y1 <= y0)
-        return {};
-    return {x0, y0, x1 - x0, y1 - y0};
-}
-
-bool overlaps(const Rect& a, const Rect& b)
-{
-    return intersection(a, b).width > 0;
-}
 
 } // namespace
 
@@ -97,93 +84,6 @@ X11ScreenList::~X11ScreenList()
         m_connection.removeEventListener(m_propertyListener);
 }
 
-std::vector<X11ScreenList::Reservation> X11ScreenList::reservationsFromStrut(const std::vector<std::uint32_t>& strut,
-                                                                             double rootWidth, double rootHeight)
-{
-    std::vector<Reservation> out;
-    if (strut.size() < 4)
-        return out;
-    const bool partial = strut.size() >= 12;
-    // A range [start, end] inclusive along an edge; the whole edge without partial values.
-    auto span = [&](int index, double whole) -> std::pair<double, double> {
-        if (!partial)
-            return {0, whole};
-        const double start = strut[std::size_t(index)], end = strut[std::size_t(index) + 1];
-        if (end < start)
-            return {0, 0};
-        return {start, std::min(whole, end + 1) - start};
-    };
-    using Edge = Reservation::Edge;
-    const double left = std::min<double>(strut[0], rootWidth), right = std::min<double>(strut[1], rootWidth);
-    const double top = std::min<double>(strut[2], rootHeight), bottom = std::min<double>(strut[3], rootHeight);
-    if (left > 0) {
-        const auto [y, h] = span(4, rootHeight);
-        out.push_back({Edge::left, {0, y, left, h}});
-    }
-    if (right > 0) {
-        const auto [y, h] = span(6, rootHeight);
-        out.push_back({Edge::right, {rootWidth - right, y, right, h}});
-    }
-    if (top > 0) {
-        const auto [x, w] = span(8, rootWidth);
-        out.push_back({Edge::top, {x, 0, w, top}});
-    }
-    if (bottom > 0) {
-        const auto [x, w] = span(10, rootWidth);
-        out.push_back({Edge::bottom, {x, rootHeight - bottom, w, bottom}});
-    }
-    out.erase(std::remove_if(out.begin(), out.end(),
-                             [](const Reservation& r) { return r.area.width <= 0 || r.area.height <= 0; }),
-              out.end());
-    return out;
-}
-
-Rect X11ScreenList::visibleArea(const Rect& monitor, const std::vector<Reservation>& reservations)
-{
-    double x0 = monitor.minX(), x1 = monitor.maxX(), y0 = monitor.minY(), y1 = monitor.maxY();
-    for (const Reservation& r : reservations) {
-        if (!overlaps(r.area, monitor))
-            continue;
-        switch (r.edge) {
-        case Reservation::Edge::left:
-            x0 = std::max(x0, r.area.maxX());
-            break;
-        case Reservation::Edge::right:
-            x1 = std::min(x1, r.area.minX());
-            break;
-        case Reservation::Edge::top:
-            y0 = std::max(y0, r.area.maxY());
-            break;
-        case Reservation::Edge::bottom:
-            y1 = std::min(y1, r.area.minY());
-            break;
-        }
-    }
-    // Docks that would swallow the whole monitor are not believed.
-    if (x1 <= x0 || y1 <= y0)
-        return monitor;
-    return {x0, y0, x1 - x0, y1 - y0};
-}
-
-std::optional<QString> X11ScreenList::edidProductName(const std::vector<std::uint8_t>& edid)
-{
-    static const std::uint8_t header[8] = {0x00, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x00};
-    if (edid.size() < 128 || !std::equal(header, header + 8, edid.begin()))
-        return std::nullopt;
-    for (std::size_t offset = 54; offset + 18 <= 126; offset += 18) {
-        const std::uint8_t* d = edid.data() + offset;
-        if (d[0] != 0 || d[1] != 0 || d[2] != 0 || d[3] != 0xfc)
-            continue;
-        QByteArray text;
-        for (int i = 5; i < 18 && d[i] != 0x0a && d[i] != 0; ++i)
-            text.append(char(d[i]));
-        const QString name = QString::fromLatin1(text).trimmed();
-        if (!name.isEmpty())
-            return name;
-    }
-    return std::nullopt;
-}
-
 QString X11ScreenList::monitorName(xcb_atom_t nameAtom, const std::vector<xcb_randr_output_t>& outputs) const
 {
     xcb_connection_t* c = m_connection.connection();
@@ -197,7 +97,7 @@ QString X11ScreenList::monitorName(xcb_atom_t nameAtom, const std::vector<xcb_ra
             const std::uint8_t* data = xcb_randr_get_output_property_data(prop->get());
             const int length = xcb_randr_get_output_property_data_length(prop->get());
             if (length > 0 && std::uint32_t(length) == (*prop)->num_items) {
-                if (auto name = edidProductName(std::vector<std::uint8_t>(data, data + length)))
+                if (auto name = X11Properties::edidMonitorName(std::vector<std::uint8_t>(data, data + length)))
                     return *name;
             }
         }
@@ -213,48 +113,109 @@ QString X11ScreenList::monitorName(xcb_atom_t nameAtom, const std::vector<xcb_ra
     return m_connection.atomName(nameAtom);
 }
 
-std::vector<X11ScreenList::Reservation> X11ScreenList::readReservations(double rootWidth, double rootHeight,
-                                                                        bool& found) const
+std::vector<xcb_window_t> X11ScreenList::docksInTree() const
 {
-    found = false;
-    std::vector<Reservation> out;
-    const xcb_window_t root = m_connection.root();
-    const auto clients = m_connection.windows(root, m_connection.atom("_NET_CLIENT_LIST"), 0);
-    if (!clients)
-        return out;
+    // Children of the root and their children: managers that reparent docks (i3 into its dock
+    // areas) keep them one level down.
+    xcb_connection_t* c = m_connection.connection();
+    std::vector<xcb_window_t> candidates;
+    auto top = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, m_connection.root()));
+    if (!top)
+        return {};
+    const xcb_window_t* children = xcb_query_tree_children(top->get());
+    const int count = xcb_query_tree_children_length(top->get());
+    std::vector<xcb_query_tree_cookie_t> treeCookies;
+    for (int i = 0; i < count; ++i) {
+        candidates.push_back(children[i]);
+        treeCookies.push_back(xcb_query_tree(c, children[i]));
+    }
+    for (auto cookie : treeCookies) {
+        if (auto tree = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, cookie)) {
+            const xcb_window_t* inner = xcb_query_tree_children(tree->get());
+            candidates.insert(candidates.end(), inner, inner + xcb_query_tree_children_length(tree->get()));
+        }
+    }
     const xcb_atom_t typeAtom = m_connection.atom("_NET_WM_WINDOW_TYPE");
     const xcb_atom_t dock = m_connection.atom("_NET_WM_WINDOW_TYPE_DOCK");
-    for (const xcb_window_t w : *clients) {
-        const auto types = m_connection.atoms(w, typeAtom);
-        if (!types || std::find(types->begin(), types->end(), dock) == types->end())
+    std::vector<xcb_get_property_cookie_t> typeCookies;
+    typeCookies.reserve(candidates.size());
+    for (const xcb_window_t w : candidates)
+        typeCookies.push_back(xcb_get_property(c, 0, w, typeAtom, XCB_ATOM_ATOM, 0, 64));
+    std::vector<xcb_window_t> docks;
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        auto reply = m_connection.reply<xcb_get_property_reply_t>(xcb_get_property_reply, typeCookies[i]);
+        if (!reply || (*reply)->format != 32 || (*reply)->type != XCB_ATOM_ATOM)
             continue;
-        auto strut = m_connection.cardinals(w, m_connection.atom("_NET_WM_STRUT_PARTIAL"), 12);
-        if (!strut)
-            strut = m_connection.cardinals(w, m_connection.atom("_NET_WM_STRUT"), 4);
-        if (!strut)
-            continue;
-        found = true;
-        const auto areas = reservationsFromStrut(*strut, rootWidth, rootHeight);
+        const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply->get()));
+        const int n = xcb_get_property_value_length(reply->get()) / 4;
+        if (std::find(atoms, atoms + n, dock) != atoms + n)
+            docks.push_back(candidates[i]);
+    }
+    return docks;
+}
+
+std::vector<X11Properties::Reservation> X11ScreenList::readReservations(double rootWidth, double rootHeight,
+                                                                        bool searchTree) const
+{
+    std::vector<X11Properties::Reservation> out;
+    std::vector<xcb_window_t> docks;
+    const xcb_atom_t typeAtom = m_connection.atom("_NET_WM_WINDOW_TYPE");
+    const xcb_atom_t dock = m_connection.atom("_NET_WM_WINDOW_TYPE_DOCK");
+    if (const auto clients = m_connection.windows(m_connection.root(), m_connection.atom("_NET_CLIENT_LIST"), 0)) {
+        for (const xcb_window_t w : *clients)
+            if (X11Properties::contains(m_connection.atoms(w, typeAtom), dock))
+                docks.push_back(w);
+    }
+    if (searchTree) {
+        for (const xcb_window_t w : docksInTree())
+            if (std::find(docks.begin(), docks.end(), w) == docks.end())
+                docks.push_back(w);
+    }
+    for (const xcb_window_t w : docks) {
+        const auto areas = X11Properties::strutReservations(
+            m_connection.propertyValue(w, m_connection.atom("_NET_WM_STRUT_PARTIAL")),
+            m_connection.propertyValue(w, m_connection.atom("_NET_WM_STRUT")), rootWidth, rootHeight);
         out.insert(out.end(), areas.begin(), areas.end());
     }
     return out;
 }
 
-std::optional<Rect> X11ScreenList::readWorkArea() const
+std::optional<Rect> X11ScreenList::readWorkArea(double rootWidth, double rootHeight) const
 {
     const xcb_window_t root = m_connection.root();
-    const auto area = m_connection.cardinals(root, m_connection.atom("_NET_WORKAREA"), 4);
-    if (!area)
-        return std::nullopt;
-    std::size_t desktop = 0;
-    if (const auto current = m_connection.cardinals(root, m_connection.atom("_NET_CURRENT_DESKTOP"), 1))
-        desktop = (*current)[0];
-    if ((desktop + 1) * 4 > area->size())
-        desktop = 0;
-    const auto* v = area->data() + desktop * 4;
-    if (v[2] == 0 || v[3] == 0)
-        return std::nullopt;
-    return Rect{double(std::int32_t(v[0])), double(std::int32_t(v[1])), double(v[2]), double(v[3])};
+    return X11Properties::workArea(m_connection.propertyValue(root, m_connection.atom("_NET_WORKAREA")),
+                                   m_connection.propertyValue(root, m_connection.atom("_NET_CURRENT_DESKTOP")),
+                                   rootWidth, rootHeight);
+}
+
+std::vector<Rect> X11ScreenList::mappedTopLevelWindows() const
+{
+    std::vector<Rect> out;
+    xcb_connection_t* c = m_connection.connection();
+    auto tree =
+        m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, m_connection.root()));
+    if (!tree)
+        return out;
+    const xcb_window_t* children = xcb_query_tree_children(tree->get());
+    const int count = xcb_query_tree_children_length(tree->get());
+    // All requests first, then the replies: one round trip for the lot.
+    std::vector<xcb_get_window_attributes_cookie_t> attributeCookies;
+    std::vector<xcb_get_geometry_cookie_t> geometryCookies;
+    for (int i = 0; i < count; ++i) {
+        attributeCookies.push_back(xcb_get_window_attributes(c, children[i]));
+        geometryCookies.push_back(xcb_get_geometry(c, children[i]));
+    }
+    for (int i = 0; i < count; ++i) {
+        auto attributes = m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
+                                                                                attributeCookies[std::size_t(i)]);
+        auto g = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, geometryCookies[std::size_t(i)]);
+        if (!attributes || !g || (*attributes)->map_state != XCB_MAP_STATE_VIEWABLE ||
+            (*attributes)->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT)
+            continue;
+        const double b = (*g)->border_width;
+        out.push_back({double((*g)->x), double((*g)->y), (*g)->width + 2 * b, (*g)->height + 2 * b});
+    }
+    return out;
 }
 
 double X11ScreenList::scaleFactor() const
@@ -313,19 +274,14 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
         out.push_back(info);
     }
 
-    bool haveStruts = false;
-    const auto reservations = readReservations(rootWidth, rootHeight, haveStruts);
-    const auto workArea = haveStruts ? std::nullopt : readWorkArea();
-    for (MonitorInfo& info : out) {
-        if (haveStruts) {
-            info.xVisible = visibleArea(info.xRect, reservations);
-        } else if (workArea) {
-            const Rect inside = intersection(info.xRect, *workArea);
-            info.xVisible = inside.width > 0 ? inside : info.xRect;
-        } else {
-            info.xVisible = info.xRect;
-        }
-    }
+    // Without a work area the manager may not list its docks either (i3): look for them.
+    const auto workArea = readWorkArea(rootWidth, rootHeight);
+    const auto reservations = readReservations(rootWidth, rootHeight, !workArea);
+    auto edges = unexplainedWorkAreaEdges(reservations, workArea, rootWidth, rootHeight);
+    if (edges.any())
+        edges = occupiedWorkAreaEdges(edges, mappedTopLevelWindows(), rootWidth, rootHeight);
+    for (MonitorInfo& info : out)
+        info.xVisible = visibleFrameOfMonitor(info.xRect, reservations, edges);
     return out;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Platform/Screen.h"
 #include "Platform/X11/X11Connection.h"
+#include "Platform/X11/X11Properties.h"
 
 #include <QObject>
 #include <xcb/randr.h>
@@ -37,26 +38,6 @@ public:
     // Called when RandR reports a screen change (while the connection's events are dispatched).
     std::function<void()> onDisplaysChanged;
 
-    // An area a dock keeps for itself, along one edge of the root window.
-    struct Reservation {
-        enum class Edge {
-            left,
-            right,
-            top,
-            bottom
-        };
-        Edge edge = Edge::top;
-        Rect area; // X root coordinates, y down
-    };
-    // The areas of a _NET_WM_STRUT_PARTIAL (12 values) or _NET_WM_STRUT (4 values) on a root of
-    // the given size; malformed values give none.
-    static std::vector<Reservation> reservationsFromStrut(const std::vector<std::uint32_t>& strut, double rootWidth,
-                                                          double rootHeight);
-    // The monitor without the reservations that overlap it (X coordinates).
-    static Rect visibleArea(const Rect& monitor, const std::vector<Reservation>& reservations);
-    // The product name of an EDID block (display descriptor 0xFC), if it has one.
-    static std::optional<QString> edidProductName(const std::vector<std::uint8_t>& edid);
-
 private:
     struct MonitorInfo {
         xcb_atom_t nameAtom = XCB_ATOM_NONE;
@@ -67,8 +48,12 @@ private:
     };
     std::vector<MonitorInfo> readMonitors() const;
     std::vector<ScreenRef> snapshot(std::size_t* primaryIndex) const;
-    std::vector<Reservation> readReservations(double rootWidth, double rootHeight, bool& found) const;
-    std::optional<Rect> readWorkArea() const;
+    std::vector<X11Properties::Reservation> readReservations(double rootWidth, double rootHeight,
+                                                             bool searchTree) const;
+    std::vector<xcb_window_t> docksInTree() const;
+    std::optional<Rect> readWorkArea(double rootWidth, double rootHeight) const;
+    // The viewable input-output children of the root, with their borders.
+    std::vector<Rect> mappedTopLevelWindows() const;
     QString monitorName(xcb_atom_t nameAtom, const std::vector<xcb_randr_output_t>& outputs) const;
     double scaleFactor() const;
 

@@ -153,7 +153,7 @@ QString testClientPath()
     return QStringLiteral(MOSARO_TEST_CLIENT_PATH);
 }
 
-X11Session::X11Session(const Options& options)
+X11Session::X11Session(const Options& options) : m_options(options)
 {
     // Set MOSARO_X11_KEEP_TEMP to keep the server's and the WM's logs after the test.
     m_tempDir.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_X11_KEEP_TEMP"));
@@ -175,6 +175,8 @@ X11Session::~X11Session()
         if (*it != m_wmPid && *it != m_serverPid)
             stop(*it);
     stopWindowManager();
+    if (m_busPid > 0)
+        stop(m_busPid);
     m_connection.reset();
     if (m_serverPid > 0)
         stop(m_serverPid);
@@ -235,9 +237,13 @@ pid_t X11Session::spawn(const QString& program, const QStringList& args, int* st
     std::vector<std::string> env;
     for (char** e = environ; *e; ++e) {
         const std::string entry(*e);
-        static const char* dropped[] = {"DISPLAY=",         "HOME=",          "XDG_CONFIG_HOME=",
-                                        "XDG_CACHE_HOME=",  "XDG_DATA_HOME=", "XDG_RUNTIME_DIR=",
-                                        "SESSION_MANAGER=", "ICEWM_PRIVCFG=", "XAUTHORITY="};
+        static const char* dropped[] = {"DISPLAY=",         "HOME=",
+                                        "XDG_CONFIG_HOME=", "XDG_CACHE_HOME=",
+                                        "XDG_DATA_HOME=",   "XDG_RUNTIME_DIR=",
+                                        "SESSION_MANAGER=", "ICEWM_PRIVCFG=",
+                                        "XAUTHORITY=",      "DBUS_SESSION_BUS_ADDRESS=",
+                                        "GTK_CSD=",         "NO_AT_BRIDGE=",
+                                        "QT_QPA_PLATFORM="};
         if (std::none_of(std::begin(dropped), std::end(dropped), [&](const char* p) { return entry.rfind(p, 0) == 0; }))
             env.push_back(entry);
     }
@@ -249,6 +255,10 @@ pid_t X11Session::spawn(const QString& program, const QStringList& args, int* st
     env.push_back("XDG_CACHE_HOME=" + home + "/cache");
     env.push_back("XDG_DATA_HOME=" + home + "/data");
     env.push_back("ICEWM_PRIVCFG=" + home + "/icewm");
+    // GTK clients look for the accessibility bus otherwise, which costs seconds without one.
+    env.push_back("NO_AT_BRIDGE=1");
+    if (!m_busAddress.isEmpty())
+        env.push_back("DBUS_SESSION_BUS_ADDRESS=" + m_busAddress.toStdString());
 
     int pipeFds[2] = {-1, -1};
     std::vector<FdMap> fds;
@@ -290,6 +300,49 @@ int X11Session::run(const QString& program, const QStringList& args, int timeout
     }
     stop(pid);
     return -1;
+}
+
+int X11Session::runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs,
+                             const std::function<void()>& whileWaiting)
+{
+    int out = -1;
+    const pid_t pid = spawn(program, args, &out);
+    if (pid <= 0)
+        return -1;
+    QByteArray collected;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    bool open = true;
+    int status = 0;
+    bool exited = false;
+    while (Clock::now() < deadline && (open || !exited)) {
+        if (open) {
+            pollfd pfd{out, POLLIN, 0};
+            if (::poll(&pfd, 1, 10) > 0) {
+                char buf[4096];
+                const ssize_t got = read(out, buf, sizeof buf);
+                if (got > 0)
+                    collected.append(buf, int(got));
+                else
+                    open = false;
+            }
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        if (whileWaiting)
+            whileWaiting();
+        if (!exited && reaped(pid, &status)) {
+            exited = true;
+            m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
+        }
+    }
+    close(out);
+    if (output)
+        *output = QString::fromUtf8(collected);
+    if (!exited) {
+        stop(pid);
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 bool X11Session::startServer(const Options& options)
@@ -372,7 +425,7 @@ bool X11Session::startServer(const Options& options)
     return false;
 }
 
-void X11Session::writeWindowManagerConfig()
+void X11Session::writeWindowManagerConfig(const QString& name)
 {
     QDir(m_tempDir.path()).mkpath(QStringLiteral("icewm"));
     // Openbox: no key bindings at all, click-to-focus, new windows focused.
@@ -396,7 +449,8 @@ void X11Session::writeWindowManagerConfig()
     QFile prefs(m_tempDir.filePath(QStringLiteral("icewm/preferences")));
     if (prefs.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         QTextStream out(&prefs);
-        out << "Win95Keys=0\nModSuperIsCtrlAlt=0\nShowTaskBar=0\nTaskBarAutoHide=0\nShowWelcome=0\n"
+        out << "Win95Keys=0\nModSuperIsCtrlAlt=0\nShowTaskBar=" << (m_options.taskbar ? 1 : 0)
+            << "\nTaskBarAutoHide=0\nShowWelcome=0\nTaskBarShowClock=0\nTaskBarShowAPMStatus=0\n"
                "DesktopBackgroundColor=\"\"\nDesktopBackgroundImage=\"\"\nSupportSemitransparency=0\n";
         QFile defaults(QStringLiteral("/usr/share/icewm/preferences"));
         if (defaults.open(QIODevice::ReadOnly)) {
@@ -414,6 +468,57 @@ void X11Session::writeWindowManagerConfig()
     QFile toolbar(m_tempDir.filePath(QStringLiteral("icewm/toolbar")));
     if (toolbar.open(QIODevice::WriteOnly | QIODevice::Truncate))
         toolbar.write("");
+
+    auto write = [this](const char* file, const QByteArray& text) {
+        QFile f(m_tempDir.filePath(QString::fromLatin1(file)));
+        if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            f.write(text);
+        return f.fileName();
+    };
+    const bool floating = !m_options.tiling;
+    if (name == QLatin1String("i3")) {
+        // No key bindings, no bar; windows float unless the test wants the tiled layout.
+        write("i3.config", QByteArray("# i3 config file (v4)\nfont pango:monospace 8\nfocus_follows_mouse no\n"
+                                      "focus_on_window_activation focus\n") +
+                               (floating ? "for_window [class=\".*\"] floating enable\n" : ""));
+    } else if (name == QLatin1String("herbstluftwm")) {
+        const QString path = write("herbstluftwm-autostart",
+                                   QByteArray("#!/bin/sh\nherbstclient set focus_stealing_prevention false\n") +
+                                       (floating ? "herbstclient floating on\n" : ""));
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    } else if (name == QLatin1String("awesome")) {
+        // The floating layout, the default theme's borders and title bars, and no key bindings.
+        write("awesome-rc.lua", R"(local awful = require("awful")
+require("awful.autofocus")
+local beautiful = require("beautiful")
+local wibox = require("wibox")
+beautiful.init(require("gears.filesystem").get_themes_dir() .. "default/theme.lua")
+awful.layout.layouts = { awful.layout.suit.floating }
+awful.screen.connect_for_each_screen(function(s) awful.tag({ "1" }, s, awful.layout.suit.floating) end)
+awful.rules.rules = {
+  { rule = { }, properties = { border_width = beautiful.border_width, border_color = beautiful.border_normal,
+    focus = awful.client.focus.filter, raise = true, screen = awful.screen.preferred,
+    placement = awful.placement.no_overlap + awful.placement.no_offscreen } },
+  { rule_any = { type = { "normal", "dialog" } }, properties = { titlebars_enabled = true } },
+}
+client.connect_signal("request::titlebars", function(c)
+  awful.titlebar(c):setup { { align = "center", widget = awful.titlebar.widget.titlewidget(c) },
+                            layout = wibox.layout.flex.horizontal }
+end)
+-- The fix the README gives: awesome 4.3 drops a request to restore a maximized window.
+client.connect_signal("request::geometry", function(c, context, hints)
+  if (context == "client_maximize_horizontal" or context == "client_maximize_vertical")
+     and hints and not hints.toggle and hints.status == false and c.maximized then
+    c.maximized = false
+  end
+end)
+)");
+    } else if (name == QLatin1String("fluxbox")) {
+        const QString keyFile = write("fluxbox-keys", "");
+        write("fluxbox-init", QByteArray("session.screen0.toolbar.visible: false\nsession.screen0.workspaces: 1\n"
+                                         "session.keyFile: ") +
+                                  keyFile.toUtf8() + "\n");
+    }
 }
 
 xcb_window_t X11Session::supportingWmCheck()
@@ -434,13 +539,28 @@ bool X11Session::startWindowManager(const QString& name, int timeoutMs)
     if (!m_connection)
         return false;
     stopWindowManager();
-    writeWindowManagerConfig();
+    writeWindowManagerConfig(name);
     QStringList args;
     if (name == QLatin1String("openbox"))
         args << QStringLiteral("--sm-disable") << QStringLiteral("--config-file")
              << m_tempDir.filePath(QStringLiteral("rc.xml"));
     else if (name == QLatin1String("icewm"))
         args << QStringLiteral("--config=") + m_tempDir.filePath(QStringLiteral("icewm/preferences"));
+    else if (name == QLatin1String("xfwm4")) {
+        // Its settings come from xfconfd over the session bus.
+        if (sessionBus().isEmpty()) {
+            m_error = QStringLiteral("no session bus for xfwm4");
+            return false;
+        }
+        args << QStringLiteral("--sm-client-disable");
+    } else if (name == QLatin1String("i3"))
+        args << QStringLiteral("-c") << m_tempDir.filePath(QStringLiteral("i3.config"));
+    else if (name == QLatin1String("herbstluftwm"))
+        args << QStringLiteral("--autostart") << m_tempDir.filePath(QStringLiteral("herbstluftwm-autostart"));
+    else if (name == QLatin1String("awesome"))
+        args << QStringLiteral("-c") << m_tempDir.filePath(QStringLiteral("awesome-rc.lua"));
+    else if (name == QLatin1String("fluxbox"))
+        args << QStringLiteral("-rc") << m_tempDir.filePath(QStringLiteral("fluxbox-init"));
     m_wmPid = spawn(name, args);
     m_wmName = name;
     X11Connection& c = *m_connection;
@@ -503,6 +623,100 @@ bool X11Session::waitForManagedProbe(int timeoutMs)
         },
         2000);
     return managed;
+}
+
+QString X11Session::windowManagerName()
+{
+    const xcb_window_t check = supportingWmCheck();
+    if (check == XCB_WINDOW_NONE)
+        return {};
+    return m_connection->text(check, m_connection->atom("_NET_WM_NAME")).value_or(QString());
+}
+
+QString X11Session::sessionBus()
+{
+    if (!m_busAddress.isEmpty())
+        return m_busAddress;
+    int out = -1;
+    const pid_t pid =
+        spawn(QStringLiteral("dbus-daemon"),
+              {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")}, &out);
+    if (pid <= 0)
+        return {};
+    QByteArray line;
+    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    while (!line.contains('\n') && Clock::now() < deadline) {
+        pollfd pfd{out, POLLIN, 0};
+        if (::poll(&pfd, 1, msLeft(deadline)) <= 0)
+            break;
+        char buf[256];
+        const ssize_t got = read(out, buf, sizeof buf);
+        if (got <= 0)
+            break;
+        line.append(buf, int(got));
+    }
+    close(out);
+    if (!line.contains('\n')) {
+        stop(pid);
+        return {};
+    }
+    m_busPid = pid;
+    m_busAddress = QString::fromUtf8(line.left(line.indexOf('\n')).trimmed());
+    return m_busAddress;
+}
+
+xcb_window_t X11Session::findClient(const QString& instance)
+{
+    if (!m_connection)
+        return XCB_WINDOW_NONE;
+    X11Connection& c = *m_connection;
+    const xcb_atom_t wmState = c.atom("WM_STATE");
+    // Clients sit below the root or below the manager's frames, a few levels down at most.
+    std::vector<std::pair<xcb_window_t, int>> todo{{c.root(), 0}};
+    while (!todo.empty()) {
+        const auto [window, depth] = todo.back();
+        todo.pop_back();
+        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), window));
+        if (!tree)
+            continue;
+        const xcb_window_t* children = xcb_query_tree_children(tree->get());
+        for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
+            const xcb_window_t child = children[i];
+            const auto wmClass = c.propertyValue(child, XCB_ATOM_WM_CLASS);
+            if (wmClass && wmClass->format == 8 && c.propertyValue(child, wmState)) {
+                const QByteArray bytes(reinterpret_cast<const char*>(wmClass->bytes.data()),
+                                       qsizetype(wmClass->bytes.size()));
+                if (QString::fromLatin1(bytes.left(bytes.indexOf('\0'))) == instance)
+                    return child;
+            }
+            if (depth < 3)
+                todo.emplace_back(child, depth + 1);
+        }
+    }
+    return XCB_WINDOW_NONE;
+}
+
+std::optional<X11SessionClient> X11Session::startProgram(const QString& program, const QStringList& args,
+                                                         const QString& instance, int timeoutMs)
+{
+    const pid_t pid = spawn(program, args);
+    if (pid <= 0)
+        return std::nullopt;
+    xcb_window_t window = XCB_WINDOW_NONE;
+    int rounds = 0;
+    const bool found = waitUntil(
+        [&] {
+            if (++rounds % 50 == 0)
+                pokeWindowManager();
+            window = findClient(instance);
+            return window != XCB_WINDOW_NONE;
+        },
+        timeoutMs);
+    if (!found) {
+        stop(pid);
+        return std::nullopt;
+    }
+    return X11SessionClient{pid, window};
 }
 
 void X11Session::stopWindowManager()

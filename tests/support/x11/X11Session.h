@@ -41,7 +41,11 @@ public:
     struct Options {
         int width = 1280;
         int height = 800;
-        QString windowManager; // "openbox", "icewm" or empty for none
+        // "openbox", "icewm", "xfwm4", "fluxbox", "i3", "herbstluftwm", "awesome" or empty for none.
+        // Tiling managers put new windows in a floating layout unless `tiling` is set.
+        QString windowManager;
+        bool taskbar = false; // icewm shows its task bar
+        bool tiling = false;
     };
 
     explicit X11Session(const Options& options);
@@ -59,6 +63,8 @@ public:
     QString tempPath() const { return m_tempDir.path(); }
 
     bool startWindowManager(const QString& name, int timeoutMs = 10000);
+    // The name the running manager gives itself (_NET_WM_NAME of its check window).
+    QString windowManagerName();
     void stopWindowManager();
     QString windowManager() const { return m_wmName; }
     // The EWMH check window of the running WM, or none.
@@ -66,6 +72,15 @@ public:
 
     // Starts the test client with the given arguments and waits until it reports its mapped window.
     std::optional<X11SessionClient> startClient(const QStringList& args, int timeoutMs = 8000);
+    // Starts any X program and waits until the window manager has taken on a window of it: a
+    // window with WM_STATE whose WM_CLASS instance is `instance`.
+    std::optional<X11SessionClient> startProgram(const QString& program, const QStringList& args,
+                                                 const QString& instance, int timeoutMs = 20000);
+    // A managed client window (one with WM_STATE) of the given WM_CLASS instance, or none.
+    xcb_window_t findClient(const QString& instance);
+    // The address of the session's private D-Bus session bus, started on first use; children
+    // started afterwards see it as DBUS_SESSION_BUS_ADDRESS.
+    QString sessionBus();
     void stopClient(const X11SessionClient& client);
 
     // Starts any program with DISPLAY pointing at this server. With stdoutFd, the child's stdout
@@ -73,6 +88,10 @@ public:
     pid_t spawn(const QString& program, const QStringList& args, int* stdoutFd = nullptr);
     // Runs a program to completion (bounded); its exit code, or -1.
     int run(const QString& program, const QStringList& args, int timeoutMs = 10000);
+    // The same, collecting its standard output and calling whileWaiting now and then (to serve
+    // what the program asks of the test meanwhile).
+    int runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs = 10000,
+                     const std::function<void()>& whileWaiting = {});
     // Stops a child started by this session: SIGTERM, then SIGKILL, always reaped.
     void stop(pid_t pid);
     // Drops a child that the caller has reaped itself.
@@ -105,7 +124,7 @@ public:
 
 private:
     bool startServer(const Options& options);
-    void writeWindowManagerConfig();
+    void writeWindowManagerConfig(const QString& name);
     bool waitForManagedProbe(int timeoutMs);
     void pokeWindowManager();
 
@@ -115,6 +134,9 @@ private:
     QString m_wmName;
     pid_t m_serverPid = -1;
     pid_t m_wmPid = -1;
+    pid_t m_busPid = -1;
+    QString m_busAddress;
+    Options m_options;
     std::vector<pid_t> m_children;
     std::unique_ptr<X11Connection> m_connection;
 };

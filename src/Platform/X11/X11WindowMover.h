@@ -1,0 +1,105 @@
+#pragma once
+
+#include "Platform/X11/X11Connection.h"
+#include "Platform/X11/X11Properties.h"
+#include "Platform/X11/X11WindowGeometry.h"
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <set>
+#include <tuple>
+
+namespace mosaro {
+
+// Moves and resizes other clients' windows through the window manager and waits for the server
+// to show the result. Managers differ: some ignore _NET_MOVERESIZE_WINDOW although they list it,
+// some do not list it, some take the requested position as the client's rather than the frame's,
+// some put the frame a border's width off. Each request is confirmed by the ConfigureNotify of
+// the client or its frame; a manager that says nothing within a short time has ignored it, and
+// the move falls back to an ICCCM ConfigureWindow; a window that lands off by some offset is
+// corrected once from that offset. What was learnt about the running manager is kept, so that
+// the next move goes the right way at once.
+class X11WindowMover {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    enum class Outcome {
+        placed,          // the window shows the target frame
+        keptInPlace,     // the manager did not move or resize it (a tiling layout holds it)
+        placedElsewhere, // it moved, but not to the target, even after a correction
+        windowGone,      // the window was destroyed
+        connectionLost,
+        timedOut, // the manager was still busy when the time was up
+    };
+
+    // How the last placement went, for diagnostics and tests.
+    struct Report {
+        int requests = 0;           // requests sent to the manager
+        bool usedConfigure = false; // the ICCCM fallback was used
+        bool corrected = false;     // a second request corrected an offset
+        bool unmaximized = false;
+    };
+
+    explicit X11WindowMover(X11Connection& connection);
+    ~X11WindowMover();
+    X11WindowMover(const X11WindowMover&) = delete;
+    X11WindowMover& operator=(const X11WindowMover&) = delete;
+
+    // Where the window is and what surrounds it. The frame window (the child of the root that
+    // holds the client) is returned too when the window is reparented.
+    X11Result<X11WindowGeometry> geometry(xcb_window_t window, xcb_window_t* frameWindow = nullptr);
+
+    // Brings the visible frame of the window to the given origin and size (X root coordinates);
+    // what is not given stays as it is. Un-maximizes the window first when it is maximized, so
+    // that a kept value is the restored window's. A frame the window already shows costs no request.
+    Outcome place(xcb_window_t window, const std::optional<Point>& origin, const std::optional<Size>& size,
+                  Clock::time_point deadline);
+
+    const Report& lastReport() const { return m_report; }
+
+    bool isMaximized(xcb_window_t window);
+
+private:
+    enum class Method {
+        moveResizeMessage,
+        configureWindow
+    };
+    struct Habits {
+        bool moveResizeIgnored = false;
+        bool ignoreLogged = false;
+        // Offsets learnt per method and per place of the client inside its frame.
+        std::map<std::tuple<Method, double, double>, Point> corrections;
+    };
+    enum class Wait {
+        reached,
+        settled,
+        silent,
+        gone,
+        lost,
+        timedOut
+    };
+    struct Answer {
+        Wait kind = Wait::silent;
+        X11WindowGeometry geometry;
+    };
+
+    Habits& habits();
+    bool managerHonoursMoveResize();
+    void watch(xcb_window_t window, std::uint32_t mask);
+    bool send(Method method, xcb_window_t window, const X11MoveRequest& request);
+    Answer await(xcb_window_t window, xcb_window_t frame, const Rect& target,
+                 const std::optional<X11Properties::SizeHints>& hints, Clock::time_point deadline);
+    bool unmaximize(xcb_window_t window, Clock::time_point deadline);
+    bool fitsRoot(const Rect& frame);
+    bool isAbout(xcb_generic_event_t* event, xcb_window_t window, xcb_window_t frame) const;
+
+    X11Connection& m_connection;
+    xcb_window_t m_manager = XCB_WINDOW_NONE; // the check window of the manager the habits are for
+    Habits m_habits;
+    std::set<xcb_window_t> m_watched;
+    X11Connection::ListenerId m_listener = 0;
+    Report m_report;
+};
+
+} // namespace mosaro

@@ -1,0 +1,269 @@
+// `mosaro --check` and the binary without a display, run as a person runs them: the shipped
+// program on a private X server (or none), its standard output and exit code read back.
+
+#include "Platform/HotKeyService.h"
+#include "Platform/X11/X11Connection.h"
+#include "Platform/X11/X11HotKeyService.h"
+#include "support/x11/MosaroAppDriver.h"
+#include "support/x11/X11Session.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <utility>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+constexpr std::uint32_t kReturnKey = 36;   // Return, as a Carbon key code
+constexpr std::uint32_t kCommandKey = 256; // Command (Super), as a Carbon modifier
+
+QCoreApplication& coreApplication()
+{
+    static int argc = 1;
+    static char name[] = "mosaro_desktop_tests";
+    static char* argv[] = {name, nullptr};
+    static QCoreApplication app(argc, argv);
+    return app;
+}
+
+QString mosaroProgram()
+{
+    return QStringLiteral(MOSARO_APP_PATH);
+}
+
+// Another X client holding the combination, as a desktop's own shortcut daemon does.
+class OtherClientGrab {
+public:
+    explicit OtherClientGrab(const QString& display) : m_connection(display), m_hotKeys(m_connection)
+    {
+        m_ok =
+            m_hotKeys.registerEventHotKey(kReturnKey, kCommandKey, EventHotKeyID{1, 1}, m_ref) == HotKeyStatus::noErr;
+    }
+    bool ok() const { return m_ok; }
+
+private:
+    X11Connection m_connection;
+    X11HotKeyService m_hotKeys;
+    EventHotKeyRef m_ref = 0;
+    bool m_ok = false;
+};
+
+// A stand-in for the running Mosaro on a private session bus, answering what the check asks.
+class FakeRunningMosaro : public QDBusVirtualObject {
+public:
+    bool grabbed = true;
+
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
+    {
+        if (message.interface() != QLatin1String("tech.brenmark.mosaro") ||
+            message.member() != QLatin1String("TriggerStatus"))
+            return false;
+        return connection.send(message.createReply(QVariantList{grabbed, QStringLiteral("Super+Return")}));
+    }
+    QString introspect(const QString& /*path*/) const override { return {}; }
+};
+
+struct CheckRun {
+    int exitCode = -1;
+    QString output;
+    bool hasLine(const QString& start) const
+    {
+        for (const QString& line : output.split(QLatin1Char('\n')))
+            if (line.startsWith(start))
+                return true;
+        return false;
+    }
+};
+
+CheckRun runCheck(X11Session& session)
+{
+    CheckRun run;
+    run.exitCode = session.runCapturing(mosaroProgram(), {QStringLiteral("--check")}, &run.output, 20000,
+                                        [] { QCoreApplication::processEvents(); });
+    return run;
+}
+
+} // namespace
+
+// Without a reachable display every invocation that needs one says so in one line, exits 1 (no
+// abort, no core dump) and leaves no file behind; --check says it as its error line.
+TEST(BinaryWithoutDisplay, OneLineExitOneNothingWritten)
+{
+    int unused = 250;
+    while (QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(unused)))
+        ++unused;
+    const QString absent = QStringLiteral(":%1").arg(unused);
+    for (const QString& display : {QString(), absent}) {
+        for (const QStringList& args :
+             {QStringList{}, QStringList{QStringLiteral("--verbose")}, QStringList{QStringLiteral("--check")}}) {
+            SCOPED_TRACE((display.isEmpty() ? QStringLiteral("no DISPLAY") : display).toStdString() + " " +
+                         args.join(QLatin1Char(' ')).toStdString());
+            QTemporaryDir home;
+            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+            env.remove(QStringLiteral("DISPLAY"));
+            if (!display.isEmpty())
+                env.insert(QStringLiteral("DISPLAY"), display);
+            for (const char* var : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME"})
+                env.insert(QString::fromLatin1(var), home.path());
+            env.insert(QStringLiteral("XDG_RUNTIME_DIR"), home.path());
+            QProcess process;
+            process.setProcessEnvironment(env);
+            process.setWorkingDirectory(home.path());
+            process.start(mosaroProgram(), args);
+            ASSERT_TRUE(process.waitForFinished(20000));
+            EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+            EXPECT_EQ(process.exitCode(), 1);
+            const QString expected =
+                QStringLiteral("cannot open display") + (display.isEmpty() ? QString() : QLatin1Char(' ') + display);
+            if (args.contains(QStringLiteral("--check"))) {
+                const QString out = QString::fromUtf8(process.readAllStandardOutput());
+                EXPECT_TRUE(out.startsWith(
+                    QStringLiteral("error: ") +
+                    (display.isEmpty() ? QStringLiteral("cannot open display: DISPLAY is not set") : expected)))
+                    << out.toStdString();
+            } else {
+                EXPECT_EQ(QString::fromUtf8(process.readAllStandardError()),
+                          QStringLiteral("mosaro: ") + expected + '\n');
+            }
+            QDirIterator written(home.path(), QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden,
+                                 QDirIterator::Subdirectories);
+            EXPECT_FALSE(written.hasNext()) << "wrote " << written.next().toStdString();
+        }
+    }
+}
+
+// Under openbox with the combination free: only ok lines about what matters, exit 0, and the
+// window the check tried the manager on is gone again.
+TEST(DesktopCheck, OpenboxWithTheTriggerFree)
+{
+    X11Session session({1280, 800, QStringLiteral("openbox")});
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    const CheckRun run = runCheck(session);
+    EXPECT_EQ(run.exitCode, 0) << run.output.toStdString();
+    EXPECT_FALSE(run.output.contains(QStringLiteral("error:"))) << run.output.toStdString();
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: display :"))) << run.output.toStdString();
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: window manager: Openbox (EWMH)"))) << run.output.toStdString();
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: moves: the window manager honours _NET_MOVERESIZE_WINDOW")))
+        << run.output.toStdString();
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: frame extents: published"))) << run.output.toStdString();
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: trigger: "))) << run.output.toStdString();
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: preferences: none yet at "))) << run.output.toStdString();
+    EXPECT_EQ(session.findClient(QStringLiteral("mosaro-check")), xcb_window_t(XCB_WINDOW_NONE));
+    const QString config = session.tempPath() + QStringLiteral("/config/Mosaro");
+    const QString data = session.tempPath() + QStringLiteral("/data/Mosaro");
+    EXPECT_FALSE(QFile::exists(config)) << "the check wrote its defaults";
+    EXPECT_FALSE(QFile::exists(data)) << "the check wrote preferences";
+
+    // A stored trigger that no longer decodes and preferences from a newer Mosaro: both warned
+    // about, both left exactly as they were.
+    ASSERT_TRUE(QDir().mkpath(config) && QDir().mkpath(data));
+    const QByteArray defaults = R"({"KeyboardShortcuts_trigger": "{\"carbonKeyCode\":\"x\"}"})";
+    const QByteArray preferences = R"({"schemaVersion": 99})";
+    for (const auto& [path, bytes] : {std::pair{config + QStringLiteral("/defaults.json"), defaults},
+                                      std::pair{data + QStringLiteral("/preferences.json"), preferences}}) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    }
+    const CheckRun stale = runCheck(session);
+    EXPECT_EQ(stale.exitCode, 0) << stale.output.toStdString();
+    EXPECT_TRUE(stale.hasLine(QStringLiteral("warning: trigger: the stored shortcut ({\"carbonKeyCode\":\"x\"}) "
+                                             "no longer decodes")))
+        << stale.output.toStdString();
+    EXPECT_TRUE(stale.hasLine(QStringLiteral("warning: preferences: ") + data +
+                              QStringLiteral("/preferences.json was written by a newer Mosaro")))
+        << stale.output.toStdString();
+    for (const auto& [path, bytes] : {std::pair{config + QStringLiteral("/defaults.json"), defaults},
+                                      std::pair{data + QStringLiteral("/preferences.json"), preferences}}) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        EXPECT_EQ(file.readAll(), bytes) << path.toStdString();
+    }
+    EXPECT_EQ(QDir(config).entryList(QDir::Files).size(), 1);
+    EXPECT_EQ(QDir(data).entryList(QDir::Files).size(), 1);
+}
+
+// Another X client holding the combination is a warning that names `mosaro --trigger`; without a
+// window manager the check fails with an error.
+TEST(DesktopCheck, TakenTriggerWarnsAndNoWindowManagerFails)
+{
+    X11Session session({1280, 800, QStringLiteral("openbox")});
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    {
+        OtherClientGrab other(session.displayName());
+        ASSERT_TRUE(other.ok());
+        const CheckRun run = runCheck(session);
+        EXPECT_EQ(run.exitCode, 0) << run.output.toStdString();
+        EXPECT_TRUE(run.hasLine(QStringLiteral("warning: trigger: "))) << run.output.toStdString();
+        EXPECT_TRUE(run.output.contains(QStringLiteral("is taken by another program"))) << run.output.toStdString();
+        EXPECT_TRUE(run.output.contains(QStringLiteral("`mosaro --trigger`"))) << run.output.toStdString();
+    }
+
+    session.stopWindowManager();
+    const CheckRun bare = runCheck(session);
+    EXPECT_EQ(bare.exitCode, 1) << bare.output.toStdString();
+    EXPECT_TRUE(bare.hasLine(QStringLiteral("error: no window manager is running"))) << bare.output.toStdString();
+}
+
+// While a Mosaro runs it holds the trigger itself, so the check asks it over the session bus
+// instead of trying the grab: here a stand-in answers on a private bus.
+TEST(DesktopCheck, TheRunningMosaroIsAskedAboutItsTrigger)
+{
+    coreApplication();
+    X11Session session({1280, 800, QStringLiteral("openbox")});
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    const QString address = session.sessionBus();
+    ASSERT_FALSE(address.isEmpty());
+    QDBusConnection bus = QDBusConnection::connectToBus(address, QStringLiteral("fake-running-mosaro"));
+    ASSERT_TRUE(bus.isConnected());
+    FakeRunningMosaro running;
+    ASSERT_TRUE(bus.registerVirtualObject(QStringLiteral("/tech/brenmark/mosaro"), &running));
+    ASSERT_TRUE(bus.registerService(QStringLiteral("tech.brenmark.mosaro")));
+    OtherClientGrab holder(session.displayName()); // as the running Mosaro would
+
+    CheckRun run = runCheck(session);
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: trigger: Super+Return belongs to the running Mosaro")))
+        << run.output.toStdString();
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: session bus: reachable"))) << run.output.toStdString();
+
+    running.grabbed = false;
+    run = runCheck(session);
+    EXPECT_TRUE(run.hasLine(QStringLiteral("warning: trigger: the running Mosaro could not take Super+Return")))
+        << run.output.toStdString();
+    bus.unregisterService(QStringLiteral("tech.brenmark.mosaro"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("fake-running-mosaro"));
+}
+
+// The real thing: with Mosaro running on the session bus, its trigger is reported as its own.
+// Runs once the application answers TriggerStatus on tech.brenmark.mosaro.
+TEST(DesktopCheck, WhileMosaroRunsTheTriggerIsItsOwn)
+{
+    coreApplication();
+    X11Session session({1280, 800, QStringLiteral("openbox")});
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    const QString address = session.sessionBus();
+    ASSERT_FALSE(address.isEmpty());
+    MosaroAppDriver app(session, mosaroProgram());
+    ASSERT_TRUE(app.start()) << app.lastError().toStdString();
+    QDBusConnection bus = QDBusConnection::connectToBus(address, QStringLiteral("watcher"));
+    const bool onBus = session.waitUntil(
+        [&] { return bus.interface()->isServiceRegistered(QStringLiteral("tech.brenmark.mosaro")).value(); }, 3000);
+    QDBusConnection::disconnectFromBus(QStringLiteral("watcher"));
+    if (!onBus)
+        GTEST_SKIP() << "this build of Mosaro does not register tech.brenmark.mosaro on the session bus";
+    const CheckRun run = runCheck(session);
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: trigger: "))) << run.output.toStdString();
+    EXPECT_TRUE(run.output.contains(QStringLiteral("belongs to the running Mosaro"))) << run.output.toStdString();
+}
