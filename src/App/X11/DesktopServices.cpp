@@ -63,7 +63,8 @@ void installLogSinks(std::FILE* echo)
         const int priority = e.level == Log::Level::error  ? LOG_ERR
                              : e.level == Log::Level::info ? LOG_INFO
                                                            : LOG_DEBUG;
-        const QByteArray message = e.message.toUtf8();
+        // Private arguments show here only while private data is enabled (--log-private).
+        const QByteArray message = Log::shownMessage(e).toUtf8();
         const QByteArray category = e.category.toUtf8();
         sd_journal_send("MESSAGE=%s", message.constData(), "PRIORITY=%i", priority, "SYSLOG_IDENTIFIER=mosaro",
                         "MOSARO_SUBSYSTEM=%s", Log::subsystem.toUtf8().constData(), "MOSARO_CATEGORY=%s",
