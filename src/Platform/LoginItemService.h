@@ -10,7 +10,12 @@ namespace mosaro {
 // Registration lives with the platform, never in Mosaro's own settings.
 class LoginItemService {
 public:
-    enum class RegistrationStatus { notRegistered, enabled, requiresApproval, notFound };
+    enum class RegistrationStatus {
+        notRegistered,
+        enabled,
+        requiresApproval,
+        notFound
+    };
     virtual ~LoginItemService() = default;
 
     // The error is a text that explains the failure in one line.
