@@ -2,6 +2,7 @@
 
 #include "App/AppDelegate.h"
 #include "App/X11/DesktopServices.h"
+#include "App/X11/TerminationGuard.h"
 #include "Diagnostics/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
@@ -42,8 +43,8 @@ void onSignal(int)
     [[maybe_unused]] auto n = ::write(g_signalPipe[1], &c, 1);
 }
 
-// SIGINT and SIGTERM end the event loop normally, so the overlay is torn down and a resized
-// grid saved before the process exits.
+// SIGINT, SIGTERM and SIGHUP (the terminal or the session going away) end the event loop
+// normally, so the overlay is torn down and a resized grid saved before the process exits.
 void quitOnSignals(QApplication& app)
 {
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, g_signalPipe) != 0)
@@ -60,6 +61,7 @@ void quitOnSignals(QApplication& app)
     action.sa_flags = SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);
 }
 
 bool hasArgument(int argc, char** argv, const char* name)
@@ -82,10 +84,20 @@ int main(int argc, char** argv)
     qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
     qputenv("QT_QPA_PLATFORM", "xcb");
 
+    // Before Qt, which aborts when it cannot connect.
+    X11Connection connection;
+    if (!connection.isConnected()) {
+        std::fprintf(stderr, "mosaro: cannot connect to the X display %s: %s\n", qgetenv("DISPLAY").constData(),
+                     qPrintable(X11Connection::describeConnectionError(
+                         connection.connection() ? xcb_connection_has_error(connection.connection()) : 0)));
+        return 1;
+    }
+
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Mosaro"));
     QApplication::setQuitOnLastWindowClosed(false);
 
+    Log::enablePrivateDataIfRequested(QCoreApplication::arguments());
     const bool verbose = hasArgument(argc, argv, "--verbose");
     if (verbose)
         Log::setMinimumLevel(Log::Level::debug);
@@ -94,11 +106,6 @@ int main(int argc, char** argv)
                     : verbose || hasArgument(argc, argv, "--log-stderr") ? stderr
                                                                          : nullptr);
 
-    X11Connection connection;
-    if (!connection.isConnected()) {
-        std::fprintf(stderr, "mosaro: cannot connect to the X display %s\n", qgetenv("DISPLAY").constData());
-        return 1;
-    }
     connection.attachToEventLoop();
 
     X11ScreenList screens(connection);
@@ -139,7 +146,8 @@ int main(int argc, char** argv)
     });
 
     quitOnSignals(app);
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, [&delegate] { delegate.applicationWillTerminate(); });
+    TerminationGuard termination(connection, [&delegate] { delegate.applicationWillTerminate(); });
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [&termination] { termination.terminate(); });
     delegate.applicationDidFinishLaunching();
     return app.exec();
 }

@@ -17,8 +17,9 @@ std::atomic<std::uint64_t> g_nextSignpostID{1};
 // instead of a copy in every entry.
 QString internedFormat(const char* format)
 {
+    // Never destroyed, like the store and the handles: the log stays usable while exit() runs.
     static std::mutex mutex;
-    static std::unordered_map<const char*, std::pair<QByteArray, QString>> table;
+    static auto& table = *new std::unordered_map<const char*, std::pair<QByteArray, QString>>;
     std::lock_guard lock(mutex);
     auto it = table.find(format);
     // The same address may hold another text later when a caller passes a temporary.
@@ -88,7 +89,8 @@ QString truncatedArgument(const QString& text)
 
 Store& Store::shared()
 {
-    static Store store;
+    // Never destroyed: whatever logs while the process exits still finds it.
+    static Store& store = *new Store;
     return store;
 }
 
@@ -307,7 +309,7 @@ void Signposter::endInterval(const SignpostIntervalState& state, const char* mes
 #define MOSARO_LOGGER(fn, name)                                                                                        \
     const Logger& fn()                                                                                                 \
     {                                                                                                                  \
-        static const Logger logger{QStringLiteral(name)};                                                              \
+        static const Logger& logger = *new Logger{QStringLiteral(name)};                                               \
         return logger;                                                                                                 \
     }
 MOSARO_LOGGER(lifecycle, "lifecycle")
@@ -320,7 +322,7 @@ MOSARO_LOGGER(onboarding, "onboarding")
 
 const Signposter& perf()
 {
-    static const Signposter signposter{QStringLiteral("perf")};
+    static const Signposter& signposter = *new Signposter{QStringLiteral("perf")};
     return signposter;
 }
 

@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -38,6 +39,10 @@ public:
     bool start(const QStringList& extraArgs = {}, int timeoutMs = 20000);
     void stop();
     bool isRunning();
+    // Sends a signal to the application.
+    bool signal(int signal);
+    // Waits until the application has ended by itself; its wait status, or nothing.
+    std::optional<int> waitForExit(int timeoutMs = 10000);
     pid_t pid() const { return m_pid; }
     QString lastError() const { return m_error; }
 

@@ -74,6 +74,11 @@ public:
     int run(const QString& program, const QStringList& args, int timeoutMs = 10000);
     // Stops a child started by this session: SIGTERM, then SIGKILL, always reaped.
     void stop(pid_t pid);
+    // Waits for a child of this session to end by itself; its wait status, or nothing when it
+    // was still running at the end (it is left running).
+    std::optional<int> waitForExit(pid_t pid, int timeoutMs);
+    // Kills the X server outright (SIGKILL), as a crash would; its clients lose the connection.
+    void killServer();
 
     // Replaces the server's monitors with the given ones (xrandr --setmonitor), the first one
     // taking over the real output.
