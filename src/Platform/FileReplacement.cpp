@@ -124,8 +124,9 @@ Status<FileError> replaceAtomically(const QString& path, const QByteArray& bytes
     QByteArray temporary;
     int fd = -1;
     for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
-        temporary = target + '.' +
-                    QByteArray::number(QRandomGenerator::global()->bounded(0x7fffffff), 36).rightJustified(6, '0').right(6);
+        temporary =
+            target + '.' +
+            QByteArray::number(QRandomGenerator::global()->bounded(0x7fffffff), 36).rightJustified(6, '0').right(6);
         fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (fd < 0 && errno != EEXIST)
             break;
