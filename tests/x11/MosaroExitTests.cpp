@@ -106,9 +106,10 @@ TEST_F(MosaroExitTest, EverySignalThatEndsTheSessionSavesTheResizedGrid)
         ASSERT_NO_FATAL_FAILURE(start(sig == SIGTERM ? QStringList{QStringLiteral("--log-private")} : QStringList{}));
         const int mark = app->logMark();
         ASSERT_NO_FATAL_FAILURE(openAndResize());
-        EXPECT_FALSE(app->linesSince(mark, QStringLiteral("overlay show: window=%1 ")
-                                               .arg(sig == SIGTERM ? QStringLiteral("Target") : QStringLiteral("<private>")))
-                         .isEmpty())
+        EXPECT_FALSE(
+            app->linesSince(mark, QStringLiteral("overlay show: window=%1 ")
+                                      .arg(sig == SIGTERM ? QStringLiteral("Target") : QStringLiteral("<private>")))
+                .isEmpty())
             << app->logText(mark).toStdString();
 
         ASSERT_TRUE(app->signal(sig));
