@@ -20,6 +20,7 @@ test::InMemoryDefaultsStore& defaults()
 }
 } // namespace
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name libFuzzer calls
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static const bool configured = [] {

@@ -10,6 +10,7 @@
 
 using namespace mosaro;
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name libFuzzer calls
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     Log::Store::shared().clear();
