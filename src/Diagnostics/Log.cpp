@@ -272,7 +272,7 @@ void Logger::write(Level level, const char* format, std::vector<Arg> args) const
     entry.message = compose(entry.format, args);
     entry.message.squeeze();
     entry.args = std::move(args);
-    Store::shared().append(std::move(entry));
+    Store::shared().append(entry);
 }
 
 SignpostIntervalState Signposter::beginInterval(const char* name) const
@@ -287,7 +287,7 @@ SignpostIntervalState Signposter::beginInterval(const char* name) const
     entry.category = m_category;
     entry.signpostName = state.name;
     entry.signpostID = state.id;
-    Store::shared().append(std::move(entry));
+    Store::shared().append(entry);
     return state;
 }
 
@@ -303,7 +303,7 @@ void Signposter::endInterval(const SignpostIntervalState& state, const char* mes
     entry.signpostID = state.id;
     entry.format = internedFormat(message);
     entry.message = entry.format;
-    Store::shared().append(std::move(entry));
+    Store::shared().append(entry);
 }
 
 #define MOSARO_LOGGER(fn, name)                                                                                        \

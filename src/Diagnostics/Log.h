@@ -73,7 +73,7 @@ public:
     using Sink = std::function<void(const Entry&)>;
     static constexpr std::size_t defaultCapacity = 20000;
     static constexpr std::size_t defaultByteLimit = std::size_t(4) << 20;
-    static constexpr qint64 keepWindowSeconds = 5 * 60;
+    static constexpr qint64 keepWindowSeconds = qint64(5) * 60;
     static Store& shared();
 
     void append(const Entry& entry);

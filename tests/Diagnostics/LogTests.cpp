@@ -205,7 +205,7 @@ TEST_F(LogTest, EntryCountGivesWayToTheLastFiveMinutes)
 
 TEST_F(LogTest, BytesAreBoundedWhateverWindowsCallThemselves)
 {
-    const QString title(64 * 1024, u'x'); // a 64 KiB window title
+    const QString title(qsizetype(64) * 1024, u'x'); // a 64 KiB window title
     for (int i = 0; i < 5000; ++i) {
         Log::overlay().info(LogMessages::overlayShow, title, QStringLiteral("(0, 0, 1280, 800)"));
         Log::overlay().info(LogMessages::commitMove, title, QStringLiteral("(0, 0, 640, 400)"));
@@ -224,7 +224,7 @@ TEST_F(LogTest, BytesAreBoundedWhateverWindowsCallThemselves)
     EXPECT_EQ(counted, Log::Store::shared().byteSize());
 
     // A smaller limit trims the oldest right away; clear() gives every byte back.
-    Log::Store::shared().setByteLimit(64 * 1024);
+    Log::Store::shared().setByteLimit(std::size_t(64) * 1024);
     EXPECT_LE(Log::Store::shared().byteSize(), 64u * 1024);
     EXPECT_EQ(Log::Store::shared().entries().back().format, QString::fromUtf8(LogMessages::commitMove));
     Log::Store::shared().clear();
