@@ -1,8 +1,10 @@
 # Mosaro: `make run` installs what is missing, builds and runs; `make test` builds and runs every test.
 JOBS ?= $(shell nproc)
 BUILD_TYPE ?= RelWithDebInfo
+# Seconds each fuzz target runs in `make fuzz` (CI: FUZZ_SECONDS=20).
+FUZZ_SECONDS ?= 60
 
-.PHONY: deps build build-asan run test test-unit test-asan test-desktops lint lint-ci format graph bench clean package package-check
+.PHONY: deps build build-asan build-fuzz fuzz run test test-unit test-asan test-desktops lint lint-ci format graph bench clean package package-check
 
 deps:
 	@scripts/install-deps.sh
@@ -15,12 +17,22 @@ build-asan: deps
 	@cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DMOSARO_SANITIZE=ON >/dev/null
 	@cmake --build build-asan -j $(JOBS)
 
+# The fuzz targets and only the libraries they need, with clang, libFuzzer, ASan and UBSan.
+build-fuzz: deps
+	@cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ -DMOSARO_FUZZ=ON \
+	  -DMOSARO_WERROR=OFF -DMOSARO_X11_TESTS=OFF >/dev/null
+	@cmake --build build-fuzz -j $(JOBS) --target mosaro_fuzzers
+
+fuzz: build-fuzz
+	@scripts/fuzz.sh $(FUZZ_SECONDS)
+
 run: build
 	@scripts/run.sh
 
 # Unit tests in the normal build; everything, X server integration tests included, under the
 # sanitizers (they find more there); the lint pass on what changed since the previous commit.
 # Of the desktop matrix CI runs openbox, xfwm4, icewm and i3; `make test-desktops` runs all.
+# Both builds replay the fuzz corpus as ordinary tests; the fuzzers themselves run in `make fuzz`.
 test: build build-asan
 	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
 	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ctest --output-on-failure -j $(JOBS) -E '^MoreDesktops/'
@@ -67,4 +79,4 @@ bench: build
 	@bench/plot.sh build/bench/screen-size.dat build/bench/screen-size.png
 
 clean:
-	rm -rf build build-asan
+	rm -rf build build-asan build-fuzz

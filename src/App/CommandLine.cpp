@@ -18,6 +18,7 @@ constexpr std::array kOptions{
     CommandLineOption{"verbose", "Log debug messages too, and echo the log on standard error."},
     CommandLineOption{"log-stderr", "Echo the log on standard error."},
     CommandLineOption{"log-stdout", "Echo the log on standard output."},
+    CommandLineOption{"log-private", "Show private values (window titles, paths) in the journal and the echoed log."},
 };
 
 // Options that make this process do one thing instead of running; at most one may be given.

@@ -24,13 +24,13 @@ class CommandLine {
 public:
     // What the process does with them.
     enum class Action {
-        run,         // start, or hand over to the Mosaro already running
-        showHelp,    // print the help and exit 0
-        showVersion, // print the version and exit 0
-        sendTrigger, // ask the running Mosaro to act as if its trigger were pressed
-        sendQuit,    // ask the running Mosaro to quit
+        run,          // start, or hand over to the Mosaro already running
+        showHelp,     // print the help and exit 0
+        showVersion,  // print the version and exit 0
+        sendTrigger,  // ask the running Mosaro to act as if its trigger were pressed
+        sendQuit,     // ask the running Mosaro to quit
         checkDesktop, // report whether this desktop can run Mosaro, exit 0 or 1
-        fail,        // arguments not understood: print error() and exit 2
+        fail,         // arguments not understood: print error() and exit 2
     };
 
     // `arguments` as main() gets them, the program first.

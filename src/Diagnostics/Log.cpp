@@ -1,6 +1,9 @@
 #include "Diagnostics/Log.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cstring>
+#include <unordered_map>
 
 namespace mosaro::Log {
 
@@ -10,33 +13,34 @@ std::atomic<bool> g_signposts{true};
 std::atomic<bool> g_revealPrivate{false};
 std::atomic<std::uint64_t> g_nextSignpostID{1};
 
-QString argText(const Arg& arg)
+// The format texts of the handles' callers are string literals: one shared QString per format
+// instead of a copy in every entry.
+QString internedFormat(const char* format)
 {
-    return std::visit(
-        [](const auto& v) -> QString {
-            using T = std::decay_t<decltype(v)>;
-            if constexpr (std::is_same_v<T, QString>)
-                return v;
-            else if constexpr (std::is_same_v<T, bool>)
-                return v ? QStringLiteral("1") : QStringLiteral("0");
-            else
-                return QString::number(v);
-        },
-        arg);
+    // Never destroyed, like the store and the handles: the log stays usable while exit() runs.
+    static std::mutex mutex;
+    static auto& table = *new std::unordered_map<const char*, std::pair<QByteArray, QString>>;
+    std::lock_guard lock(mutex);
+    auto it = table.find(format);
+    // The same address may hold another text later when a caller passes a temporary.
+    if (it != table.end() && std::strcmp(it->second.first.constData(), format) == 0)
+        return it->second.second;
+    if (table.size() >= 512)
+        table.clear();
+    QByteArray bytes(format);
+    QString text = QString::fromUtf8(bytes);
+    table[format] = {std::move(bytes), text};
+    return text;
 }
 
-std::int64_t argInteger(const Arg& arg)
+// The header and the characters of a text's buffer.
+std::size_t stringFootprint(const QString& text)
 {
-    return std::visit(
-        [](const auto& v) -> std::int64_t {
-            using T = std::decay_t<decltype(v)>;
-            if constexpr (std::is_same_v<T, QString>)
-                return v.toLongLong();
-            else
-                return std::int64_t(v);
-        },
-        arg);
+    if (text.isNull())
+        return 0;
+    return 32 + sizeof(char16_t) * std::size_t(std::max(text.capacity(), text.size()) + 1);
 }
+
 } // namespace
 
 QString levelName(Level level)
@@ -52,93 +56,55 @@ QString levelName(Level level)
     return {};
 }
 
-QString compose(const QString& format, const std::vector<Arg>& args, bool revealPrivate)
+QString truncatedArgument(const QString& text)
 {
-    QString out;
-    out.reserve(format.size() + 16);
-    std::size_t next = 0;
-    const qsizetype n = format.size();
-    for (qsizetype i = 0; i < n; ++i) {
-        const QChar c = format[i];
-        if (c != u'%') {
-            out += c;
-            continue;
-        }
-        if (i + 1 < n && format[i + 1] == u'%') {
-            out += u'%';
-            ++i;
-            continue;
-        }
-        qsizetype j = i + 1;
-        QString markers;
-        if (j < n && format[j] == u'{') {
-            const qsizetype close = format.indexOf(u'}', j);
-            if (close < 0) {
-                out += format.mid(i);
-                break;
+    // At most three UTF-8 bytes per UTF-16 unit: short texts need no counting.
+    if (std::size_t(text.size()) * 3 <= maxArgumentBytes)
+        return text;
+    std::size_t bytes = 0;
+    qsizetype cut = 0;
+    const qsizetype n = text.size();
+    while (cut < n) {
+        const char16_t c = text[cut].unicode();
+        std::size_t width = 1;
+        qsizetype units = 1;
+        if (c >= 0x800) {
+            width = 3;
+            if (QChar::isHighSurrogate(c) && cut + 1 < n && QChar::isLowSurrogate(text[cut + 1].unicode())) {
+                width = 4;
+                units = 2;
             }
-            markers = format.mid(j + 1, close - j - 1);
-            j = close + 1;
+        } else if (c >= 0x80) {
+            width = 2;
         }
-        QString length;
-        while (j < n && (format[j] == u'h' || format[j] == u'l' || format[j] == u'z' || format[j] == u'q'))
-            length += format[j++];
-        if (j >= n) {
-            out += format.mid(i);
+        if (bytes + width > maxArgumentBytes)
             break;
-        }
-        const QChar conversion = format[j];
-        i = j;
-        const QStringList flags = markers.split(u',', Qt::SkipEmptyParts);
-        const bool isPublic = flags.contains(QStringLiteral("public"));
-        const bool isPrivate = flags.contains(QStringLiteral("private"));
-        const bool isBool = flags.contains(QStringLiteral("bool"));
-        if (next >= args.size()) {
-            out += QStringLiteral("<missing>");
-            continue;
-        }
-        const Arg& arg = args[next++];
-        switch (conversion.unicode()) {
-        case u's':
-        case u'@': {
-            const bool hidden = isPrivate || !isPublic;
-            out += (hidden && !revealPrivate) ? QStringLiteral("<private>") : argText(arg);
-            break;
-        }
-        case u'd':
-        case u'i':
-        case u'u':
-        case u'x': {
-            if (isBool) {
-                out += argInteger(arg) != 0 ? QStringLiteral("true") : QStringLiteral("false");
-                break;
-            }
-            std::int64_t v = argInteger(arg);
-            if (length == QLatin1String("h"))
-                v = conversion == u'd' || conversion == u'i' ? std::int64_t(std::int16_t(v))
-                                                             : std::int64_t(std::uint16_t(v));
-            else if (length.isEmpty())
-                v = conversion == u'd' || conversion == u'i' ? std::int64_t(std::int32_t(v))
-                                                             : std::int64_t(std::uint32_t(v));
-            out += conversion == u'x' ? QString::number(quint64(v), 16) : QString::number(v);
-            break;
-        }
-        case u'f':
-        case u'g':
-            out += std::holds_alternative<double>(arg) ? QString::number(std::get<double>(arg)) : argText(arg);
-            break;
-        default:
-            out += argText(arg);
-            break;
-        }
+        bytes += width;
+        cut += units;
     }
-    return out;
+    if (cut == n)
+        return text;
+    return text.left(cut) + QStringLiteral("…");
 }
 
 Store& Store::shared()
 {
-    static Store store;
+    // Never destroyed: whatever logs while the process exits still finds it.
+    static Store& store = *new Store;
     return store;
+}
+
+std::size_t Store::footprint(const Entry& entry)
+{
+    // The category, the format and the signpost name are shared with the handles and the
+    // format table; the message and the arguments are the entry's own.
+    std::size_t bytes = sizeof(Entry) + 2 * sizeof(void*); // the record and its share of the deque
+    bytes += stringFootprint(entry.message);
+    bytes += entry.args.capacity() * sizeof(Arg);
+    for (const Arg& arg : entry.args)
+        if (const auto* text = std::get_if<QString>(&arg))
+            bytes += stringFootprint(*text);
+    return bytes;
 }
 
 void Store::append(const Entry& entry)
@@ -147,13 +113,30 @@ void Store::append(const Entry& entry)
     {
         std::lock_guard lock(m_mutex);
         m_entries.push_back(entry);
-        while (m_entries.size() > m_capacity)
-            m_entries.pop_front();
+        m_footprints.push_back(footprint(m_entries.back()));
+        m_bytes += m_footprints.back();
+        trim();
         for (const auto& [id, sink] : m_sinks)
             sinks.push_back(sink);
     }
     for (const auto& sink : sinks)
         sink(entry);
+}
+
+void Store::trim()
+{
+    const auto dropFront = [this] {
+        m_bytes -= m_footprints.front();
+        m_footprints.pop_front();
+        m_entries.pop_front();
+    };
+    while (!m_entries.empty() && m_bytes > m_byteLimit)
+        dropFront();
+    if (m_entries.size() <= m_capacity)
+        return;
+    const QDateTime keepFrom = m_entries.back().time.addSecs(-keepWindowSeconds);
+    while (m_entries.size() > m_capacity && m_entries.front().time < keepFrom)
+        dropFront();
 }
 
 std::vector<Entry> Store::entries() const
@@ -177,14 +160,28 @@ void Store::clear()
 {
     std::lock_guard lock(m_mutex);
     m_entries.clear();
+    m_footprints.clear();
+    m_bytes = 0;
 }
 
 void Store::setCapacity(std::size_t capacity)
 {
     std::lock_guard lock(m_mutex);
     m_capacity = capacity;
-    while (m_entries.size() > m_capacity)
-        m_entries.pop_front();
+    trim();
+}
+
+void Store::setByteLimit(std::size_t bytes)
+{
+    std::lock_guard lock(m_mutex);
+    m_byteLimit = bytes;
+    trim();
+}
+
+std::size_t Store::byteSize() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_bytes;
 }
 
 int Store::addSink(Sink sink)
@@ -237,6 +234,24 @@ void setRevealPrivate(bool reveal)
 {
     g_revealPrivate = reveal;
 }
+bool revealPrivate()
+{
+    return g_revealPrivate;
+}
+
+bool enablePrivateDataIfRequested(const QStringList& arguments)
+{
+    if (arguments.contains(QStringLiteral("--log-private")) || qgetenv("MOSARO_LOG_PRIVATE") == "1")
+        setRevealPrivate(true);
+    return revealPrivate();
+}
+
+QString shownMessage(const Entry& entry)
+{
+    if (entry.kind != Entry::Kind::message || !g_revealPrivate)
+        return entry.message;
+    return compose(entry.format, entry.args, true);
+}
 
 bool Logger::isEnabled(Level level) const
 {
@@ -250,8 +265,12 @@ void Logger::write(Level level, const char* format, std::vector<Arg> args) const
     entry.time = Store::shared().now();
     entry.category = m_category;
     entry.level = level;
-    entry.format = QString::fromUtf8(format);
-    entry.message = compose(entry.format, args, g_revealPrivate);
+    entry.format = internedFormat(format);
+    for (Arg& arg : args)
+        if (auto* text = std::get_if<QString>(&arg))
+            *text = truncatedArgument(*text);
+    entry.message = compose(entry.format, args);
+    entry.message.squeeze();
     entry.args = std::move(args);
     Store::shared().append(entry);
 }
@@ -269,7 +288,7 @@ Entry Signposter::entry(Entry::Kind kind, const SignpostIntervalState& state) co
 
 SignpostIntervalState Signposter::beginInterval(const char* name) const
 {
-    SignpostIntervalState state{QString::fromUtf8(name), 0};
+    SignpostIntervalState state{internedFormat(name), 0};
     if (!g_signposts)
         return state;
     state.id = g_nextSignpostID++;
@@ -282,7 +301,7 @@ void Signposter::endInterval(const SignpostIntervalState& state, const char* mes
     if (state.id == 0 || !g_signposts)
         return;
     Entry e = entry(Entry::Kind::signpostEnd, state);
-    e.format = QString::fromUtf8(message);
+    e.format = internedFormat(message);
     e.message = e.format;
     Store::shared().append(e);
 }
@@ -290,7 +309,7 @@ void Signposter::endInterval(const SignpostIntervalState& state, const char* mes
 #define MOSARO_LOGGER(fn, name)                                                                                        \
     const Logger& fn()                                                                                                 \
     {                                                                                                                  \
-        static const Logger logger{QStringLiteral(name)};                                                              \
+        static const Logger& logger = *new Logger{QStringLiteral(name)};                                               \
         return logger;                                                                                                 \
     }
 MOSARO_LOGGER(lifecycle, "lifecycle")
@@ -303,7 +322,7 @@ MOSARO_LOGGER(onboarding, "onboarding")
 
 const Signposter& perf()
 {
-    static const Signposter signposter{QStringLiteral("perf")};
+    static const Signposter& signposter = *new Signposter{QStringLiteral("perf")};
     return signposter;
 }
 

@@ -17,6 +17,8 @@ inline constexpr const char* updateAvailable =
     "%{public}s update check: version %{public}s available (running %{public}s)";
 inline constexpr const char* updateUpToDate = "%{public}s update check: up to date (running %{public}s)";
 inline constexpr const char* updateCheckFailed = "%{public}s update check failed: %{public}s";
+// The standard-output line of a refused hotkey, kept where a desktop session can find it.
+inline constexpr const char* hotkeyRefused = "Error registering hotkey %{public}s: %d (%{public}s)";
 
 // overlay
 inline constexpr const char* presenterStart = "OverlayPresenter.start — subscribing to trigger";
@@ -53,6 +55,14 @@ inline constexpr const char* unknownVersion = "Unknown preferences version %ld; 
 inline constexpr const char* newerVersion =
     "preferences schemaVersion=%ld is newer than supported (%ld); using defaults without overwriting file";
 inline constexpr const char* persistFailed = "Failed to persist preferences: %s";
+// Before a write replaces a file that did not load as a version-2 document.
+inline constexpr const char* keptUnloadedPreferences =
+    "kept the preferences file that did not load as %{public}s before replacing it (%{public}s)";
+inline constexpr const char* keptMigratedPreferences =
+    "kept the version %ld preferences file as %{public}s before replacing it with version 2";
+inline constexpr const char* keepPreferencesFailed = "could not keep a copy of the preferences file that did not load "
+                                                     "(%{public}s) before replacing it: %{public}s %s: %{public}s; "
+                                                     "replacing it anyway";
 
 // windowmanager
 inline constexpr const char* noFrontmostApp = "resolve nil: no frontmost application";

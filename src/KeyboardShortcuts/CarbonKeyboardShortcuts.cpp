@@ -1,6 +1,7 @@
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
 
 #include "Diagnostics/Log.h"
+#include "Diagnostics/LogMessages.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "KeyboardShortcuts/Modifiers.h"
 
@@ -55,10 +56,27 @@ bool fitsUInt32(std::int64_t value)
     return value >= 0 && value <= std::numeric_limits<std::uint32_t>::max();
 }
 
-void printRegistrationError(const Shortcut& shortcut, OSStatus status)
+QString whyRefused(OSStatus status)
 {
-    std::cout << "Error registering hotkey " << shortcut.description().toStdString() << ": " << status << "\n"
-              << std::flush;
+    switch (status) {
+    case HotKeyStatus::hotKeyExists:
+        return QStringLiteral("another program holds this combination");
+    case HotKeyStatus::hotKeyInvalid:
+        return QStringLiteral("no key on this keyboard produces it");
+    case HotKeyStatus::paramErr:
+        return QStringLiteral("the display connection is closed");
+    default:
+        return QStringLiteral("refused");
+    }
+}
+
+// On standard output as before, and in the log, where a desktop session keeps it: a trigger
+// that another program holds is otherwise silently dead.
+void reportRegistrationError(const Shortcut& shortcut, OSStatus status)
+{
+    const QString combination = shortcut.description();
+    std::cout << "Error registering hotkey " << combination.toStdString() << ": " << status << "\n" << std::flush;
+    Log::lifecycle().error(LogMessages::hotkeyRefused, combination, status, whyRefused(status));
 }
 
 // Asks the platform for the hotkey under the record's own id; true when it now has a reference.
@@ -72,7 +90,7 @@ bool registerWithPlatform(HotKey& record)
                                                          static_cast<std::uint32_t>(record.shortcut.carbonModifiers),
                                                          EventHotKeyID{hotKeySignature, record.carbonHotKeyId}, ref);
     if (status != HotKeyStatus::noErr || ref == 0) {
-        printRegistrationError(record.shortcut, status);
+        reportRegistrationError(record.shortcut, status);
         return false;
     }
     record.carbonHotKey = ref;

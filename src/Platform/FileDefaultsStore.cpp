@@ -1,14 +1,12 @@
 #include "Platform/FileDefaultsStore.h"
 
 #include "Diagnostics/Log.h"
+#include "Platform/FileReplacement.h"
 
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
-#include <QSaveFile>
 #include <QStandardPaths>
 #include <cmath>
 
@@ -40,30 +38,39 @@ QString FileDefaultsStore::defaultPath()
     return QStandardPaths::writableLocation(QStandardPaths::ConfigLocation) + QStringLiteral("/Mosaro/defaults.json");
 }
 
-void FileDefaultsStore::load()
+Expected<QVariantMap, QString> FileDefaultsStore::parse(const QByteArray& bytes)
 {
-    QFile file(m_path);
-    if (!file.exists())
-        return;
-    if (!file.open(QIODevice::ReadOnly)) {
-        Log::lifecycle().error("defaults file %{public}s is unreadable (%{public}s); starting with empty defaults",
-                               m_path, file.errorString());
-        m_keepCorruptCopy = true;
-        return;
-    }
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        const QString reason =
-            error.error != QJsonParseError::NoError ? error.errorString() : QStringLiteral("not a JSON object");
-        Log::lifecycle().error("defaults file %{public}s is corrupt (%{public}s); starting with empty defaults", m_path,
-                               reason);
-        m_keepCorruptCopy = true;
-        return;
-    }
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (error.error != QJsonParseError::NoError)
+        return unexpected(
+            QStringLiteral("not valid JSON (%1 at offset %2)").arg(error.errorString()).arg(error.offset));
+    if (!document.isObject())
+        return unexpected(QStringLiteral("not a JSON object"));
+    QVariantMap values;
     const QJsonObject object = document.object();
     for (auto it = object.begin(); it != object.end(); ++it)
-        m_values.insert(it.key(), fromJson(it.value()));
+        values.insert(it.key(), fromJson(it.value()));
+    return values;
+}
+
+void FileDefaultsStore::load()
+{
+    const auto bytes = FileReplacement::readIfPresent(m_path);
+    if (!bytes) {
+        Log::lifecycle().error("defaults file %s is unreadable (%{public}s); starting with empty defaults",
+                               bytes.error().path, bytes.error().reason);
+        return;
+    }
+    if (!*bytes)
+        return;
+    auto values = parse(**bytes);
+    if (!values) {
+        Log::lifecycle().error("defaults file %s is corrupt (%{public}s); starting with empty defaults", m_path,
+                               values.error());
+        return;
+    }
+    m_values = std::move(*values);
 }
 
 std::optional<QVariant> FileDefaultsStore::object(const QString& key) const
@@ -92,32 +99,47 @@ void FileDefaultsStore::removeObject(const QString& key)
         save();
 }
 
-void FileDefaultsStore::save()
+void FileDefaultsStore::keepWhatWillBeReplaced()
 {
-    const QFileInfo info(m_path);
-    if (!QDir().mkpath(info.absolutePath())) {
-        Log::lifecycle().error("failed to write defaults file %{public}s: cannot create its folder", m_path);
+    const auto bytes = FileReplacement::readIfPresent(m_path);
+    QString whyNotLoaded;
+    if (bytes) {
+        if (!*bytes)
+            return;
+        const auto parsed = parse(**bytes);
+        if (parsed)
+            return;
+        whyNotLoaded = parsed.error();
+    }
+    // Bytes that did not load are what the user had; they outlive the write.
+    const auto copy = bytes ? FileReplacement::keepCopy(m_path, **bytes, QDateTime::currentDateTimeUtc())
+                            : Expected<QString, FileReplacement::FileError>(unexpected(bytes.error()));
+    if (!copy) {
+        Log::lifecycle().error(
+            "could not keep a copy of the defaults file before replacing it: %{public}s %s: %{public}s; replacing it "
+            "anyway",
+            copy.error().action, copy.error().path, copy.error().reason);
         return;
     }
-    if (m_keepCorruptCopy) {
-        const QString copy = m_path + QStringLiteral(".corrupt");
-        QFile::remove(copy);
-        if (QFile::exists(m_path) && !QFile::copy(m_path, copy)) {
-            // Writing now would destroy the only copy of what the user had.
-            Log::lifecycle().error("failed to keep a copy of corrupt defaults file %{public}s; not overwriting it",
-                                   m_path);
-            return;
-        }
-        m_keepCorruptCopy = false;
+    Log::lifecycle().error("kept the defaults file that did not load as %{public}s before replacing it (%{public}s)",
+                           QFileInfo(*copy).fileName(), whyNotLoaded);
+}
+
+void FileDefaultsStore::save()
+{
+    if (const auto made = FileReplacement::makeFolders(QFileInfo(m_path).absolutePath()); !made) {
+        Log::lifecycle().error("failed to write defaults file: %{public}s %s: %{public}s", made.error().action,
+                               made.error().path, made.error().reason);
+        return;
     }
     QJsonObject object;
     for (auto it = m_values.constBegin(); it != m_values.constEnd(); ++it)
         object.insert(it.key(), QJsonValue::fromVariant(*it));
-    QSaveFile file(m_path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(object).toJson(QJsonDocument::Indented)) < 0 ||
-        !file.commit()) {
-        Log::lifecycle().error("failed to write defaults file %{public}s: %{public}s", m_path, file.errorString());
-    }
+    const auto written = FileReplacement::replaceAtomically(
+        m_path, QJsonDocument(object).toJson(QJsonDocument::Indented), [this] { keepWhatWillBeReplaced(); });
+    if (!written)
+        Log::lifecycle().error("failed to write defaults file: %{public}s %s: %{public}s", written.error().action,
+                               written.error().path, written.error().reason);
 }
 
 } // namespace mosaro

@@ -1,15 +1,18 @@
 #pragma once
 
 #include "Platform/DefaultsStore.h"
+#include "Platform/Expected.h"
 
+#include <QByteArray>
 #include <QString>
 #include <QVariantMap>
 
 namespace mosaro {
 
 // The defaults store kept as one JSON object in a file: read once at construction, rewritten
-// atomically after every change. A corrupt file is left alone until the first change, which
-// first saves a copy of it next to the original with ".corrupt" appended.
+// atomically after every change. A file that does not load is left alone until the first
+// change; every write that replaces such a file first keeps its bytes beside it as
+// "defaults.json.bak-<UTC time>", never touching an earlier copy.
 class FileDefaultsStore : public DefaultsStore {
 public:
     explicit FileDefaultsStore(QString path = defaultPath());
@@ -18,6 +21,9 @@ public:
     static QString defaultPath();
     const QString& path() const { return m_path; }
 
+    // The values a file's bytes hold, or why they hold none (not JSON, not an object).
+    static Expected<QVariantMap, QString> parse(const QByteArray& bytes);
+
     std::optional<QVariant> object(const QString& key) const override;
     void setObject(const QString& key, const QVariant& value) override;
     void removeObject(const QString& key) override;
@@ -25,10 +31,10 @@ public:
 private:
     void load();
     void save();
+    void keepWhatWillBeReplaced();
 
     QString m_path;
     QVariantMap m_values;
-    bool m_keepCorruptCopy = false;
 };
 
 } // namespace mosaro

@@ -3,7 +3,10 @@
 #include "Platform/Expected.h"
 #include "Preferences/Preferences.h"
 
+#include <QByteArray>
 #include <QString>
+#include <cstdint>
+#include <optional>
 
 namespace mosaro {
 
@@ -28,6 +31,26 @@ QString preferencesFileURL();
 Expected<Preferences, PreferencesError> loadPreferences(const QString& path);
 
 // Creates the folder if needed and replaces the file atomically; a failed write keeps the old file.
+// When the file being replaced does not load as a version-2 document, its bytes are first kept
+// beside it as "preferences.json.bak-<UTC time>" (never replacing an earlier copy) and one line
+// in the preferences category names the copy: an error, or info for a migrated older version.
+// If no copy can be made, that line says why and the save goes ahead.
 Status<PreferencesError> savePreferences(const Preferences& prefs, const QString& path);
+
+// What the bytes of a preferences file are, as far as replacing them is concerned.
+struct StoredPreferences {
+    bool loadsAsCurrent = false;              // a version-2 document that decodes
+    std::optional<std::int64_t> migratesFrom; // an older version that migrates
+    QString whyNotLoaded;                     // otherwise: why they do not load, without the path
+};
+StoredPreferences classifyStoredPreferences(const QByteArray& bytes);
+
+// The load's steps after reading the file: the document, or the error without the path; and
+// what the load writes back to the file (a migration's result, before sanitising).
+struct InterpretedPreferences {
+    Expected<Preferences, PreferencesError> result;
+    std::optional<Preferences> writeBack;
+};
+InterpretedPreferences interpretPreferences(const QByteArray& bytes);
 
 } // namespace mosaro

@@ -1,4 +1,5 @@
 #include "Diagnostics/Log.h"
+#include "Diagnostics/LogMessages.h"
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
 #include "KeyboardShortcuts/HotkeyRegistry.h"
 #include "Platform/KeyEvent.h"
@@ -22,6 +23,16 @@ protected:
         registry.subscribeTrigger(trigger, [this] { ++triggerPresses; });
     }
     std::uint32_t liveId() const { return hotKeys.liveRegistrations().at(0).id.id; }
+    // The lifecycle errors about refused hotkeys.
+    static QStringList refusals()
+    {
+        QStringList lines;
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.category == QStringLiteral("lifecycle") && e.level == Log::Level::error &&
+                e.format == QString::fromUtf8(LogMessages::hotkeyRefused))
+                lines << e.message;
+        return lines;
+    }
 
     HotkeyRegistry registry;
     Name trigger;
@@ -62,9 +73,14 @@ TEST_F(HotkeyRegistrationTest, ChangingTheTriggerMovesItsSingleRegistration)
 TEST_F(HotkeyRegistrationTest, RefusedOrOutOfRangeRegistrationLeavesTheTriggerInactive)
 {
     hotKeys.failWith = HotKeyStatus::hotKeyExists;
+    Log::Store::shared().clear();
     testing::internal::CaptureStdout();
     setShortcut(Shortcut(36, 256), trigger);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error registering hotkey Super+Return: -9878\n");
+    // The same line as an error of the lifecycle category, once, in the package's notation.
+    EXPECT_EQ(refusals(), QStringList{QStringLiteral("Error registering hotkey %1: -9878 (another program holds this "
+                                                     "combination)")
+                                          .arg(Shortcut(36, 256).description())});
     EXPECT_TRUE(hotKeys.live.empty());
     EXPECT_EQ(storedValue(HotkeyAction::trigger), QVariant(test::triggerDefaultJson));
     enable(trigger); // counts as registered: no retry
@@ -101,9 +117,11 @@ TEST_F(HotkeyRegistrationTest, MenuTrackingServesTheTriggerFromRawKeys)
     // A refused re-registration after the menu drops the record for good.
     center.post(PlatformNotifications::menuDidBeginTracking);
     hotKeys.failWith = HotKeyStatus::hotKeyExists;
+    Log::Store::shared().clear();
     testing::internal::CaptureStdout();
     center.post(PlatformNotifications::menuDidEndTracking);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error registering hotkey Super+Return: -9878\n");
+    EXPECT_EQ(refusals().size(), 1);
     center.post(PlatformNotifications::menuDidBeginTracking);
     EXPECT_EQ(hotKeys.pressRawKey(36, cmd), HotKeyStatus::eventNotHandled);
 }

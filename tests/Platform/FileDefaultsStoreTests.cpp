@@ -1,10 +1,14 @@
 #include "Diagnostics/Log.h"
 #include "Platform/FileDefaultsStore.h"
+#include "support/QtPrinters.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 using namespace mosaro;
 
@@ -63,28 +67,45 @@ TEST_F(FileDefaultsStoreTest, ValuesSurviveANewProcess)
     EXPECT_TRUE(FileDefaultsStore::defaultPath().endsWith("/Mosaro/defaults.json"));
 }
 
-TEST_F(FileDefaultsStoreTest, CorruptFileIsKeptAsideOnlyAtTheFirstChange)
+TEST_F(FileDefaultsStoreTest, FilesThatDidNotLoadAreKeptAsideAtEveryReplacement)
 {
     const QByteArray corrupt = "{\"KeyboardShortcuts_trigger\": tru";
-    writeAll(dir.filePath("defaults.json"), corrupt);
     path = dir.filePath("defaults.json");
+    writeAll(path, corrupt);
+    const auto copies = [this] {
+        return QDir(dir.path()).entryList({QStringLiteral("defaults.json.bak-*")}, QDir::Files, QDir::Name);
+    };
 
     FileDefaultsStore store(path);
     EXPECT_EQ(lifecycleErrors(), 1u);
     EXPECT_EQ(store.object("KeyboardShortcuts_trigger"), std::nullopt);
     store.removeObject("absent");
     EXPECT_EQ(readAll(path), corrupt);
-    EXPECT_FALSE(QFile::exists(path + ".corrupt"));
+    EXPECT_TRUE(copies().isEmpty());
 
+    // The first change keeps the bytes and says where; later changes over a good file keep nothing.
     store.setBool("flag", false);
-    EXPECT_EQ(readAll(path + ".corrupt"), corrupt);
-    EXPECT_EQ(FileDefaultsStore(path).object("flag"), QVariant(false));
+    ASSERT_EQ(copies().size(), 1);
+    EXPECT_EQ(readAll(dir.filePath(copies()[0])), corrupt);
+    EXPECT_EQ(lifecycleErrors(), 2u);
+    EXPECT_EQ(Log::Store::shared().entries().back().message,
+              QStringLiteral("kept the defaults file that did not load as %1 before replacing it (not valid JSON "
+                             "(illegal value at offset 31))")
+                  .arg(copies()[0]));
+    store.setBool("flag", true);
+    EXPECT_EQ(copies().size(), 1);
+    EXPECT_EQ(FileDefaultsStore(path).object("flag"), QVariant(true));
 
-    // A valid document that is not an object is just as unusable.
+    // A valid document that is not an object is just as unusable, and an earlier copy stays.
     writeAll(path, "[1, 2]");
     FileDefaultsStore arrayStore(path);
-    EXPECT_EQ(lifecycleErrors(), 2u);
     EXPECT_EQ(arrayStore.object("flag"), std::nullopt);
+    arrayStore.setBool("other", true);
+    ASSERT_EQ(copies().size(), 2);
+    QList<QByteArray> kept{readAll(dir.filePath(copies()[0])), readAll(dir.filePath(copies()[1]))};
+    std::sort(kept.begin(), kept.end());
+    EXPECT_EQ(kept, (QList<QByteArray>{"[1, 2]", corrupt}));
+    EXPECT_EQ(lifecycleErrors(), 4u);
 }
 
 TEST_F(FileDefaultsStoreTest, UnwritableLocationKeepsValuesInMemory)

@@ -2,12 +2,18 @@
 #include "Preferences/Migrations.h"
 #include "Preferences/PreferencesFile.h"
 #include "Preferences/PreferencesJson.h"
+#include "support/NotLoadingPreferences.h"
+#include "support/QtPrinters.h"
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <vector>
 
 using namespace mosaro;
 
@@ -71,7 +77,9 @@ TEST_F(PreferencesFileTest, MissingFileGivesDefaultsAndVersionOneIsMigrated)
     expected.highlightedRegionTintHex = QStringLiteral("#3366FF");
     EXPECT_EQ(loadPreferences(path).valueOr({}), expected);
     EXPECT_EQ(read(), PreferencesJson::encode(expected));
-    EXPECT_EQ(logged(), QStringList{QStringLiteral("info: Migrating preferences v1 → v2")});
+    ASSERT_EQ(logged().size(), 2);
+    EXPECT_EQ(logged()[0], QStringLiteral("info: Migrating preferences v1 → v2"));
+    EXPECT_TRUE(logged()[1].startsWith(QStringLiteral("info: kept the version 1 preferences file as ")));
 }
 
 TEST_F(PreferencesFileTest, VersionTwoIsSanitizedButNotRewritten)
@@ -103,9 +111,13 @@ TEST_F(PreferencesFileTest, OtherVersionsGiveDefaults)
     write(R"({"schemaVersion": 0, "showInDockIcon": true})");
     EXPECT_EQ(loadPreferences(path).valueOr({}), Preferences::defaults());
     EXPECT_EQ(read(), PreferencesJson::encode(Preferences::defaults()));
-    EXPECT_EQ(logged(), (QStringList{QStringLiteral("error: preferences schemaVersion=7 is newer than supported (2); "
-                                                    "using defaults without overwriting file"),
-                                     QStringLiteral("error: Unknown preferences version 0; returning defaults")}));
+    EXPECT_EQ(logged().mid(0, 2),
+              (QStringList{QStringLiteral("error: preferences schemaVersion=7 is newer than supported (2); "
+                                          "using defaults without overwriting file"),
+                           QStringLiteral("error: Unknown preferences version 0; returning defaults")}));
+    // What the load replaces is kept first.
+    ASSERT_EQ(logged().size(), 3);
+    EXPECT_TRUE(logged()[2].startsWith(QStringLiteral("error: kept the preferences file that did not load as ")));
 }
 
 TEST_F(PreferencesFileTest, UndecodableFilesAreErrorsAndStayUntouched)
@@ -136,7 +148,8 @@ TEST_F(PreferencesFileTest, SaveCreatesFoldersAndFailedSavesKeepTheOldFile)
 
     write("file", dir.filePath(QStringLiteral("Blocked")));
     EXPECT_EQ(toString(savePreferences(changed, dir.filePath(QStringLiteral("Blocked/p.json"))).error()),
-              QStringLiteral("could not create folder ") + dir.filePath(QStringLiteral("Blocked")));
+              QStringLiteral("could not create folder ") + dir.filePath(QStringLiteral("Blocked")) +
+                  QStringLiteral(": File exists"));
 
     const QByteArray old = R"({"schemaVersion": 1, "showInDockIcon": true})";
     if (geteuid() != 0) { // root ignores folder permissions
@@ -154,4 +167,137 @@ TEST_F(PreferencesFileTest, SaveCreatesFoldersAndFailedSavesKeepTheOldFile)
     EXPECT_TRUE(toString(savePreferences(changed, longPath).error()).startsWith(QStringLiteral("could not write ")));
     EXPECT_TRUE(loadPreferences(longPath).valueOr({}).showInDockIcon);
     EXPECT_EQ(read(longPath), old);
+}
+
+namespace {
+
+class KeptPreferencesTest : public PreferencesFileTest {
+protected:
+    QString folder() const { return dir.filePath(QStringLiteral("Mosaro")); }
+    QStringList copies() const
+    {
+        return QDir(folder()).entryList({QStringLiteral("preferences.json.bak-*")}, QDir::Files, QDir::Name);
+    }
+    QByteArray copy(int index) const { return read(QDir(folder()).filePath(copies().value(index))); }
+};
+
+} // namespace
+
+// Whatever did not load as version 2 is copied aside, byte for byte, before anything replaces it;
+// the live file is then the document written, and one line names the copy.
+TEST_F(KeptPreferencesTest, EveryKindThatDidNotLoadIsKeptBeforeASaveReplacesIt)
+{
+    for (const auto& kind : test::notLoadingPreferences()) {
+        SCOPED_TRACE(kind.name);
+        for (const QString& name : QDir(folder()).entryList(QDir::Files))
+            QFile::remove(QDir(folder()).filePath(name));
+        write(kind.bytes);
+        Log::Store::shared().clear();
+
+        // As the settings window's store starts: the load, or the defaults when it fails.
+        Preferences live = loadPreferences(path).valueOr(Preferences::defaults());
+        QStringList expectedLines = kind.loadLines;
+        if (kind.loadReplaces) {
+            // The load itself writes the migrated (or default) document: the copy is taken then.
+            ASSERT_EQ(copies().size(), 1);
+            expectedLines << kind.keptLine(copies()[0]);
+        } else {
+            EXPECT_TRUE(copies().isEmpty());
+            EXPECT_EQ(read(), kind.bytes);
+        }
+
+        // A change through the save the store uses.
+        live.proSettings.margin = 8;
+        ASSERT_TRUE(savePreferences(live, path));
+        ASSERT_EQ(copies().size(), 1);
+        EXPECT_EQ(copy(0), kind.bytes);
+        EXPECT_TRUE(
+            copies()[0].contains(QRegularExpression(QStringLiteral("^preferences\\.json\\.bak-\\d{8}T\\d{6}Z$"))))
+            << copies()[0].toStdString();
+        EXPECT_EQ(read(), PreferencesJson::encode(live));
+        if (!kind.loadReplaces)
+            expectedLines << kind.keptLine(copies()[0]);
+        EXPECT_EQ(logged(), expectedLines);
+    }
+}
+
+TEST_F(KeptPreferencesTest, LaterSavesKeepEveryEarlierCopy)
+{
+    const QByteArray first = R"({"schemaVersion": 99})";
+    const QByteArray second = "not json at all";
+    const QByteArray third = R"({"schemaVersion": 2})";
+    Preferences changed;
+    for (const QByteArray& bytes : {first, second, third}) {
+        write(bytes);
+        changed.proSettings.margin += 1;
+        ASSERT_TRUE(savePreferences(changed, path));
+        // A version-2 file replacing a version-2 file keeps nothing more.
+        ASSERT_TRUE(savePreferences(changed, path));
+    }
+    ASSERT_EQ(copies().size(), 3);
+    QList<QByteArray> kept;
+    for (int i = 0; i < 3; ++i)
+        kept << copy(i);
+    std::sort(kept.begin(), kept.end());
+    QList<QByteArray> expected{first, second, third};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(kept, expected);
+    EXPECT_EQ(read(), PreferencesJson::encode(changed));
+    EXPECT_EQ(logged().size(), 3);
+}
+
+// Root-proof faults: a regular file where the folder should be, and names at the length limit.
+TEST_F(KeptPreferencesTest, UnwritablePlacesLoseNothing)
+{
+    write("mine", dir.filePath(QStringLiteral("blocker")));
+    const auto blocked =
+        savePreferences(Preferences::defaults(), dir.filePath(QStringLiteral("blocker/Mosaro/p.json")));
+    ASSERT_FALSE(blocked);
+    EXPECT_EQ(toString(blocked.error()),
+              QStringLiteral("could not create folder %1: File exists").arg(dir.filePath(QStringLiteral("blocker"))));
+    EXPECT_EQ(read(dir.filePath(QStringLiteral("blocker"))), "mine");
+
+    // No temporary file fits beside this name: nothing is replaced, so nothing is copied or logged.
+    const QString longPath = QDir(folder()).filePath(QString(250, u'p'));
+    const QByteArray future = R"({"schemaVersion": 99})";
+    write(future, longPath);
+    Log::Store::shared().clear();
+    for (int i = 0; i < 3; ++i) {
+        const auto failed = savePreferences(Preferences::defaults(), longPath);
+        ASSERT_FALSE(failed);
+        EXPECT_EQ(toString(failed.error()), QStringLiteral("could not write %1: File name too long").arg(longPath));
+    }
+    EXPECT_EQ(read(longPath), future);
+    EXPECT_EQ(QDir(folder()).entryList(QDir::Files), QStringList{QString(250, u'p')});
+    EXPECT_TRUE(logged().isEmpty());
+
+    // The temporary fits but the copy's name does not: the line says why, and the save goes on.
+    const QString longerCopy = QDir(folder()).filePath(QString(240, u'q'));
+    write(future, longerCopy);
+    ASSERT_TRUE(savePreferences(Preferences::defaults(), longerCopy));
+    EXPECT_EQ(read(longerCopy), PreferencesJson::encode(Preferences::defaults()));
+    ASSERT_EQ(logged().size(), 1);
+    EXPECT_TRUE(logged()[0].startsWith(
+        QStringLiteral("error: could not keep a copy of the preferences file that did not load (schemaVersion 99 is "
+                       "newer than supported (2)) before replacing it: could not create the copy <private>: File "
+                       "name too long; replacing it anyway")))
+        << logged()[0].toStdString();
+}
+
+TEST(StoredPreferences, ClassifiesWhatASaveWouldReplace)
+{
+    EXPECT_TRUE(classifyStoredPreferences(PreferencesJson::encode(Preferences::defaults())).loadsAsCurrent);
+    // Out-of-range values still load (sanitised): nothing to keep.
+    EXPECT_TRUE(classifyStoredPreferences(v2("-5", R"({"columns": 0, "rows": 50})")).loadsAsCurrent);
+    const auto v1 = classifyStoredPreferences(R"({"schemaVersion": 1, "showInDockIcon": false})");
+    EXPECT_FALSE(v1.loadsAsCurrent);
+    EXPECT_EQ(v1.migratesFrom, 1);
+    const auto missing = classifyStoredPreferences(R"({"showInDockIcon": false})");
+    EXPECT_EQ(missing.migratesFrom, std::nullopt);
+    EXPECT_EQ(missing.whyNotLoaded, QStringLiteral("required key \"schemaVersion\" is missing"));
+    EXPECT_EQ(classifyStoredPreferences(R"({"schemaVersion": 1})").whyNotLoaded,
+              QStringLiteral("version 1 document: required key \"showInDockIcon\" is missing"));
+    EXPECT_EQ(classifyStoredPreferences("[]").whyNotLoaded, QStringLiteral("the top level is not a JSON object"));
+    EXPECT_EQ(classifyStoredPreferences(R"({"schemaVersion": -3})").whyNotLoaded,
+              QStringLiteral("schemaVersion -3 is not a known version"));
 }

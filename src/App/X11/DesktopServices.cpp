@@ -75,7 +75,7 @@ void installLogSinks(std::FILE* echo)
         if (e.kind != Log::Entry::Kind::message)
             return;
         std::fprintf(echo, "%s [%s] %s\n", e.time.toString(QStringLiteral("HH:mm:ss.zzz")).toUtf8().constData(),
-                     e.category.toUtf8().constData(), e.message.toUtf8().constData());
+                     e.category.toUtf8().constData(), Log::shownMessage(e).toUtf8().constData());
         std::fflush(echo);
     });
 }

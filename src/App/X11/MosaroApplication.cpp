@@ -9,6 +9,7 @@
 #include "App/UI/TrayMenu.h"
 #include "App/X11/DesktopCheck.h"
 #include "App/X11/DesktopServices.h"
+#include "App/X11/TerminationGuard.h"
 #include "Diagnostics/DiagnosticsReport.h"
 #include "Diagnostics/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
@@ -245,6 +246,11 @@ void MosaroApplication::showSettingsFromOutside()
     openSettings();
 }
 
+X11Connection& MosaroApplication::connection()
+{
+    return *m_services->connection;
+}
+
 AppDelegate& MosaroApplication::delegate()
 {
     return m_services->delegate;
@@ -272,7 +278,8 @@ void onSignal(int)
     [[maybe_unused]] auto n = ::write(g_signalPipe[1], &c, 1);
 }
 
-// SIGINT and SIGTERM end the event loop normally, so they take the termination path.
+// SIGINT, SIGTERM and SIGHUP (the terminal or the session going away) end the event loop
+// normally, so they take the termination path.
 void quitOnSignals(QCoreApplication& app)
 {
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, g_signalPipe) != 0)
@@ -289,6 +296,7 @@ void quitOnSignals(QCoreApplication& app)
     action.sa_flags = SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);
 }
 
 void printLine(std::FILE* stream, const QString& text)
@@ -302,6 +310,7 @@ void printLine(std::FILE* stream, const QString& text)
 
 void configureLog(const CommandLine& line)
 {
+    Log::enablePrivateDataIfRequested(QCoreApplication::arguments());
     const bool verbose = line.isSet("verbose");
     if (verbose)
         Log::setMinimumLevel(Log::Level::debug);
@@ -355,11 +364,16 @@ int runMosaro(int argc, char** argv)
     }
 
     // Before Qt, which aborts when it cannot connect; before anything is written.
-    if (!X11Connection().isConnected()) {
-        const QString display = qEnvironmentVariable("DISPLAY");
-        printLine(stderr, QStringLiteral("mosaro: cannot open display") +
-                              (display.isEmpty() ? QString() : QStringLiteral(" ") + display));
-        return 1;
+    {
+        X11Connection probe;
+        if (!probe.isConnected()) {
+            const QString display = qEnvironmentVariable("DISPLAY");
+            const int error = probe.connection() ? xcb_connection_has_error(probe.connection()) : 0;
+            printLine(stderr, display.isEmpty() ? QStringLiteral("mosaro: cannot open display")
+                                                : QStringLiteral("mosaro: cannot open display %1 (%2)")
+                                                      .arg(display, X11Connection::describeConnectionError(error)));
+            return 1;
+        }
     }
     // All geometry is in X pixels, whatever scaling Qt would apply.
     qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
@@ -392,7 +406,8 @@ int runMosaro(int argc, char** argv)
         return 1;
     }
     quitOnSignals(app);
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, [&mosaro] { mosaro->terminate(); });
+    TerminationGuard termination(mosaro->connection(), [&mosaro] { mosaro->terminate(); });
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [&termination] { termination.terminate(); });
     mosaro->start();
     running = mosaro.get();
     const int status = QApplication::exec();

@@ -12,6 +12,7 @@ namespace mosaro {
 class AppDelegate;
 class UpdaterController;
 class LoginItemService;
+class X11Connection;
 
 // The application: every long-lived service built on X11, the delegate that starts them in their
 // order, the tray menu, the About and help windows, and the answers to the session's other
@@ -37,6 +38,7 @@ public:
     // Opens the settings window, or brings it to the front.
     void openSettings();
 
+    X11Connection& connection();
     AppDelegate& delegate();
     UpdaterController& updater();
     LoginItemService& loginItems();

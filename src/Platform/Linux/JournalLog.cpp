@@ -68,11 +68,13 @@ std::vector<QByteArray> journalFields(const Log::Entry& entry)
     const QByteArray name = entry.signpostName.toUtf8();
     switch (entry.kind) {
     case Log::Entry::Kind::message: {
-        fields.push_back(field("MESSAGE", entry.message.toUtf8()));
+        // Private arguments reach the journal only while private data is switched on; the
+        // redacted text travels beside them, for the report that reads the journal back.
+        const QString shown = Log::shownMessage(entry);
+        fields.push_back(field("MESSAGE", shown.toUtf8()));
         fields.push_back(field(JournalFields::kind, "message"));
-        const QString redacted = Log::compose(entry.format, entry.args, /*revealPrivate*/ false);
-        if (redacted != entry.message)
-            fields.push_back(field(JournalFields::redactedMessage, redacted.toUtf8()));
+        if (shown != entry.message)
+            fields.push_back(field(JournalFields::redactedMessage, entry.message.toUtf8()));
         break;
     }
     case Log::Entry::Kind::signpostBegin:

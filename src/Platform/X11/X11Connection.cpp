@@ -7,14 +7,18 @@
 
 #include <poll.h>
 
+#include <cerrno>
+#include <utility>
+
 #include <chrono>
 #include <cstring>
 
 namespace mosaro {
 
 namespace {
-constexpr const char* openFailedMessage = "cannot open X display '%{public}s' (xcb error %d)";
-constexpr const char* connectionLostMessage = "X connection to '%{public}s' lost (xcb error %d); X calls now fail";
+constexpr const char* openFailedMessage = "cannot open X display '%{public}s' (xcb error %d: %{public}s)";
+constexpr const char* connectionLostMessage =
+    "X connection to '%{public}s' lost (xcb error %d: %{public}s); X calls now fail";
 
 // X error codes that mean the target window is gone.
 constexpr std::uint8_t badWindow = 3;
@@ -28,7 +32,7 @@ X11Connection::X11Connection(const QString& displayName)
     const QByteArray name = m_displayName.toLocal8Bit();
     m_connection = xcb_connect(name.isEmpty() ? nullptr : name.constData(), &m_screenNumber);
     if (const int err = xcb_connection_has_error(m_connection)) {
-        Log::lifecycle().error(openFailedMessage, m_displayName, err);
+        Log::lifecycle().error(openFailedMessage, m_displayName, err, describeConnectionError(err));
         m_lossReported = true; // one line is enough for a display that never opened
         return;
     }
@@ -61,7 +65,41 @@ void X11Connection::reportLoss() const
     if (m_lossReported)
         return;
     m_lossReported = true;
-    Log::lifecycle().error(connectionLostMessage, m_displayName, xcb_connection_has_error(m_connection));
+    const int err = xcb_connection_has_error(m_connection);
+    Log::lifecycle().error(connectionLostMessage, m_displayName, err, describeConnectionError(err));
+}
+
+bool X11Connection::serverHasGone(int waitMs) const
+{
+    if (!m_connection || xcb_connection_has_error(m_connection))
+        return true;
+    // The server's end closed: the kernel says so even while unread events wait before the end.
+    pollfd fd{xcb_get_file_descriptor(m_connection), POLLRDHUP, 0};
+    return ::poll(&fd, 1, waitMs) > 0 && (fd.revents & (POLLHUP | POLLRDHUP | POLLERR | POLLNVAL)) != 0;
+}
+
+QString X11Connection::describeConnectionError(int code)
+{
+    switch (code) {
+    case 0:
+        return QStringLiteral("no error");
+    case XCB_CONN_ERROR:
+        return QStringLiteral("XCB_CONN_ERROR: socket, pipe or stream error");
+    case XCB_CONN_CLOSED_EXT_NOTSUPPORTED:
+        return QStringLiteral("XCB_CONN_CLOSED_EXT_NOTSUPPORTED: an extension is not supported");
+    case XCB_CONN_CLOSED_MEM_INSUFFICIENT:
+        return QStringLiteral("XCB_CONN_CLOSED_MEM_INSUFFICIENT: out of memory");
+    case XCB_CONN_CLOSED_REQ_LEN_EXCEED:
+        return QStringLiteral("XCB_CONN_CLOSED_REQ_LEN_EXCEED: a request exceeded the server's maximum length");
+    case XCB_CONN_CLOSED_PARSE_ERR:
+        return QStringLiteral("XCB_CONN_CLOSED_PARSE_ERR: the display name could not be parsed");
+    case XCB_CONN_CLOSED_INVALID_SCREEN:
+        return QStringLiteral("XCB_CONN_CLOSED_INVALID_SCREEN: the display has no such screen");
+    case XCB_CONN_CLOSED_FDPASSING_FAILED:
+        return QStringLiteral("XCB_CONN_CLOSED_FDPASSING_FAILED: passing a file descriptor failed");
+    default:
+        return QStringLiteral("unknown xcb connection error");
+    }
 }
 
 xcb_atom_t X11Connection::atom(std::string_view name)
@@ -284,8 +322,11 @@ void X11Connection::attachToEventLoop()
     m_notifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection), QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] {
         processPendingEvents();
-        if (!isConnected())
+        if (!isConnected()) {
             m_notifier->setEnabled(false);
+            if (auto handler = std::exchange(m_lostHandler, nullptr))
+                handler();
+        }
     });
     // Events that xcb queued while waiting for a reply never wake the socket notifier; drain
     // them before the loop sleeps.

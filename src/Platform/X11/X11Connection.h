@@ -59,6 +59,15 @@ public:
 
     // Opened and not broken. Logs once when the connection is found broken.
     bool isConnected() const;
+    // Whether the server has gone away, also when nothing has touched the connection since:
+    // looks at the socket, waiting up to the given time for its end, without reading from it or
+    // dispatching anything.
+    bool serverHasGone(int waitMs = 0) const;
+    // The xcb name of a connection error and what it means, e.g.
+    // "XCB_CONN_ERROR: socket, pipe or stream error".
+    static QString describeConnectionError(int code);
+    // Runs once, from the event loop, when the attached connection is found broken.
+    void setLostHandler(std::function<void()> handler) { m_lostHandler = std::move(handler); }
     QString displayName() const { return m_displayName; }
     xcb_connection_t* connection() const { return m_connection; }
     xcb_screen_t* screen() const { return m_screen; }
@@ -145,6 +154,7 @@ private:
     std::map<ListenerId, EventListener> m_listeners;
     ListenerId m_nextListener = 1;
     std::unique_ptr<QSocketNotifier> m_notifier;
+    std::function<void()> m_lostHandler;
 };
 
 } // namespace mosaro

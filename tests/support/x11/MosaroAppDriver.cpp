@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFile>
 
+#include <signal.h>
 #include <sys/wait.h>
 
 namespace mosaro::test {
@@ -190,6 +191,21 @@ void MosaroAppDriver::stop()
     if (m_pid > 0)
         m_session.stop(m_pid);
     m_pid = -1;
+}
+
+bool MosaroAppDriver::signal(int signal)
+{
+    return m_pid > 0 && ::kill(m_pid, signal) == 0;
+}
+
+std::optional<int> MosaroAppDriver::waitForWaitStatus(int timeoutMs)
+{
+    if (m_pid <= 0)
+        return std::nullopt;
+    const auto status = m_session.waitForExit(m_pid, timeoutMs);
+    if (status)
+        m_pid = -1;
+    return status;
 }
 
 bool MosaroAppDriver::isRunning()

@@ -50,6 +50,11 @@ public:
     int waitForExit(int timeoutMs = 10000);
     void stop();
     bool isRunning();
+    // Sends a signal to the application.
+    bool signal(int signal);
+    // Waits until the application has ended by itself; its raw wait status (a signal shows
+    // there), or nothing.
+    std::optional<int> waitForWaitStatus(int timeoutMs = 10000);
     pid_t pid() const { return m_pid; }
     QString lastError() const { return m_error; }
 

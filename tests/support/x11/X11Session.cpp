@@ -228,6 +228,40 @@ bool X11Session::startTray(int timeoutMs)
         timeoutMs);
 }
 
+std::optional<int> X11Session::waitForExit(pid_t pid, int timeoutMs)
+{
+    if (std::find(m_children.begin(), m_children.end(), pid) == m_children.end())
+        return std::nullopt;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    int status = 0;
+    do {
+        const pid_t r = waitpid(pid, &status, WNOHANG);
+        if (r == pid) {
+            m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
+            return status;
+        }
+        if (r < 0)
+            return std::nullopt;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    } while (Clock::now() < deadline);
+    return std::nullopt;
+}
+
+void X11Session::killServer()
+{
+    if (m_serverPid <= 0)
+        return;
+    ::kill(m_serverPid, SIGKILL);
+    waitpid(m_serverPid, nullptr, 0);
+    m_children.erase(std::remove(m_children.begin(), m_children.end(), m_serverPid), m_children.end());
+    m_serverPid = -1;
+    // A killed server leaves its lock and socket behind, and the next session would skip the
+    // display number for good.
+    const QString number = m_displayName.mid(1);
+    QFile::remove(QStringLiteral("/tmp/.X%1-lock").arg(number));
+    QFile::remove(QStringLiteral("/tmp/.X11-unix/X%1").arg(number));
+}
+
 pid_t X11Session::spawn(const QString& program, const QStringList& args, int* stdoutFd)
 {
     std::vector<std::string> argv{findProgram(program)};

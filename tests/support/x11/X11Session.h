@@ -99,6 +99,11 @@ public:
     // Starts trayer, a system tray (XEmbed) on the top edge, and waits until it holds the tray
     // selection of screen 0.
     bool startTray(int timeoutMs = 5000);
+    // Waits for a child of this session to end by itself; its wait status, or nothing when it
+    // was still running at the end (it is left running).
+    std::optional<int> waitForExit(pid_t pid, int timeoutMs);
+    // Kills the X server outright (SIGKILL), as a crash would; its clients lose the connection.
+    void killServer();
 
     // Replaces the server's monitors with the given ones (xrandr --setmonitor), the first one
     // taking over the real output.
