@@ -39,15 +39,24 @@ struct JournalEntry {
     QByteArray boot = currentBoot();
 };
 
-Log::Entry message(const QString& category, const char* format, std::vector<Log::Arg> args = {},
-                   bool revealPrivate = false)
+// An entry as the logger makes it: its message always redacted.
+Log::Entry message(const QString& category, const char* format, std::vector<Log::Arg> args = {})
 {
     Log::Entry entry;
     entry.category = category;
     entry.format = QString::fromUtf8(format);
     entry.args = std::move(args);
-    entry.message = Log::compose(entry.format, entry.args, revealPrivate);
+    entry.message = Log::compose(entry.format, entry.args);
     return entry;
+}
+
+// The journal's fields for an entry sent while private data is switched on.
+std::vector<QByteArray> fieldsRevealingPrivateData(const Log::Entry& entry)
+{
+    Log::setRevealPrivate(true);
+    auto fields = journalFields(entry);
+    Log::setRevealPrivate(false);
+    return fields;
 }
 
 Log::Entry signpost(Log::Entry::Kind kind, const char* name, const char* endMessage = "")
@@ -141,8 +150,9 @@ TEST_F(JournalReaderTest, ReadsThisProcessesMessagesOfTheWindowWithSignpostsMark
         {now.addSecs(-100), journalFields(signpost(Log::Entry::Kind::signpostBegin, "sc-001 show-overlay"))},
         {now.addSecs(-99), journalFields(signpost(Log::Entry::Kind::signpostEnd, "sc-001 show-overlay", "ok"))},
         // Written while the reveal switch was on: the reader takes the redacted text.
-        {now.addSecs(-90), journalFields(message("overlay", LogMessages::overlayShow,
-                                                 {QStringLiteral("Secret.txt"), QStringLiteral("(0, 0)")}, true))},
+        {now.addSecs(-90),
+         fieldsRevealingPrivateData(
+             message("overlay", LogMessages::overlayShow, {QStringLiteral("Secret.txt"), QStringLiteral("(0, 0)")}))},
         {now.addSecs(-80), otherSubsystem},
         otherBoot,
         {now.addSecs(-1), journalFields(message("windowmanager", "line one\nline two"))},
@@ -212,8 +222,8 @@ TEST(JournalFields, SinkMarksKindsAndKeepsARedactedCopyOnlyWhenNeeded)
     EXPECT_FALSE(std::any_of(hidden.begin(), hidden.end(),
                              [](const QByteArray& f) { return f.startsWith("MOSARO_REDACTED_MESSAGE="); }));
 
-    const auto shown =
-        journalFields(message("overlay", LogMessages::overlayShow, {QStringLiteral("T"), QStringLiteral("D")}, true));
+    const auto shown = fieldsRevealingPrivateData(
+        message("overlay", LogMessages::overlayShow, {QStringLiteral("T"), QStringLiteral("D")}));
     EXPECT_TRUE(has(shown, "MESSAGE=overlay show: window=T display=D"));
     EXPECT_TRUE(has(shown, "MOSARO_REDACTED_MESSAGE=overlay show: window=<private> display=<private>"));
 
