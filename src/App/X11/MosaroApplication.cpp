@@ -246,6 +246,15 @@ void MosaroApplication::showSettingsFromOutside()
     openSettings();
 }
 
+DBusSingleInstance::TriggerState MosaroApplication::triggerState()
+{
+    const auto shortcut = KeyboardShortcuts::getShortcut(nameFor(HotkeyAction::trigger));
+    if (!shortcut)
+        return {};
+    return {m_services->hotKeys.holds(std::uint32_t(shortcut->carbonKeyCode), std::uint32_t(shortcut->carbonModifiers)),
+            shortcut->description()};
+}
+
 X11Connection& MosaroApplication::connection()
 {
     return *m_services->connection;
@@ -405,6 +414,10 @@ int runMosaro(int argc, char** argv)
         printLine(stderr, QStringLiteral("mosaro: ") + error);
         return 1;
     }
+    // `mosaro --check` asks the running one whether it holds its trigger.
+    instance.triggerState = [&running] {
+        return running ? running->triggerState() : DBusSingleInstance::TriggerState{};
+    };
     quitOnSignals(app);
     TerminationGuard termination(mosaro->connection(), [&mosaro] { mosaro->terminate(); });
     QObject::connect(&app, &QCoreApplication::aboutToQuit, [&termination] { termination.terminate(); });

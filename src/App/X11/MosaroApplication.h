@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Linux/DBusSingleInstance.h"
 #include "Platform/SingleInstance.h"
 
 #include <QString>
@@ -37,6 +38,9 @@ public:
     void showAbout();
     // Opens the settings window, or brings it to the front.
     void openSettings();
+
+    // Whether the trigger's grab is held, and the trigger as the desktop writes it.
+    DBusSingleInstance::TriggerState triggerState();
 
     X11Connection& connection();
     AppDelegate& delegate();

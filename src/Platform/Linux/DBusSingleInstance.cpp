@@ -149,4 +149,11 @@ void DBusSingleInstance::Quit()
     received(RemoteCommand::quit);
 }
 
+bool DBusSingleInstance::TriggerStatus(QString& shortcut)
+{
+    const TriggerState state = triggerState ? triggerState() : TriggerState{};
+    shortcut = state.shortcut;
+    return state.grabbed;
+}
+
 } // namespace mosaro

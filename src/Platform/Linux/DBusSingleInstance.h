@@ -9,7 +9,8 @@ namespace mosaro {
 
 // The session's one Mosaro on the D-Bus session bus: the name tech.brenmark.mosaro, held without
 // queueing, and the object /tech/brenmark/mosaro with the interface tech.brenmark.mosaro
-// (Trigger, ShowSettings, ShowAbout, Quit; no arguments, no results).
+// (Trigger, ShowSettings, ShowAbout, Quit; no arguments, no results), and TriggerStatus, which
+// answers whether the trigger's grab is held and the trigger in the desktop's notation.
 class DBusSingleInstance final : public QObject, public SingleInstance {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "tech.brenmark.mosaro")
@@ -29,6 +30,13 @@ public:
     SendResult send(RemoteCommand command) override;
     QString unavailableReason() const override;
 
+    // What TriggerStatus answers; unset, it answers (false, "").
+    struct TriggerState {
+        bool grabbed = false;
+        QString shortcut;
+    };
+    std::function<TriggerState()> triggerState;
+
     // The method a command calls.
     static QString methodName(RemoteCommand command);
 
@@ -37,6 +45,8 @@ public Q_SLOTS:
     Q_SCRIPTABLE void ShowSettings(); // NOLINT(readability-identifier-naming)
     Q_SCRIPTABLE void ShowAbout();    // NOLINT(readability-identifier-naming)
     Q_SCRIPTABLE void Quit();         // NOLINT(readability-identifier-naming)
+    // NOLINTNEXTLINE(readability-identifier-naming)
+    Q_SCRIPTABLE bool TriggerStatus(QString& shortcut);
 
 private:
     void received(RemoteCommand command);

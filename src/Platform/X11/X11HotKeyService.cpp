@@ -159,6 +159,19 @@ OSStatus X11HotKeyService::registerEventHotKey(std::uint32_t keyCode, std::uint3
     return HotKeyStatus::noErr;
 }
 
+bool X11HotKeyService::holds(std::uint32_t keyCode, std::uint32_t modifiers) const
+{
+    const auto evdev = keyCode > 0xFFFF ? std::nullopt : evdevForMacKeyCode(std::uint16_t(keyCode));
+    if (!evdev)
+        return false;
+    const auto keycode = xcb_keycode_t(*evdev + x11KeycodeOffset);
+    const std::uint16_t mask = x11ModifiersFromCarbon(modifiers);
+    return std::any_of(m_registrations.begin(), m_registrations.end(), [&](const auto& entry) {
+        const Registration& r = entry.second;
+        return r.keycode == keycode && r.modifiers == mask && !r.grabbed.empty();
+    });
+}
+
 OSStatus X11HotKeyService::unregisterEventHotKey(EventHotKeyRef ref)
 {
     auto it = m_registrations.find(ref);

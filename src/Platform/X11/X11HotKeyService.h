@@ -38,6 +38,9 @@ public:
     // of one is a new press, not a repeat.
     void forgetHeldKeys();
 
+    // Whether a combination (as registered: key code and modifier mask) is grabbed right now.
+    bool holds(std::uint32_t keyCode, std::uint32_t modifiers) const;
+
     // The modifier bit Num Lock sits on (0 when no key carries it).
     std::uint16_t numLockMask() const { return m_numLockMask; }
 
