@@ -1,7 +1,9 @@
 // The application a person lives with, end to end: the real program on a private X server with
 // openbox, a tray (trayer) and a session bus of the test's own.
 
+#include "Diagnostics/DiagnosticsReport.h"
 #include "Diagnostics/LogMessages.h"
+#include "Platform/Linux/JournalLog.h"
 #include "Preferences/PreferencesFile.h"
 #include "support/PrivateSessionBus.h"
 #include "support/x11/MosaroAppDriver.h"
@@ -11,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <signal.h>
 
 using namespace mosaro;
@@ -36,6 +39,45 @@ const QStringList kMenu{"About Mosaro",
                         "Report a Bug…",
                         "—",
                         "Quit Mosaro"};
+
+// The text on the desktop's clipboard, asked for as any other program would (ConvertSelection to
+// a window of our own), once somebody owns the clipboard.
+std::optional<QByteArray> clipboardText(X11Session& session, int timeoutMs = 5000)
+{
+    X11Connection& c = session.connection();
+    xcb_connection_t* x = c.connection();
+    const xcb_atom_t clipboard = c.atom("CLIPBOARD");
+    const bool owned = session.waitUntil(
+        [&] {
+            auto owner = c.reply<xcb_get_selection_owner_reply_t>(xcb_get_selection_owner_reply,
+                                                                  xcb_get_selection_owner(x, clipboard));
+            return owner && (*owner)->owner != XCB_WINDOW_NONE;
+        },
+        timeoutMs);
+    if (!owned)
+        return std::nullopt;
+    const xcb_window_t window = xcb_generate_id(x);
+    xcb_create_window(x, XCB_COPY_FROM_PARENT, window, c.root(), 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+    const xcb_atom_t property = c.atom("MOSARO_TEST_CLIPBOARD");
+    xcb_convert_selection(x, window, clipboard, c.atom("UTF8_STRING"), property, XCB_CURRENT_TIME);
+    xcb_flush(x);
+    std::optional<QByteArray> text;
+    session.waitUntil(
+        [&] {
+            auto reply = c.reply<xcb_get_property_reply_t>(
+                xcb_get_property_reply, xcb_get_property(x, 0, window, property, XCB_ATOM_ANY, 0, 1 << 20));
+            if (!reply || (*reply)->type == XCB_NONE)
+                return false;
+            text = QByteArray(static_cast<const char*>(xcb_get_property_value(reply->get())),
+                              xcb_get_property_value_length(reply->get()));
+            return true;
+        },
+        timeoutMs);
+    xcb_destroy_window(x, window);
+    xcb_flush(x);
+    return text;
+}
 
 class MosaroShellTest : public ::testing::Test {
 protected:
@@ -102,6 +144,28 @@ TEST_F(MosaroShellTest, QuitFromTheMenuEndsMosaro)
     ASSERT_TRUE(app->key(kReturn));
     EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
     EXPECT_FALSE(app->linesSince(0, QString::fromUtf8(M::willTerminate)).isEmpty());
+}
+
+// Copy Diagnostics puts the report on the clipboard, with this run's log read back from the
+// journal where one takes Mosaro's entries, else from the entries kept in memory.
+TEST_F(MosaroShellTest, CopyDiagnosticsPutsTheReportWithThisRunsLogOnTheClipboard)
+{
+    ASSERT_TRUE(session->startTray());
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const bool journal = ProcessLogReader::readsJournal();
+    std::printf("the report's log comes from %s\n", journal ? "the journal" : "the entries kept in memory");
+    RecordProperty("log_source", journal ? "journal" : "memory");
+    ASSERT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString());
+    // Up from the top wraps to Quit; two more reach Copy Diagnostics.
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(app->key(kUp));
+    ASSERT_TRUE(app->key(kReturn));
+    const auto report = clipboardText(*session);
+    ASSERT_TRUE(report.has_value()) << app->logText().toStdString();
+    const QString text = QString::fromUtf8(*report);
+    EXPECT_TRUE(text.startsWith(QString::fromUtf8(DiagnosticsText::header))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QString::fromUtf8(M::didFinishLaunching))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("3×2, margin 0px, per-display OFF"))) << text.toStdString();
 }
 
 // --quit and SIGTERM take the same path: the open grid is dismissed and its new size saved.
