@@ -23,9 +23,14 @@ std::optional<X11Property> property(fuzz::FuzzInput& in)
     const auto shape = in.take<std::uint8_t>();
     if (shape % 8 == 0)
         return std::nullopt;
-    constexpr std::uint32_t types[] = {P::PredefinedAtom::atom, P::PredefinedAtom::cardinal, P::PredefinedAtom::string,
-                                       P::PredefinedAtom::window, P::PredefinedAtom::wmSizeHints, kUtf8,
-                                       kCompoundText, kWmState};
+    constexpr std::uint32_t types[] = {P::PredefinedAtom::atom,
+                                       P::PredefinedAtom::cardinal,
+                                       P::PredefinedAtom::string,
+                                       P::PredefinedAtom::window,
+                                       P::PredefinedAtom::wmSizeHints,
+                                       kUtf8,
+                                       kCompoundText,
+                                       kWmState};
     constexpr std::uint8_t formats[] = {8, 16, 32, 0, 7};
     X11Property p;
     p.type = types[(shape >> 3) % std::size(types)];
