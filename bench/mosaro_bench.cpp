@@ -98,8 +98,7 @@ std::string triple(const Figure& f, int decimals = 2)
 constexpr std::uint8_t kKeyPress = 2, kKeyRelease = 3;
 
 // Evdev-based X key codes (Xvfb's default keymap).
-constexpr std::uint8_t xReturn = 36, xEscape = 9, xLeft = 113, xRight = 114, xUp = 111, xDown = 116, xSuper = 133,
-                       xShift = 50;
+constexpr std::uint8_t xReturn = 36, xEscape = 9, xLeft = 113, xRight = 114, xUp = 111, xSuper = 133, xShift = 50;
 
 struct Event {
     Clock::time_point at;

@@ -21,7 +21,6 @@ namespace {
 
 constexpr std::uint16_t kDown = 125;
 constexpr std::uint16_t kReturn = 36;
-constexpr std::uint16_t kEscape = 53;
 
 class Shots {
 public:

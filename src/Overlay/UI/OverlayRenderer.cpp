@@ -38,9 +38,9 @@ OverlayRenderer::OverlayRenderer(QColor accent) : m_accent(accent), m_pixels(ove
 
 QRegion OverlayRenderer::draw(OverlaySurface& surface, const OverlayFrame& next, bool repaintHighlight)
 {
-    const QRegion painted = surface.mode() == OverlaySurface::Mode::translucent
-                                ? drawTranslucent(surface, next, repaintHighlight)
-                                : drawOutline(surface, next);
+    QRegion painted = surface.mode() == OverlaySurface::Mode::translucent
+                          ? drawTranslucent(surface, next, repaintHighlight)
+                          : drawOutline(surface, next);
     surface.setContents(next);
     surface.flush();
     return painted;
