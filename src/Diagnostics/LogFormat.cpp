@@ -62,7 +62,8 @@ int readNumber(const QString& format, qsizetype& j, int cap)
     return value;
 }
 
-// Parses the specification after a '%' at i. False when the format ends inside it.
+// Parses the conversion after a '%' at i (flags, width, precision, type). False when the format
+// ends inside it.
 bool parseSpec(const QString& format, qsizetype& j, Spec& spec)
 {
     const qsizetype n = format.size();

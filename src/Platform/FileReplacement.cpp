@@ -38,6 +38,17 @@ int writeAll(int fd, const QByteArray& bytes)
     return 0;
 }
 
+// Writes the bytes, puts them on disk and closes the file, whatever failed; 0 or the first errno.
+int writeSyncAndClose(int fd, const QByteArray& bytes)
+{
+    int error = writeAll(fd, bytes);
+    if (error == 0 && ::fsync(fd) != 0)
+        error = errno;
+    if (::close(fd) != 0 && error == 0)
+        error = errno;
+    return error;
+}
+
 } // namespace
 
 QString FileError::description() const
@@ -100,13 +111,8 @@ Expected<QString, FileError> keepCopy(const QString& path, const QByteArray& byt
                 continue;
             return unexpected(FileError{QStringLiteral("could not create the copy"), candidate, errnoText(errno)});
         }
-        int error = writeAll(fd, bytes);
         // On disk before the original is replaced, so that a crash cannot lose both.
-        if (error == 0 && ::fsync(fd) != 0)
-            error = errno;
-        if (::close(fd) != 0 && error == 0)
-            error = errno;
-        if (error != 0) {
+        if (const int error = writeSyncAndClose(fd, bytes); error != 0) {
             ::unlink(native.constData());
             return unexpected(FileError{QStringLiteral("could not write the copy"), candidate, errnoText(error)});
         }
@@ -138,19 +144,14 @@ Status<FileError> replaceAtomically(const QString& path, const QByteArray& bytes
     struct stat info {};
     if (::stat(target.constData(), &info) == 0)
         (void)::fchmod(fd, info.st_mode & 07777);
-    int error = writeAll(fd, bytes);
-    if (error == 0 && ::fsync(fd) != 0)
-        error = errno;
-    if (::close(fd) != 0 && error == 0)
-        error = errno;
-    if (error != 0) {
+    if (const int error = writeSyncAndClose(fd, bytes); error != 0) {
         ::unlink(temporary.constData());
         return unexpected(FileError{QStringLiteral("could not write"), path, errnoText(error)});
     }
     if (beforeReplace)
         beforeReplace();
     if (::rename(temporary.constData(), target.constData()) != 0) {
-        error = errno;
+        const int error = errno;
         ::unlink(temporary.constData());
         return unexpected(FileError{QStringLiteral("could not write"), path, errnoText(error)});
     }

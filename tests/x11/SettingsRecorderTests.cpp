@@ -17,6 +17,7 @@
 #include "Settings/UI/SettingsWindow.h"
 #include "Settings/UI/ShortcutsPane.h"
 #include "Shortcuts/UI/ShortcutRecorderWidget.h"
+#include "support/EventLoopWait.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeSettingsPlatform.h"
 #include "support/InMemoryDefaultsStore.h"
@@ -39,19 +40,6 @@ namespace {
 
 constexpr std::uint16_t kReturn = 36;
 constexpr std::uint16_t kT = 17;
-
-bool waitFor(const std::function<bool()>& condition, int ms = 5000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > ms)
-            return false;
-        QApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(5);
-    }
-    return true;
-}
 
 // Whether another client may grab the combination on the root, that is, nobody holds it.
 bool grabbable(const QString& display, std::uint16_t macKeyCode, std::uint64_t flags)

@@ -21,6 +21,7 @@
 #include "Settings/UI/SettingsWindow.h"
 #include "Settings/UI/ShortcutsPane.h"
 #include "Shortcuts/UI/ShortcutRecorderWidget.h"
+#include "support/EventLoopWait.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeSettingsPlatform.h"
 #include "support/InMemoryDefaultsStore.h"
@@ -155,19 +156,6 @@ void pump(int ms)
         QApplication::processEvents(QEventLoop::AllEvents, 20);
         QThread::msleep(10);
     }
-}
-
-bool waitFor(const std::function<bool()>& condition, int ms = 5000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > ms)
-            return false;
-        QApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(5);
-    }
-    return true;
 }
 
 // The window with the frame the window manager drew around it, as a person sees it.

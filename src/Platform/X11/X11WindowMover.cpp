@@ -218,6 +218,28 @@ bool X11WindowMover::isAbout(xcb_generic_event_t* e, xcb_window_t window, xcb_wi
     }
 }
 
+X11WindowMover::WindowEvents X11WindowMover::nextEvents(xcb_window_t window, xcb_window_t frame,
+                                                        Clock::time_point sentAt,
+                                                        const std::optional<Clock::time_point>& lastEvent,
+                                                        Clock::time_point deadline)
+{
+    // Until the manager has been quiet for a while after its last answer, or, without any answer,
+    // long enough to count as ignoring the request.
+    const auto until = std::min(deadline, lastEvent ? *lastEvent + settleTime : sentAt + silenceMeansIgnored);
+    WindowEvents events;
+    events.got = m_connection.waitForEvent(
+        [&](xcb_generic_event_t* e) {
+            if (!isAbout(e, window, frame))
+                return false;
+            const auto type = e->response_type & 0x7f;
+            events.destroyed = events.destroyed || type == XCB_DESTROY_NOTIFY;
+            events.configured = events.configured || type == XCB_CONFIGURE_NOTIFY;
+            return true;
+        },
+        msUntil(until));
+    return events;
+}
+
 X11WindowMover::Answer X11WindowMover::await(xcb_window_t window, xcb_window_t frame, const Rect& target,
                                              const std::optional<X11Properties::SizeHints>& hints,
                                              Clock::time_point deadline)
@@ -226,19 +248,11 @@ X11WindowMover::Answer X11WindowMover::await(xcb_window_t window, xcb_window_t f
     std::optional<Clock::time_point> lastEvent;
     Answer answer;
     while (true) {
-        const auto until = std::min(deadline, lastEvent ? *lastEvent + settleTime : sentAt + silenceMeansIgnored);
-        bool destroyed = false;
-        const bool got = m_connection.waitForEvent(
-            [&](xcb_generic_event_t* e) {
-                if (!isAbout(e, window, frame))
-                    return false;
-                destroyed = destroyed || (e->response_type & 0x7f) == XCB_DESTROY_NOTIFY;
-                return true;
-            },
-            msUntil(until));
+        const WindowEvents events = nextEvents(window, frame, sentAt, lastEvent, deadline);
+        const bool got = events.got;
         if (!m_connection.isConnected())
             return {Wait::lost, {}};
-        if (destroyed)
+        if (events.destroyed)
             return {Wait::gone, {}};
         // Looked at on every answer, and once more when the time is up: not every manager
         // reports every change to the client.
@@ -279,19 +293,10 @@ bool X11WindowMover::unmaximize(xcb_window_t window, Clock::time_point deadline)
     std::optional<Clock::time_point> lastEvent;
     bool configured = false;
     while (true) {
-        const auto until = std::min(deadline, lastEvent ? *lastEvent + settleTime : sentAt + silenceMeansIgnored);
-        bool destroyed = false;
-        const bool got = m_connection.waitForEvent(
-            [&](xcb_generic_event_t* e) {
-                if (!isAbout(e, window, frame))
-                    return false;
-                const auto type = e->response_type & 0x7f;
-                destroyed = destroyed || type == XCB_DESTROY_NOTIFY;
-                configured = configured || type == XCB_CONFIGURE_NOTIFY;
-                return true;
-            },
-            msUntil(until));
-        if (destroyed || !m_connection.isConnected())
+        const WindowEvents events = nextEvents(window, frame, sentAt, lastEvent, deadline);
+        const bool got = events.got;
+        configured = configured || events.configured;
+        if (events.destroyed || !m_connection.isConnected())
             return false;
         if (got)
             lastEvent = Clock::now();

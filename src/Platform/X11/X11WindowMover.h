@@ -91,6 +91,14 @@ private:
     Answer await(xcb_window_t window, xcb_window_t frame, const Rect& target,
                  const std::optional<X11Properties::SizeHints>& hints, Clock::time_point deadline);
     bool unmaximize(xcb_window_t window, Clock::time_point deadline);
+    // The events about a window (or its frame) that arrive by the next time worth looking again.
+    struct WindowEvents {
+        bool got = false;
+        bool destroyed = false;
+        bool configured = false;
+    };
+    WindowEvents nextEvents(xcb_window_t window, xcb_window_t frame, Clock::time_point sentAt,
+                            const std::optional<Clock::time_point>& lastEvent, Clock::time_point deadline);
     bool fitsRoot(const Rect& frame);
     bool isAbout(xcb_generic_event_t* event, xcb_window_t window, xcb_window_t frame) const;
 
