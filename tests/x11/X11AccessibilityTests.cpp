@@ -274,6 +274,33 @@ TEST_P(X11AccessibilityTest, ReadsAndPlacesTheOuterFrame)
     EXPECT_EQ(wmFrame(shadowed.window), (Rect{90, 95, 660, 420}));
 }
 
+// The frame a window was found in is remembered between readings; when a new manager frames
+// the window anew (and another client takes the old frame's id, or not), it is found in the
+// new frame and placed there.
+TEST_P(X11AccessibilityTest, AWindowFramedAnewIsReadAndPlacedInItsNewFrame)
+{
+    const auto c = client({"--title", "Reframed", "--geometry", "300x200+50+60"});
+    AXElementRef window = focus(c);
+    ASSERT_TRUE(window);
+    const Rect first{0, 0, 640, 400};
+    place(window, first);
+    ASSERT_EQ(wmFrame(c.window), first);
+
+    session->stopWindowManager();
+    ASSERT_TRUE(session->startWindowManager(QString::fromLatin1(GetParam())));
+    // Taken in by the new manager: decorated again.
+    ASSERT_TRUE(
+        session->waitUntil([&] { return wmFrame(c.window).height > 200 && session->activateWindow(c.window); }));
+    window = focus(c);
+    ASSERT_TRUE(window);
+    EXPECT_EQ(axFrame(window), wmFrame(c.window)) << describeFrame(axFrame(window)).toStdString();
+
+    const Rect target{480, 100, 500, 380};
+    place(window, target);
+    EXPECT_EQ(axFrame(window), target) << describeFrame(axFrame(window)).toStdString();
+    EXPECT_EQ(wmFrame(c.window), target);
+}
+
 // A maximized window is released by the WM before it is placed.
 TEST_P(X11AccessibilityTest, MaximizedWindowIsUnmaximizedAndPlaced)
 {

@@ -80,12 +80,38 @@ TEST(X11Connection, PropertyReadsRejectMalformedValuesAndReportVanishedWindows)
     ASSERT_TRUE(capped);
     EXPECT_FALSE(*capped);
 
+    // Asked together and read in any order; one never read is thrown away and leaves the
+    // replies of later requests where they belong.
+    {
+        auto good = c.askProperty(w, c.atom("GOOD"));
+        auto forgotten = c.askProperty(w, c.atom("LATIN1"));
+        auto shortValues = c.askProperty(w, c.atom("SHORTS"));
+        auto missing = c.askProperty(w, c.atom("NOT_SET"));
+        const auto shortsValue = c.propertyValue(shortValues);
+        ASSERT_TRUE(shortsValue);
+        EXPECT_EQ(shortsValue->format, 16);
+        EXPECT_EQ(X11Properties::list32(c.propertyValue(good), XCB_ATOM_CARDINAL, 4),
+                  (std::vector<std::uint32_t>{1, 2, 3, 4}));
+        auto missingValue = c.property(missing);
+        ASSERT_TRUE(missingValue);
+        EXPECT_FALSE(*missingValue);
+        auto moved = std::move(forgotten);
+    }
+    EXPECT_EQ(c.text(w, c.atom("LATIN1")), QStringLiteral("Caf\u00e9"));
+    c.internAtoms({"MOSARO_TEST_ONE", "GOOD", "MOSARO_TEST_TWO"});
+    EXPECT_NE(c.atom("MOSARO_TEST_ONE"), c.atom("MOSARO_TEST_TWO"));
+    EXPECT_EQ(c.atomName(c.atom("MOSARO_TEST_TWO")), QStringLiteral("MOSARO_TEST_TWO"));
+
     EXPECT_TRUE(c.windowExists(w));
     xcb_destroy_window(c.connection(), w);
     X11Error error;
     EXPECT_FALSE(c.cardinals(w, c.atom("GOOD"), 1, &error));
     EXPECT_EQ(error.kind, X11Error::Kind::invalidWindow);
     EXPECT_FALSE(c.windowExists(w));
+    auto vanished = c.askProperty(w, c.atom("GOOD"));
+    const auto vanishedValue = c.property(vanished);
+    ASSERT_FALSE(vanishedValue);
+    EXPECT_EQ(vanishedValue.error().kind, X11Error::Kind::invalidWindow);
     EXPECT_TRUE(c.isConnected()) << "an X error does not end the connection";
 }
 
@@ -203,6 +229,11 @@ TEST(X11Connection, DeadConnectionsFailWithOneLogLine)
     EXPECT_FALSE(c.isConnected());
     EXPECT_EQ(error.kind, X11Error::Kind::connectionLost);
     EXPECT_FALSE(c.sendRootMessage(root, 1, 0));
+    EXPECT_FALSE(c.postRootMessage(root, 1, 0));
+    auto asked = c.askProperty(root, workArea);
+    EXPECT_FALSE(c.property(asked));
+    c.internAtoms({"MOSARO_NEVER_ASKED"});
+    EXPECT_EQ(c.atom("MOSARO_NEVER_ASKED"), xcb_atom_t(XCB_ATOM_NONE));
     EXPECT_EQ(c.processPendingEvents(), 0);
     EXPECT_FALSE(c.flush());
     X11Beeper(c).beep();

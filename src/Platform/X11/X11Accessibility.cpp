@@ -2,6 +2,8 @@
 
 #include "Platform/X11/X11AccessibilityTrust.h"
 
+#include <QAbstractEventDispatcher>
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -69,6 +71,14 @@ QString describeWindowManager(X11Connection& c)
 
 X11Accessibility::X11Accessibility(X11Connection& connection) : m_connection(connection), m_mover(connection)
 {
+    if (auto* dispatcher = QAbstractEventDispatcher::instance()) {
+        m_turnWatch = std::make_unique<QObject>();
+        QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, m_turnWatch.get(), [this] { ++m_turn; });
+    }
+    m_connection.internAtoms({"_NET_WM_NAME", "UTF8_STRING", "COMPOUND_TEXT", "WM_STATE", "_NET_WM_STATE_HIDDEN",
+                              "_NET_WM_STATE_FULLSCREEN", "_NET_WM_ALLOWED_ACTIONS", "_NET_WM_ACTION_MOVE",
+                              "_NET_WM_ACTION_RESIZE", "_NET_WM_PID", "_NET_ACTIVE_WINDOW",
+                              "_NET_CLIENT_LIST_STACKING"});
     // A destroyed window's id may come back for another window, which we do not watch yet.
     m_listener = m_connection.addEventListener([this](xcb_generic_event_t* e) {
         if ((e->response_type & 0x7f) == XCB_DESTROY_NOTIFY) {
@@ -164,31 +174,6 @@ AXError X11Accessibility::errorCode(const X11Error& error) const
     return AXErrorCode::failure;
 }
 
-std::vector<xcb_atom_t> X11Accessibility::wmState(xcb_window_t window)
-{
-    return m_connection.atoms(window, m_connection.atom("_NET_WM_STATE")).value_or(std::vector<xcb_atom_t>{});
-}
-
-bool X11Accessibility::hasState(xcb_window_t window, const char* state)
-{
-    const auto states = wmState(window);
-    return std::find(states.begin(), states.end(), m_connection.atom(state)) != states.end();
-}
-
-bool X11Accessibility::isFixedSize(xcb_window_t window)
-{
-    const auto hints = X11Properties::sizeHints(m_connection.propertyValue(window, XCB_ATOM_WM_NORMAL_HINTS));
-    return hints && hints->isFixedSize();
-}
-
-std::optional<bool> X11Accessibility::allows(xcb_window_t window, const char* action)
-{
-    const auto actions = m_connection.atoms(window, m_connection.atom("_NET_WM_ALLOWED_ACTIONS"));
-    if (!actions)
-        return std::nullopt;
-    return std::find(actions->begin(), actions->end(), m_connection.atom(action)) != actions->end();
-}
-
 AXError X11Accessibility::focusedWindowOf(std::int32_t processID, std::optional<AXValue>& value)
 {
     const xcb_window_t root = m_connection.root();
@@ -214,6 +199,18 @@ AXError X11Accessibility::focusedWindowOf(std::int32_t processID, std::optional<
     return AXErrorCode::noValue;
 }
 
+X11Result<X11WindowGeometry> X11Accessibility::geometryOf(xcb_window_t window)
+{
+    // Position and size are read one after the other; one reading answers both within a turn
+    // of the event loop, unless something was written in between.
+    if (m_geometryCache && m_geometryCache->window == window && m_geometryCache->turn == m_turn)
+        return m_geometryCache->geometry;
+    auto g = m_mover.geometry(window);
+    if (g && m_turnWatch)
+        m_geometryCache = GeometryCache{window, m_turn, *g};
+    return g;
+}
+
 AXError X11Accessibility::copyAttributeValue(const AXElementRef& element, const QString& attribute,
                                              std::optional<AXValue>& value)
 {
@@ -226,30 +223,46 @@ AXError X11Accessibility::copyAttributeValue(const AXElementRef& element, const 
     const xcb_window_t window = windowOf(element);
     if (window == XCB_WINDOW_NONE)
         return AXErrorCode::illegalArgument;
-    auto g = m_mover.geometry(window);
-    if (!g)
-        return errorCode(g.error());
 
-    if (attribute == AXAttribute::title) {
-        const auto title = X11Properties::windowTitle(
-            m_connection.propertyValue(window, m_connection.atom("_NET_WM_NAME"), nullptr, 64 * 1024),
-            m_connection.propertyValue(window, XCB_ATOM_WM_NAME, nullptr, 64 * 1024), m_connection.atom("UTF8_STRING"),
-            m_connection.atom("COMPOUND_TEXT"));
+    // A vanished window answers the first read with an error, which is the answer.
+    if (attribute == AXAttribute::position || attribute == AXAttribute::size) {
+        auto g = geometryOf(window);
+        if (!g)
+            return errorCode(g.error());
+        const Rect visible = g->visible();
+        value = attribute == AXAttribute::position
+                    ? AXValue{AXGeometry{AXGeometry::Kind::point, visible.x, visible.y}}
+                    : AXValue{AXGeometry{AXGeometry::Kind::size, visible.width, visible.height}};
+    } else if (attribute == AXAttribute::title) {
+        auto netName = m_connection.askProperty(window, m_connection.atom("_NET_WM_NAME"), 64 * 1024);
+        auto name = m_connection.askProperty(window, XCB_ATOM_WM_NAME, 64 * 1024);
+        auto netValue = m_connection.property(netName);
+        if (!netValue)
+            return errorCode(netValue.error());
+        const auto title =
+            X11Properties::windowTitle(*netValue, m_connection.propertyValue(name), m_connection.atom("UTF8_STRING"),
+                                       m_connection.atom("COMPOUND_TEXT"));
         if (!title)
             return AXErrorCode::noValue;
         value = AXValue{*title};
     } else if (attribute == AXAttribute::minimized) {
-        bool iconic = false;
         const xcb_atom_t wmStateAtom = m_connection.atom("WM_STATE");
-        if (const auto state = X11Properties::wmState(m_connection.propertyValue(window, wmStateAtom), wmStateAtom))
+        auto wmStateAsked = m_connection.askProperty(window, wmStateAtom);
+        auto netStateAsked = m_connection.askProperty(window, m_connection.atom("_NET_WM_STATE"));
+        auto wmStateValue = m_connection.property(wmStateAsked);
+        if (!wmStateValue)
+            return errorCode(wmStateValue.error());
+        bool iconic = false;
+        if (const auto state = X11Properties::wmState(*wmStateValue, wmStateAtom))
             iconic = *state == 3; // IconicState
-        value = AXValue{iconic || hasState(window, "_NET_WM_STATE_HIDDEN")};
+        const auto states = X11Properties::atoms(m_connection.propertyValue(netStateAsked));
+        value = AXValue{iconic || X11Properties::contains(states, m_connection.atom("_NET_WM_STATE_HIDDEN"))};
     } else if (attribute == AXAttribute::fullScreen) {
-        value = AXValue{hasState(window, "_NET_WM_STATE_FULLSCREEN")};
-    } else if (attribute == AXAttribute::position) {
-        value = AXValue{AXGeometry{AXGeometry::Kind::point, g->visible().x, g->visible().y}};
-    } else if (attribute == AXAttribute::size) {
-        value = AXValue{AXGeometry{AXGeometry::Kind::size, g->visible().width, g->visible().height}};
+        auto state = m_connection.property(window, m_connection.atom("_NET_WM_STATE"));
+        if (!state)
+            return errorCode(state.error());
+        value = AXValue{
+            X11Properties::contains(X11Properties::atoms(*state), m_connection.atom("_NET_WM_STATE_FULLSCREEN"))};
     } else {
         return AXErrorCode::attributeUnsupported;
     }
@@ -264,18 +277,33 @@ AXError X11Accessibility::isAttributeSettable(const AXElementRef& element, const
     const xcb_window_t window = windowOf(element);
     if (window == XCB_WINDOW_NONE)
         return AXErrorCode::illegalArgument;
-    if (auto g = m_mover.geometry(window); !g)
-        return errorCode(g.error());
+    const bool geometric = attribute == AXAttribute::position || attribute == AXAttribute::size;
+    if (!geometric && attribute != AXAttribute::title && attribute != AXAttribute::minimized &&
+        attribute != AXAttribute::fullScreen)
+        return AXErrorCode::attributeUnsupported;
+
+    auto stateAsked = m_connection.askProperty(window, m_connection.atom("_NET_WM_STATE"));
+    auto actionsAsked = m_connection.askProperty(window, m_connection.atom("_NET_WM_ALLOWED_ACTIONS"));
+    auto hintsAsked = m_connection.askProperty(window, XCB_ATOM_WM_NORMAL_HINTS);
+    auto state = m_connection.property(stateAsked);
+    if (!state)
+        return errorCode(state.error());
+    if (!geometric)
+        return AXErrorCode::success;
+    const auto actions = X11Properties::list32(m_connection.propertyValue(actionsAsked), XCB_ATOM_ATOM, 0);
+    auto allows = [&](const char* action) -> bool {
+        return !actions || X11Properties::contains(*actions, m_connection.atom(action));
+    };
     // A maximized window is moved once it is restored, and managers withdraw the move and resize
     // actions while it is maximized (xfwm4 does): answer for the window as it will be then.
-    const bool maximized = m_mover.isMaximized(window);
+    const auto states = X11Properties::atoms(*state);
+    const bool maximized = X11Properties::contains(states, m_connection.atom("_NET_WM_STATE_MAXIMIZED_VERT")) ||
+                           X11Properties::contains(states, m_connection.atom("_NET_WM_STATE_MAXIMIZED_HORZ"));
     if (attribute == AXAttribute::position) {
-        settable = maximized || allows(window, "_NET_WM_ACTION_MOVE").value_or(true);
-    } else if (attribute == AXAttribute::size) {
-        settable = !isFixedSize(window) && (maximized || allows(window, "_NET_WM_ACTION_RESIZE").value_or(true));
-    } else if (attribute != AXAttribute::title && attribute != AXAttribute::minimized &&
-               attribute != AXAttribute::fullScreen) {
-        return AXErrorCode::attributeUnsupported;
+        settable = maximized || allows("_NET_WM_ACTION_MOVE");
+    } else {
+        const auto hints = X11Properties::sizeHints(m_connection.propertyValue(hintsAsked));
+        settable = !(hints && hints->isFixedSize()) && (maximized || allows("_NET_WM_ACTION_RESIZE"));
     }
     return AXErrorCode::success;
 }
@@ -308,6 +336,7 @@ AXError X11Accessibility::setAttributeValue(const AXElementRef& element, const Q
 AXError X11Accessibility::writeFrame(xcb_window_t window, float timeout, const std::optional<Point>& position,
                                      const std::optional<Size>& size)
 {
+    m_geometryCache.reset();
     const auto deadline = X11WindowMover::Clock::now() + std::chrono::microseconds(std::int64_t(double(timeout) * 1e6));
     switch (m_mover.place(window, position, size, deadline)) {
     case X11WindowMover::Outcome::placed:

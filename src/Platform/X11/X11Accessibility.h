@@ -4,6 +4,9 @@
 #include "Platform/X11/X11Connection.h"
 #include "Platform/X11/X11WindowMover.h"
 
+#include <QObject>
+
+#include <memory>
 #include <set>
 
 namespace mosaro {
@@ -52,10 +55,7 @@ public:
 
 private:
     std::optional<std::int32_t> processOf(xcb_window_t window);
-    std::vector<xcb_atom_t> wmState(xcb_window_t window);
-    bool hasState(xcb_window_t window, const char* state);
-    bool isFixedSize(xcb_window_t window);
-    std::optional<bool> allows(xcb_window_t window, const char* action);
+    X11Result<X11WindowGeometry> geometryOf(xcb_window_t window);
     AXError errorCode(const X11Error& error) const;
     AXError focusedWindowOf(std::int32_t processID, std::optional<AXValue>& value);
     AXError writeFrame(xcb_window_t window, float timeout, const std::optional<Point>& position,
@@ -65,6 +65,14 @@ private:
     X11WindowMover m_mover;
     std::set<xcb_window_t> m_ownWindows;
     X11Connection::ListenerId m_listener = 0;
+    struct GeometryCache {
+        xcb_window_t window = XCB_WINDOW_NONE;
+        std::uint64_t turn = 0;
+        X11WindowGeometry geometry;
+    };
+    std::optional<GeometryCache> m_geometryCache;
+    std::unique_ptr<QObject> m_turnWatch; // counts turns of the event loop
+    std::uint64_t m_turn = 0;
 };
 
 } // namespace mosaro

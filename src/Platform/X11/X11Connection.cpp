@@ -117,6 +117,22 @@ xcb_atom_t X11Connection::atom(std::string_view name)
     return value;
 }
 
+void X11Connection::internAtoms(std::initializer_list<std::string_view> names)
+{
+    if (!isConnected())
+        return;
+    std::vector<std::pair<std::string_view, xcb_intern_atom_cookie_t>> asked;
+    for (const std::string_view name : names) {
+        if (name.empty() || name.size() > 0xffff || m_atoms.find(name) != m_atoms.end())
+            continue;
+        asked.emplace_back(name, xcb_intern_atom(m_connection, 0, std::uint16_t(name.size()), name.data()));
+    }
+    for (const auto& [name, cookie] : asked) {
+        if (auto r = reply<xcb_intern_atom_reply_t>(xcb_intern_atom_reply, cookie))
+            m_atoms.emplace(std::string(name), (*r)->atom);
+    }
+}
+
 QString X11Connection::atomName(xcb_atom_t atom)
 {
     if (atom == XCB_ATOM_NONE || !isConnected())
@@ -127,16 +143,44 @@ QString X11Connection::atomName(xcb_atom_t atom)
     return QString::fromUtf8(xcb_get_atom_name_name(r->get()), xcb_get_atom_name_name_length(r->get()));
 }
 
-X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t window, xcb_atom_t prop, xcb_atom_t type,
-                                                              std::uint32_t maxBytes)
+X11PendingProperty::X11PendingProperty(X11PendingProperty&& other) noexcept
+    : m_connection(std::exchange(other.m_connection, nullptr)), m_cookie(other.m_cookie)
+{}
+
+X11PendingProperty& X11PendingProperty::operator=(X11PendingProperty&& other) noexcept
+{
+    if (this != &other) {
+        if (m_connection)
+            xcb_discard_reply(m_connection, m_cookie.sequence);
+        m_connection = std::exchange(other.m_connection, nullptr);
+        m_cookie = other.m_cookie;
+    }
+    return *this;
+}
+
+X11PendingProperty::~X11PendingProperty()
+{
+    if (m_connection)
+        xcb_discard_reply(m_connection, m_cookie.sequence);
+}
+
+X11PendingProperty X11Connection::askProperty(xcb_window_t window, xcb_atom_t prop, std::uint32_t maxBytes)
+{
+    X11PendingProperty pending;
+    if (prop == XCB_ATOM_NONE || !isConnected())
+        return pending;
+    pending.m_connection = m_connection;
+    pending.m_cookie = xcb_get_property(m_connection, 0, window, prop, XCB_ATOM_ANY, 0, (maxBytes + 3) / 4);
+    return pending;
+}
+
+X11Result<std::optional<X11Property>> X11Connection::property(X11PendingProperty& pending)
 {
     using Result = X11Result<std::optional<X11Property>>;
-    if (!isConnected())
-        return unexpected(X11Error{X11Error::Kind::connectionLost});
-    if (prop == XCB_ATOM_NONE)
-        return Result(std::nullopt);
-    auto r = reply<xcb_get_property_reply_t>(
-        xcb_get_property_reply, xcb_get_property(m_connection, 0, window, prop, type, 0, (maxBytes + 3) / 4));
+    if (!pending.m_connection)
+        return isConnected() ? Result(std::nullopt) : unexpected(X11Error{X11Error::Kind::connectionLost});
+    pending.m_connection = nullptr; // read now: nothing left to discard
+    auto r = reply<xcb_get_property_reply_t>(xcb_get_property_reply, pending.m_cookie);
     if (!r)
         return unexpected(r.error());
     const xcb_get_property_reply_t* p = r->get();
@@ -155,6 +199,35 @@ X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t windo
     const auto* data = static_cast<const std::uint8_t*>(xcb_get_property_value(p));
     out.bytes.assign(data, data + length);
     return Result(std::move(out));
+}
+
+X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t window, xcb_atom_t prop, xcb_atom_t type,
+                                                              std::uint32_t maxBytes)
+{
+    using Result = X11Result<std::optional<X11Property>>;
+    if (!isConnected())
+        return unexpected(X11Error{X11Error::Kind::connectionLost});
+    if (prop == XCB_ATOM_NONE)
+        return Result(std::nullopt);
+    if (type == XCB_ATOM_ANY) {
+        auto pending = askProperty(window, prop, maxBytes);
+        return property(pending);
+    }
+    X11PendingProperty pending;
+    pending.m_connection = m_connection;
+    pending.m_cookie = xcb_get_property(m_connection, 0, window, prop, type, 0, (maxBytes + 3) / 4);
+    return property(pending);
+}
+
+std::optional<X11Property> X11Connection::propertyValue(X11PendingProperty& pending, X11Error* error)
+{
+    auto r = property(pending);
+    if (!r) {
+        if (error)
+            *error = r.error();
+        return std::nullopt;
+    }
+    return *r;
 }
 
 std::optional<X11Property> X11Connection::propertyValue(xcb_window_t window, xcb_atom_t prop, X11Error* error,
@@ -228,26 +301,39 @@ bool X11Connection::windowExists(xcb_window_t window)
     return r.hasValue();
 }
 
-X11Status X11Connection::sendRootMessage(xcb_window_t window, xcb_atom_t type, std::uint32_t d0, std::uint32_t d1,
-                                         std::uint32_t d2, std::uint32_t d3, std::uint32_t d4)
+xcb_void_cookie_t X11Connection::sendClientMessage(xcb_window_t window, xcb_atom_t type, const std::uint32_t (&data)[5],
+                                                   bool checked)
 {
-    if (!isConnected())
-        return unexpected(X11Error{X11Error::Kind::connectionLost});
     xcb_client_message_event_t ev;
     std::memset(&ev, 0, sizeof ev);
     ev.response_type = XCB_CLIENT_MESSAGE;
     ev.format = 32;
     ev.window = window;
     ev.type = type;
-    ev.data.data32[0] = d0;
-    ev.data.data32[1] = d1;
-    ev.data.data32[2] = d2;
-    ev.data.data32[3] = d3;
-    ev.data.data32[4] = d4;
-    auto cookie = xcb_send_event_checked(m_connection, 0, root(),
-                                         XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                                         reinterpret_cast<const char*>(&ev));
-    return check(cookie);
+    std::memcpy(ev.data.data32, data, sizeof data);
+    constexpr std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    const auto* bytes = reinterpret_cast<const char*>(&ev);
+    return checked ? xcb_send_event_checked(m_connection, 0, root(), mask, bytes)
+                   : xcb_send_event(m_connection, 0, root(), mask, bytes);
+}
+
+X11Status X11Connection::sendRootMessage(xcb_window_t window, xcb_atom_t type, std::uint32_t d0, std::uint32_t d1,
+                                         std::uint32_t d2, std::uint32_t d3, std::uint32_t d4)
+{
+    if (!isConnected())
+        return unexpected(X11Error{X11Error::Kind::connectionLost});
+    return check(sendClientMessage(window, type, {d0, d1, d2, d3, d4}, true));
+}
+
+X11Status X11Connection::postRootMessage(xcb_window_t window, xcb_atom_t type, std::uint32_t d0, std::uint32_t d1,
+                                         std::uint32_t d2, std::uint32_t d3, std::uint32_t d4)
+{
+    if (!isConnected())
+        return unexpected(X11Error{X11Error::Kind::connectionLost});
+    sendClientMessage(window, type, {d0, d1, d2, d3, d4}, false);
+    if (!flush())
+        return unexpected(X11Error{X11Error::Kind::connectionLost});
+    return Ok{};
 }
 
 X11Connection::ListenerId X11Connection::addEventListener(EventListener listener)

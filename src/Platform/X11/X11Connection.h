@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -44,6 +45,25 @@ struct FreeDeleter {
 template <class T>
 using XcbPtr = std::unique_ptr<T, FreeDeleter>;
 
+class X11Connection;
+
+// A property asked for now and read later: requests sent before the first reply is awaited
+// share one round trip. A request never read has its reply thrown away.
+class X11PendingProperty {
+public:
+    X11PendingProperty() = default;
+    X11PendingProperty(X11PendingProperty&& other) noexcept;
+    X11PendingProperty& operator=(X11PendingProperty&& other) noexcept;
+    X11PendingProperty(const X11PendingProperty&) = delete;
+    X11PendingProperty& operator=(const X11PendingProperty&) = delete;
+    ~X11PendingProperty();
+
+private:
+    friend class X11Connection;
+    xcb_connection_t* m_connection = nullptr; // null: nothing asked (no atom, no connection)
+    xcb_get_property_cookie_t m_cookie{};
+};
+
 // One connection to an X server, used from the main thread only. Every call is safe on a dead
 // connection: it fails (or gives nothing) and the loss is logged once.
 class X11Connection {
@@ -76,6 +96,8 @@ public:
 
     // Interned atom, cached; XCB_ATOM_NONE when the server cannot be asked.
     xcb_atom_t atom(std::string_view name);
+    // Interns the atoms not cached yet, in one round trip.
+    void internAtoms(std::initializer_list<std::string_view> names);
     // The name of an atom, empty when unknown.
     QString atomName(xcb_atom_t atom);
 
@@ -88,6 +110,11 @@ public:
     // request failed (then *error is set when given).
     std::optional<X11Property> propertyValue(xcb_window_t window, xcb_atom_t property, X11Error* error = nullptr,
                                              std::uint32_t maxBytes = 1u << 20);
+
+    // The same reads in two halves: ask for several, then read each (in any order).
+    X11PendingProperty askProperty(xcb_window_t window, xcb_atom_t property, std::uint32_t maxBytes = 1u << 20);
+    X11Result<std::optional<X11Property>> property(X11PendingProperty& pending);
+    std::optional<X11Property> propertyValue(X11PendingProperty& pending, X11Error* error = nullptr);
 
     // Typed reads: nothing when the property is missing, of another type or format, shorter
     // than minItems, or when the request failed (then *error is set when given).
@@ -129,6 +156,10 @@ public:
     // Sends a 32-bit client message to the root window, as EWMH expects for requests to the WM.
     X11Status sendRootMessage(xcb_window_t window, xcb_atom_t type, std::uint32_t d0, std::uint32_t d1 = 0,
                               std::uint32_t d2 = 0, std::uint32_t d3 = 0, std::uint32_t d4 = 0);
+    // The same without waiting for the server to take it: sending to the root cannot fail
+    // while the connection lives, and the caller waits for the window manager's answer anyway.
+    X11Status postRootMessage(xcb_window_t window, xcb_atom_t type, std::uint32_t d0, std::uint32_t d1 = 0,
+                              std::uint32_t d2 = 0, std::uint32_t d3 = 0, std::uint32_t d4 = 0);
 
     ListenerId addEventListener(EventListener listener);
     void removeEventListener(ListenerId id);
@@ -143,6 +174,8 @@ public:
 
 private:
     void dispatch(xcb_generic_event_t* event);
+    xcb_void_cookie_t sendClientMessage(xcb_window_t window, xcb_atom_t type, const std::uint32_t (&data)[5],
+                                        bool checked);
     void reportLoss() const;
 
     QString m_displayName;

@@ -63,6 +63,9 @@ X11ScreenList::X11ScreenList(X11Connection& connection) : m_connection(connectio
     m_hasRandr = version && ((*version)->major_version > 1 || (*version)->minor_version >= 5);
     if (!m_hasRandr)
         return;
+    m_connection.internAtoms({"EDID", "_NET_WORKAREA", "_NET_CURRENT_DESKTOP", "_NET_CLIENT_LIST",
+                              "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_DOCK", "_NET_WM_STRUT_PARTIAL",
+                              "_NET_WM_STRUT"});
     m_randrEventBase = ext->first_event;
     xcb_randr_select_input(c, m_connection.root(), XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE);
     m_connection.flush();
@@ -84,15 +87,36 @@ X11ScreenList::~X11ScreenList()
         m_connection.removeEventListener(m_propertyListener);
 }
 
-QString X11ScreenList::monitorName(xcb_atom_t nameAtom, const std::vector<xcb_randr_output_t>& outputs) const
+X11ScreenList::NameRequest X11ScreenList::askMonitorName(xcb_atom_t nameAtom,
+                                                         const std::vector<xcb_randr_output_t>& outputs) const
 {
+    NameRequest request;
+    request.nameAtom = nameAtom;
+    if (outputs.empty())
+        return request;
     xcb_connection_t* c = m_connection.connection();
-    if (!outputs.empty()) {
-        const xcb_randr_output_t output = outputs.front();
-        const xcb_atom_t edidAtom = m_connection.atom("EDID");
-        auto prop = m_connection.reply<xcb_randr_get_output_property_reply_t>(
-            xcb_randr_get_output_property_reply,
-            xcb_randr_get_output_property(c, output, edidAtom, XCB_ATOM_ANY, 0, 256, 0, 0));
+    request.asked = true;
+    request.edid =
+        xcb_randr_get_output_property(c, outputs.front(), m_connection.atom("EDID"), XCB_ATOM_ANY, 0, 256, 0, 0);
+    request.info = xcb_randr_get_output_info(c, outputs.front(), XCB_CURRENT_TIME);
+    return request;
+}
+
+void X11ScreenList::discard(const NameRequest& request) const
+{
+    if (!request.asked || !m_connection.isConnected())
+        return;
+    xcb_discard_reply(m_connection.connection(), request.edid.sequence);
+    xcb_discard_reply(m_connection.connection(), request.info.sequence);
+}
+
+QString X11ScreenList::monitorName(const NameRequest& request) const
+{
+    if (request.asked) {
+        auto prop = m_connection.reply<xcb_randr_get_output_property_reply_t>(xcb_randr_get_output_property_reply,
+                                                                              request.edid);
+        auto info =
+            m_connection.reply<xcb_randr_get_output_info_reply_t>(xcb_randr_get_output_info_reply, request.info);
         if (prop && (*prop)->format == 8) {
             const std::uint8_t* data = xcb_randr_get_output_property_data(prop->get());
             const int length = xcb_randr_get_output_property_data_length(prop->get());
@@ -101,8 +125,6 @@ QString X11ScreenList::monitorName(xcb_atom_t nameAtom, const std::vector<xcb_ra
                     return *name;
             }
         }
-        auto info = m_connection.reply<xcb_randr_get_output_info_reply_t>(
-            xcb_randr_get_output_info_reply, xcb_randr_get_output_info(c, output, XCB_CURRENT_TIME));
         if (info) {
             const int length = xcb_randr_get_output_info_name_length(info->get());
             if (length > 0)
@@ -110,7 +132,7 @@ QString X11ScreenList::monitorName(xcb_atom_t nameAtom, const std::vector<xcb_ra
                                          length);
         }
     }
-    return m_connection.atomName(nameAtom);
+    return m_connection.atomName(request.nameAtom);
 }
 
 std::vector<xcb_window_t> X11ScreenList::docksInTree() const
@@ -154,38 +176,51 @@ std::vector<xcb_window_t> X11ScreenList::docksInTree() const
     return docks;
 }
 
-std::vector<X11Properties::Reservation> X11ScreenList::readReservations(double rootWidth, double rootHeight,
-                                                                        bool searchTree) const
+std::vector<X11Properties::Reservation>
+X11ScreenList::readReservations(X11PendingProperty& clientList,
+                                std::map<xcb_window_t, X11PendingProperty>& guessedTypes, double rootWidth,
+                                double rootHeight, bool searchTree) const
 {
     std::vector<X11Properties::Reservation> out;
     std::vector<xcb_window_t> docks;
     const xcb_atom_t typeAtom = m_connection.atom("_NET_WM_WINDOW_TYPE");
     const xcb_atom_t dock = m_connection.atom("_NET_WM_WINDOW_TYPE_DOCK");
-    if (const auto clients = m_connection.windows(m_connection.root(), m_connection.atom("_NET_CLIENT_LIST"), 0)) {
-        for (const xcb_window_t w : *clients)
-            if (X11Properties::contains(m_connection.atoms(w, typeAtom), dock))
-                docks.push_back(w);
+    // Each step asks about every window at once: three round trips whatever the number of clients.
+    m_lastClients.clear();
+    if (const auto clients = X11Properties::list32(m_connection.propertyValue(clientList), XCB_ATOM_WINDOW, 0)) {
+        std::vector<X11PendingProperty> types;
+        types.reserve(clients->size());
+        for (const xcb_window_t w : *clients) {
+            const auto guess = guessedTypes.find(w);
+            if (guess != guessedTypes.end()) {
+                types.push_back(std::move(guess->second));
+                guessedTypes.erase(guess);
+            } else {
+                types.push_back(m_connection.askProperty(w, typeAtom, 64 * 4));
+            }
+        }
+        for (std::size_t i = 0; i < clients->size(); ++i)
+            if (X11Properties::contains(X11Properties::atoms(m_connection.propertyValue(types[i])), dock))
+                docks.push_back((*clients)[i]);
+        m_lastClients = *clients;
     }
     if (searchTree) {
         for (const xcb_window_t w : docksInTree())
             if (std::find(docks.begin(), docks.end(), w) == docks.end())
                 docks.push_back(w);
     }
-    for (const xcb_window_t w : docks) {
-        const auto areas = X11Properties::strutReservations(
-            m_connection.propertyValue(w, m_connection.atom("_NET_WM_STRUT_PARTIAL")),
-            m_connection.propertyValue(w, m_connection.atom("_NET_WM_STRUT")), rootWidth, rootHeight);
+    std::vector<std::pair<X11PendingProperty, X11PendingProperty>> struts;
+    struts.reserve(docks.size());
+    for (const xcb_window_t w : docks)
+        struts.emplace_back(m_connection.askProperty(w, m_connection.atom("_NET_WM_STRUT_PARTIAL")),
+                            m_connection.askProperty(w, m_connection.atom("_NET_WM_STRUT")));
+    for (auto& [partial, strut] : struts) {
+        const auto partialValue = m_connection.propertyValue(partial);
+        const auto areas =
+            X11Properties::strutReservations(partialValue, m_connection.propertyValue(strut), rootWidth, rootHeight);
         out.insert(out.end(), areas.begin(), areas.end());
     }
     return out;
-}
-
-std::optional<Rect> X11ScreenList::readWorkArea(double rootWidth, double rootHeight) const
-{
-    const xcb_window_t root = m_connection.root();
-    return X11Properties::workArea(m_connection.propertyValue(root, m_connection.atom("_NET_WORKAREA")),
-                                   m_connection.propertyValue(root, m_connection.atom("_NET_CURRENT_DESKTOP")),
-                                   rootWidth, rootHeight);
 }
 
 std::vector<Rect> X11ScreenList::mappedTopLevelWindows() const
@@ -235,17 +270,37 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
     xcb_connection_t* c = m_connection.connection();
     const xcb_window_t root = m_connection.root();
 
+    // The first round trip asks for everything that does not depend on another answer.
+    const auto rootCookie = xcb_get_geometry(c, root);
+    std::optional<xcb_randr_get_monitors_cookie_t> monitorsCookie;
+    if (m_hasRandr)
+        monitorsCookie = xcb_randr_get_monitors(c, root, 1);
+    auto workAreas = m_connection.askProperty(root, m_connection.atom("_NET_WORKAREA"));
+    auto currentDesktop = m_connection.askProperty(root, m_connection.atom("_NET_CURRENT_DESKTOP"));
+    auto clientList = m_connection.askProperty(root, m_connection.atom("_NET_CLIENT_LIST"));
+
+    // Asked on speculation in the same round trip: what the last reading had to ask next, which
+    // is what this one needs too unless the monitors or the clients changed.
+    std::map<std::pair<xcb_atom_t, xcb_randr_output_t>, NameRequest> guessedNames;
+    for (const auto& [nameAtom, output] : m_lastOutputs)
+        guessedNames.emplace(std::pair{nameAtom, output}, askMonitorName(nameAtom, {output}));
+    std::map<xcb_window_t, X11PendingProperty> guessedTypes;
+    for (const xcb_window_t w : m_lastClients)
+        guessedTypes.emplace(w, m_connection.askProperty(w, m_connection.atom("_NET_WM_WINDOW_TYPE"), 64 * 4));
+
     // The root's size changes with RandR; the setup data keeps the size at connection time.
     double rootWidth = m_connection.screen()->width_in_pixels, rootHeight = m_connection.screen()->height_in_pixels;
-    if (auto g = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c, root))) {
+    if (auto g = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, rootCookie)) {
         rootWidth = (*g)->width;
         rootHeight = (*g)->height;
     }
 
-    if (m_hasRandr) {
-        auto monitors = m_connection.reply<xcb_randr_get_monitors_reply_t>(xcb_randr_get_monitors_reply,
-                                                                           xcb_randr_get_monitors(c, root, 1));
+    if (monitorsCookie) {
+        auto monitors =
+            m_connection.reply<xcb_randr_get_monitors_reply_t>(xcb_randr_get_monitors_reply, *monitorsCookie);
         if (monitors) {
+            std::vector<NameRequest> names;
+            m_lastOutputs.clear();
             for (auto it = xcb_randr_get_monitors_monitors_iterator(monitors->get()); it.rem;
                  xcb_randr_monitor_info_next(&it)) {
                 const xcb_randr_monitor_info_t* m = it.data;
@@ -257,12 +312,24 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
                 info.nameAtom = m->name;
                 info.primary = m->primary;
                 info.xRect = {double(m->x), double(m->y), double(m->width), double(m->height)};
-                info.name =
-                    monitorName(m->name, std::vector<xcb_randr_output_t>(outputs, outputs + std::max(0, count)));
                 out.push_back(info);
+                const auto guess = count > 0 ? guessedNames.find({m->name, outputs[0]}) : guessedNames.end();
+                if (guess != guessedNames.end()) {
+                    names.push_back(guess->second);
+                    guessedNames.erase(guess);
+                } else {
+                    names.push_back(askMonitorName(
+                        m->name, std::vector<xcb_randr_output_t>(outputs, outputs + std::max(0, count))));
+                }
+                if (count > 0)
+                    m_lastOutputs.emplace_back(m->name, outputs[0]);
             }
+            for (std::size_t i = 0; i < out.size(); ++i)
+                out[i].name = monitorName(names[i]);
         }
     }
+    for (auto& [key, unused] : guessedNames)
+        discard(unused);
     if (out.empty()) {
         if (!m_fallbackLogged) {
             m_fallbackLogged = true;
@@ -275,8 +342,10 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
     }
 
     // Without a work area the manager may not list its docks either (i3): look for them.
-    const auto workArea = readWorkArea(rootWidth, rootHeight);
-    const auto reservations = readReservations(rootWidth, rootHeight, !workArea);
+    const auto workAreasValue = m_connection.propertyValue(workAreas);
+    const auto workArea =
+        X11Properties::workArea(workAreasValue, m_connection.propertyValue(currentDesktop), rootWidth, rootHeight);
+    const auto reservations = readReservations(clientList, guessedTypes, rootWidth, rootHeight, !workArea);
     auto edges = unexplainedWorkAreaEdges(reservations, workArea, rootWidth, rootHeight);
     if (edges.any())
         edges = occupiedWorkAreaEdges(edges, mappedTopLevelWindows(), rootWidth, rootHeight);

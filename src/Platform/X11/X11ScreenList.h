@@ -48,13 +48,23 @@ private:
     };
     std::vector<MonitorInfo> readMonitors() const;
     std::vector<ScreenRef> snapshot(std::size_t* primaryIndex) const;
-    std::vector<X11Properties::Reservation> readReservations(double rootWidth, double rootHeight,
+    std::vector<X11Properties::Reservation> readReservations(X11PendingProperty& clientList,
+                                                             std::map<xcb_window_t, X11PendingProperty>& guessedTypes,
+                                                             double rootWidth, double rootHeight,
                                                              bool searchTree) const;
     std::vector<xcb_window_t> docksInTree() const;
-    std::optional<Rect> readWorkArea(double rootWidth, double rootHeight) const;
     // The viewable input-output children of the root, with their borders.
     std::vector<Rect> mappedTopLevelWindows() const;
-    QString monitorName(xcb_atom_t nameAtom, const std::vector<xcb_randr_output_t>& outputs) const;
+    // A monitor's name: the EDID's, else the output's, else the RandR monitor's atom.
+    struct NameRequest {
+        xcb_atom_t nameAtom = XCB_ATOM_NONE;
+        bool asked = false;
+        xcb_randr_get_output_property_cookie_t edid{};
+        xcb_randr_get_output_info_cookie_t info{};
+    };
+    NameRequest askMonitorName(xcb_atom_t nameAtom, const std::vector<xcb_randr_output_t>& outputs) const;
+    QString monitorName(const NameRequest& request) const;
+    void discard(const NameRequest& request) const;
     double scaleFactor() const;
 
     X11Connection& m_connection;
@@ -73,6 +83,9 @@ private:
     mutable std::uint64_t m_readTurn = ~std::uint64_t(0);
     X11Connection::ListenerId m_propertyListener = 0;
     mutable bool m_fallbackLogged = false;
+    // What the last reading asked about in its second round trip.
+    mutable std::vector<std::pair<xcb_atom_t, xcb_randr_output_t>> m_lastOutputs;
+    mutable std::vector<xcb_window_t> m_lastClients;
 };
 
 } // namespace mosaro

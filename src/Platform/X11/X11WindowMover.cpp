@@ -65,12 +65,34 @@ std::uint32_t extent(double v)
 
 X11WindowMover::X11WindowMover(X11Connection& connection) : m_connection(connection)
 {
+    // Known before the first move, so that no placement waits for an atom.
+    m_connection.internAtoms({"_NET_FRAME_EXTENTS", "_GTK_FRAME_EXTENTS", "_NET_WM_STATE",
+                              "_NET_WM_STATE_MAXIMIZED_VERT", "_NET_WM_STATE_MAXIMIZED_HORZ",
+                              "_NET_SUPPORTING_WM_CHECK", "_NET_SUPPORTED", "_NET_MOVERESIZE_WINDOW"});
     // A destroyed window's id may come back for another window, which we do not watch yet.
     m_listener = m_connection.addEventListener([this](xcb_generic_event_t* e) {
-        if ((e->response_type & 0x7f) == XCB_DESTROY_NOTIFY)
-            m_watched.erase(reinterpret_cast<const xcb_destroy_notify_event_t*>(e)->window);
+        switch (e->response_type & 0x7f) {
+        case XCB_DESTROY_NOTIFY: {
+            const xcb_window_t gone = reinterpret_cast<const xcb_destroy_notify_event_t*>(e)->window;
+            m_watched.erase(gone);
+            forgetFrame(gone);
+            break;
+        }
+        case XCB_REPARENT_NOTIFY:
+            forgetFrame(reinterpret_cast<const xcb_reparent_notify_event_t*>(e)->window);
+            break;
+        default:
+            break;
+        }
         return false;
     });
+}
+
+void X11WindowMover::forgetFrame(xcb_window_t window)
+{
+    m_frameOf.erase(window);
+    for (auto it = m_frameOf.begin(); it != m_frameOf.end();)
+        it = it->second == window ? m_frameOf.erase(it) : std::next(it);
 }
 
 X11WindowMover::~X11WindowMover()
@@ -84,46 +106,77 @@ X11Result<X11WindowGeometry> X11WindowMover::geometry(xcb_window_t window, xcb_w
         return unexpected(X11Error{X11Error::Kind::connectionLost});
     xcb_connection_t* c = m_connection.connection();
     const xcb_window_t root = m_connection.root();
+    // Everything about the client goes out at once, then one more round trip per level of
+    // frames above it (one with most managers).
     const auto geometryCookie = xcb_get_geometry(c, window);
     const auto translateCookie = xcb_translate_coordinates(c, window, root, 0, 0);
+    const auto treeCookie = xcb_query_tree(c, window);
+    auto frameExtentsAsked = m_connection.askProperty(window, m_connection.atom("_NET_FRAME_EXTENTS"));
+    auto shadowAsked = m_connection.askProperty(window, m_connection.atom("_GTK_FRAME_EXTENTS"));
+    // The frame found last time is asked for at once; the tree tells whether it still is the one.
+    const auto known = m_frameOf.find(window);
+    const xcb_window_t knownFrame = known != m_frameOf.end() ? known->second : xcb_window_t(XCB_WINDOW_NONE);
+    std::optional<xcb_get_geometry_cookie_t> knownFrameCookie;
+    if (knownFrame != XCB_WINDOW_NONE)
+        knownFrameCookie = xcb_get_geometry(c, knownFrame);
     auto g = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, geometryCookie);
     auto t = m_connection.reply<xcb_translate_coordinates_reply_t>(xcb_translate_coordinates_reply, translateCookie);
+    auto tree = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, treeCookie);
+    std::optional<X11Result<XcbPtr<xcb_get_geometry_reply_t>>> knownFrameGeometry;
+    if (knownFrameCookie)
+        knownFrameGeometry = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, *knownFrameCookie);
     if (!g)
         return unexpected(g.error());
     if (!t)
         return unexpected(t.error());
+    if (!tree)
+        return unexpected(tree.error());
 
+    auto outerOf = [](const xcb_get_geometry_reply_t& a) {
+        const double b = a.border_width;
+        return Rect{double(a.x), double(a.y), a.width + 2 * b, a.height + 2 * b};
+    };
     // The child of the root that holds the client: the manager's frame, when it reparents.
     xcb_window_t top = window;
-    for (int depth = 0; depth < 16; ++depth) {
-        auto tree = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, top));
-        if (!tree)
-            return unexpected(tree.error());
-        const xcb_window_t parent = (*tree)->parent;
-        if (parent == root || parent == XCB_WINDOW_NONE)
-            break;
-        top = parent;
-    }
+    xcb_window_t parent = (*tree)->parent;
     std::optional<Rect> ancestor;
-    if (top != window) {
-        auto a = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c, top));
-        if (a) {
-            const double b = (*a)->border_width;
-            ancestor = Rect{double((*a)->x), double((*a)->y), (*a)->width + 2 * b, (*a)->height + 2 * b};
-        }
+    if (parent == knownFrame && knownFrameGeometry && *knownFrameGeometry) {
+        // Still in the frame we watch, which is still a child of the root (else we would have
+        // been told it moved or went away).
+        top = knownFrame;
+        parent = root;
+        ancestor = outerOf(***knownFrameGeometry);
+    } else if (knownFrame != XCB_WINDOW_NONE) {
+        m_frameOf.erase(window);
     }
+    int depth = 0;
+    for (; depth < 16 && parent != root && parent != XCB_WINDOW_NONE; ++depth) {
+        const auto parentTree = xcb_query_tree(c, parent);
+        const auto parentGeometry = xcb_get_geometry(c, parent);
+        auto up = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, parentTree);
+        auto a = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, parentGeometry);
+        if (!up)
+            return unexpected(up.error());
+        top = parent;
+        parent = (*up)->parent;
+        ancestor.reset();
+        if (a)
+            ancestor = outerOf(**a);
+    }
+    // A frame right under the root that we watch is remembered for the next reading.
+    if (depth == 1 && ancestor && parent == root && m_watched.count(top))
+        m_frameOf[window] = top;
     if (frameWindow)
         *frameWindow = ancestor ? top : xcb_window_t(XCB_WINDOW_NONE);
 
     X11WindowGeometry out;
     out.client = {double((*t)->dst_x), double((*t)->dst_y), double((*g)->width), double((*g)->height)};
     out.border = (*g)->border_width;
-    const auto frameExtents = X11Properties::extents(
-        m_connection.propertyValue(window, m_connection.atom("_NET_FRAME_EXTENTS")), maxFrameExtent, maxFrameExtent);
+    const auto frameExtents =
+        X11Properties::extents(m_connection.propertyValue(frameExtentsAsked), maxFrameExtent, maxFrameExtent);
     out.outer = outerFrameOf(out.client, out.border, frameExtents, ancestor);
     if (const auto shadow =
-            X11Properties::extents(m_connection.propertyValue(window, m_connection.atom("_GTK_FRAME_EXTENTS")),
-                                   out.client.width, out.client.height))
+            X11Properties::extents(m_connection.propertyValue(shadowAsked), out.client.width, out.client.height))
         out.shadow = *shadow;
     return out;
 }
@@ -137,19 +190,21 @@ bool X11WindowMover::fitsRoot(const Rect& frame)
     return frame.x >= 0 && frame.y >= 0 && frame.maxX() <= (*root)->width && frame.maxY() <= (*root)->height;
 }
 
-bool X11WindowMover::isMaximized(xcb_window_t window)
+bool X11WindowMover::maximizedIn(const std::optional<X11Property>& state)
 {
-    const auto states = X11Properties::atoms(m_connection.propertyValue(window, m_connection.atom("_NET_WM_STATE")));
+    const auto states = X11Properties::atoms(state);
     return X11Properties::contains(states, m_connection.atom("_NET_WM_STATE_MAXIMIZED_VERT")) ||
            X11Properties::contains(states, m_connection.atom("_NET_WM_STATE_MAXIMIZED_HORZ"));
 }
 
-X11WindowMover::Habits& X11WindowMover::habits()
+bool X11WindowMover::isMaximized(xcb_window_t window)
+{
+    return maximizedIn(m_connection.propertyValue(window, m_connection.atom("_NET_WM_STATE")));
+}
+
+X11WindowMover::Habits& X11WindowMover::habitsOf(xcb_window_t manager)
 {
     // What was learnt holds for one manager; another one (or a restarted one) starts afresh.
-    const xcb_atom_t check = m_connection.atom("_NET_SUPPORTING_WM_CHECK");
-    const auto wm = m_connection.windows(m_connection.root(), check);
-    const xcb_window_t manager = wm ? (*wm)[0] : xcb_window_t(XCB_WINDOW_NONE);
     if (manager != m_manager) {
         m_manager = manager;
         m_habits = {};
@@ -157,27 +212,48 @@ X11WindowMover::Habits& X11WindowMover::habits()
     return m_habits;
 }
 
-bool X11WindowMover::managerHonoursMoveResize()
+X11WindowMover::Facts X11WindowMover::readFacts(xcb_window_t window)
 {
-    const auto supported =
-        X11Properties::atoms(m_connection.propertyValue(m_connection.root(), m_connection.atom("_NET_SUPPORTED")));
-    return X11Properties::contains(supported, m_connection.atom("_NET_MOVERESIZE_WINDOW")) &&
-           !habits().moveResizeIgnored;
+    // Asked for together with the geometry's own requests: one round trip for all of them.
+    const xcb_window_t root = m_connection.root();
+    auto hints = m_connection.askProperty(window, XCB_ATOM_WM_NORMAL_HINTS);
+    auto state = m_connection.askProperty(window, m_connection.atom("_NET_WM_STATE"));
+    auto check = m_connection.askProperty(root, m_connection.atom("_NET_SUPPORTING_WM_CHECK"));
+    auto supported = m_connection.askProperty(root, m_connection.atom("_NET_SUPPORTED"));
+    Facts facts;
+    facts.geometry = geometry(window, &facts.frame);
+    facts.hints = X11Properties::sizeHints(m_connection.propertyValue(hints));
+    facts.maximized = maximizedIn(m_connection.propertyValue(state));
+    const auto wm = X11Properties::list32(m_connection.propertyValue(check), XCB_ATOM_WINDOW, 1);
+    facts.manager = wm ? (*wm)[0] : xcb_window_t(XCB_WINDOW_NONE);
+    facts.listsMoveResize = X11Properties::contains(X11Properties::atoms(m_connection.propertyValue(supported)),
+                                                    m_connection.atom("_NET_MOVERESIZE_WINDOW"));
+    return facts;
 }
 
-void X11WindowMover::watch(xcb_window_t window, std::uint32_t mask)
+std::optional<xcb_get_window_attributes_cookie_t> X11WindowMover::askToWatch(xcb_window_t window)
 {
-    if (window == XCB_WINDOW_NONE || m_watched.count(window))
+    if (window == XCB_WINDOW_NONE || m_watched.count(window) || !m_connection.isConnected())
+        return std::nullopt;
+    return xcb_get_window_attributes(m_connection.connection(), window);
+}
+
+void X11WindowMover::watch(xcb_window_t window, std::uint32_t mask,
+                           std::optional<xcb_get_window_attributes_cookie_t> asked)
+{
+    if (!asked)
+        asked = askToWatch(window);
+    if (!asked)
         return;
-    xcb_connection_t* c = m_connection.connection();
     // Keep whatever this connection already selects on the window (it may be one of ours).
-    auto attributes = m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
-                                                                            xcb_get_window_attributes(c, window));
+    auto attributes = m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply, *asked);
     if (!attributes)
         return;
+    // Not waited for: the requests that follow reach the server after it, and a window that
+    // is gone says so when it is next read.
     const std::uint32_t merged = (*attributes)->your_event_mask | mask;
-    if (m_connection.check(xcb_change_window_attributes_checked(c, window, XCB_CW_EVENT_MASK, &merged)))
-        m_watched.insert(window);
+    xcb_change_window_attributes(m_connection.connection(), window, XCB_CW_EVENT_MASK, &merged);
+    m_watched.insert(window);
 }
 
 bool X11WindowMover::send(Method method, xcb_window_t window, const X11MoveRequest& request)
@@ -187,7 +263,7 @@ bool X11WindowMover::send(Method method, xcb_window_t window, const X11MoveReque
         // North-west gravity: the position is the outer frame's top-left; the size is the client's.
         constexpr std::uint32_t northWest = 1, allFields = 0xf << 8, sourcePager = 2u << 12;
         return m_connection
-            .sendRootMessage(window, m_connection.atom("_NET_MOVERESIZE_WINDOW"), northWest | allFields | sourcePager,
+            .postRootMessage(window, m_connection.atom("_NET_MOVERESIZE_WINDOW"), northWest | allFields | sourcePager,
                              std::uint32_t(coordinate(request.frame.x)), std::uint32_t(coordinate(request.frame.y)),
                              extent(request.clientSize.width), extent(request.clientSize.height))
             .hasValue();
@@ -326,11 +402,13 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
 {
     m_report = {};
     const auto& log = Log::windowmanager();
-    watch(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
-    auto current = geometry(window);
+    const auto watchAsked = askToWatch(window);
+    Facts facts = readFacts(window);
+    watch(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE, watchAsked);
+    auto current = facts.geometry;
     if (!current)
         return current.error().kind == X11Error::Kind::connectionLost ? Outcome::connectionLost : Outcome::windowGone;
-    const auto hints = X11Properties::sizeHints(m_connection.propertyValue(window, XCB_ATOM_WM_NORMAL_HINTS));
+    const auto& hints = facts.hints;
     auto targetFrom = [&](const X11WindowGeometry& g) {
         const Rect visible = g.visible();
         return Rect{origin ? origin->x : visible.x, origin ? origin->y : visible.y, size ? size->width : visible.width,
@@ -340,11 +418,14 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
     if (reachesTarget(*current, target, hints))
         return Outcome::placed;
 
-    if (isMaximized(window)) {
+    // The geometry just read serves the first request, unless the window changes before it.
+    xcb_window_t knownFrame = facts.frame;
+    bool known = true;
+    if (facts.maximized) {
         // A maximized window keeps its size against our requests; the manager has to release it.
         if (!unmaximize(window, deadline) && isMaximized(window))
             log.error(stillMaximizedMessage, windowText(window));
-        current = geometry(window);
+        current = geometry(window, &knownFrame);
         if (!current)
             return current.error().kind == X11Error::Kind::connectionLost ? Outcome::connectionLost
                                                                           : Outcome::windowGone;
@@ -353,8 +434,9 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
             return Outcome::placed;
     }
 
-    Habits& learnt = habits();
-    Method method = managerHonoursMoveResize() ? Method::moveResizeMessage : Method::configureWindow;
+    Habits& learnt = habitsOf(facts.manager);
+    Method method =
+        facts.listsMoveResize && !learnt.moveResizeIgnored ? Method::moveResizeMessage : Method::configureWindow;
     bool fellBack = false, corrected = false, reshadowed = false;
     X11WindowGeometry g = *current;
     const Point offset = g.clientOffset();
@@ -365,8 +447,9 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
     Point correction = learntCorrection(method);
 
     for (int attempt = 0; attempt < 4; ++attempt) {
-        xcb_window_t frame = XCB_WINDOW_NONE;
-        const auto before = geometry(window, &frame);
+        xcb_window_t frame = knownFrame;
+        const auto before = known ? X11Result<X11WindowGeometry>(*current) : geometry(window, &frame);
+        known = false;
         if (!before)
             return before.error().kind == X11Error::Kind::connectionLost ? Outcome::connectionLost
                                                                          : Outcome::windowGone;

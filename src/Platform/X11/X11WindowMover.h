@@ -84,9 +84,22 @@ private:
         X11WindowGeometry geometry;
     };
 
-    Habits& habits();
-    bool managerHonoursMoveResize();
-    void watch(xcb_window_t window, std::uint32_t mask);
+    // What a placement reads before it acts, in one go.
+    struct Facts {
+        X11Result<X11WindowGeometry> geometry{unexpected(X11Error{})};
+        xcb_window_t frame = XCB_WINDOW_NONE;
+        std::optional<X11Properties::SizeHints> hints;
+        bool maximized = false;
+        xcb_window_t manager = XCB_WINDOW_NONE; // the manager's check window
+        bool listsMoveResize = false;           // _NET_SUPPORTED lists _NET_MOVERESIZE_WINDOW
+    };
+    Facts readFacts(xcb_window_t window);
+    bool maximizedIn(const std::optional<X11Property>& state);
+    Habits& habitsOf(xcb_window_t manager);
+    // Selects events on a window once; the attributes may have been asked for already.
+    std::optional<xcb_get_window_attributes_cookie_t> askToWatch(xcb_window_t window);
+    void watch(xcb_window_t window, std::uint32_t mask,
+               std::optional<xcb_get_window_attributes_cookie_t> asked = std::nullopt);
     bool send(Method method, xcb_window_t window, const X11MoveRequest& request);
     Answer await(xcb_window_t window, xcb_window_t frame, const Rect& target,
                  const std::optional<X11Properties::SizeHints>& hints, Clock::time_point deadline);
@@ -106,6 +119,9 @@ private:
     xcb_window_t m_manager = XCB_WINDOW_NONE; // the check window of the manager the habits are for
     Habits m_habits;
     std::set<xcb_window_t> m_watched;
+    // Clients and the frame that held them at the last reading, while we watch the frame.
+    std::map<xcb_window_t, xcb_window_t> m_frameOf;
+    void forgetFrame(xcb_window_t window);
     X11Connection::ListenerId m_listener = 0;
     Report m_report;
 };
