@@ -393,6 +393,7 @@ struct Results {
     Figure mapped, painted, keyboard, ready;
     Figure arrowRepaint, arrowVisible, framesPerMove, pixelsPerFrame;
     Figure commitMosaro, commitFloor, commitWmctrl, commitXdotool;
+    Figure commitReleased; // Return → Mosaro lets go of the keyboard (the overlay is dismissed)
     int earlyLost = -1, earlyTotal = 0;
     Figure roundTrip; // a bare X round trip of the measuring client, between showings
     double appCpuPerShowing = NAN, serverCpuPerShowing = NAN; // ms of CPU per trigger + dismissal
@@ -602,8 +603,9 @@ public:
         m_probe->drain(300);
         return m_probe->geometry(m_target);
     }
-    // Time from `act` until the target's rectangle equals `expected`.
-    double timeMove(const std::function<void()>& act, const QRect& expected)
+    // Time from `act` until the target's rectangle equals `expected` (and until Mosaro let go of
+    // the keyboard, when asked).
+    double timeMove(const std::function<void()>& act, const QRect& expected, double* released = nullptr)
     {
         m_probe->drain();
         const auto t0 = Clock::now();
@@ -612,6 +614,8 @@ public:
         double done = NAN;
         m_probe->collect(
             [&](const Event& e) {
+                if (released && isUngrab(e) && std::isnan(*released))
+                    *released = msSince(t0, e.at);
                 if (e.type != XCB_CONFIGURE_NOTIFY || e.window != m_target)
                     return false;
                 if (m_probe->geometry(m_target) != expected)
@@ -624,6 +628,14 @@ public:
     }
 
     void measureCommits(Results& r)
+    {
+        measureMosaroCommits(r);
+        measureOtherCommits(r);
+    }
+
+    // Mosaro's commits, back and forth between two regions; the two rectangles are returned for
+    // the other methods.
+    std::pair<QRect, QRect> measureMosaroCommits(Results& r)
     {
         // Two regions to go back and forth between: the left and the right column of 3 × 2.
         auto mosaroTo = [&](std::uint8_t arrow) {
@@ -644,9 +656,18 @@ public:
         for (int i = 0; i < m_options.reps; ++i) {
             const std::uint8_t arrow = i % 2 == 0 ? xLeft : xRight;
             mosaroTo(arrow)();
-            r.commitMosaro.values.push_back(timeMove(returnKey, landed[arrow]));
+            double released = NAN;
+            r.commitMosaro.values.push_back(timeMove(returnKey, landed[arrow], &released));
+            r.commitReleased.values.push_back(released);
             m_probe->drain(20);
         }
+        m_landed = {a, b};
+        return m_landed;
+    }
+
+    void measureOtherCommits(Results& r)
+    {
+        const auto [a, b] = m_landed;
 
         // The floor: one _NET_MOVERESIZE_WINDOW for the client's rectangle, then its result.
         const xcb_atom_t moveResize = m_probe->atom("_NET_MOVERESIZE_WINDOW");
@@ -762,6 +783,7 @@ private:
     std::unique_ptr<Probe> m_probe;
     std::unique_ptr<MosaroAppDriver> m_app;
     xcb_window_t m_target = XCB_WINDOW_NONE;
+    std::pair<QRect, QRect> m_landed;
     pid_t m_compositorPid = -1;
     pid_t m_toolPid = -1;
     QString m_appPath;
@@ -978,7 +1000,15 @@ Options parse(int argc, char** argv)
             o.screenshots = next();
         else if (a == "--before")
             o.before = next();
-        else if (a == "--smoke") {
+        else if (a == "--help" || a == "-h") {
+            std::printf(
+                "usage: mosaro_bench [--wm NAME] [--compositor none|xcompmgr|both] [--reps N] [--sizes 1,2,3,4]\n"
+                "                    [--idle-seconds N] [--sessions N] [--early-keys N] [--out FILE]\n"
+                "                    [--plot-data FILE] [--before MOSARO] [--screenshots DIR] [--smoke]\n"
+                "Measures the shipped mosaro from outside on its own Xvfb; sizes: 1 = 1920x1080,\n"
+                "2 = 2560x1440, 3 = 3840x2160, 4 = two 1920x1080 monitors side by side.\n");
+            std::exit(0);
+        } else if (a == "--smoke") {
             o.smoke = true;
             o.reps = 3;
             o.layouts = {all[0]};
@@ -1087,11 +1117,12 @@ int main(int argc, char** argv)
     struct Comparison {
         Layout layout;
         Figure before, after;
+        Figure commitBefore, commitAfter;
     };
     std::vector<Comparison> comparisons;
     if (!o.before.isEmpty()) {
         for (const Layout& layout : {Layout{QStringLiteral("1920 × 1080"), 1920, 1080, false}}) {
-            Comparison c{layout, {}, {}};
+            Comparison c{layout, {}, {}, {}, {}};
             for (int which = 0; which < 2; ++which) {
                 Bench bench(o, layout, false, which == 0 ? o.before : QStringLiteral(MOSARO_APP_PATH));
                 QString error;
@@ -1101,6 +1132,20 @@ int main(int argc, char** argv)
                 }
                 (which == 0 ? c.before : c.after) = presentedByLog(bench, o.reps);
             }
+            // The commit, measured from outside the same way for both builds.
+            for (int which = 0; which < 2; ++which) {
+                Bench bench(o, layout, false, which == 0 ? o.before : QStringLiteral(MOSARO_APP_PATH));
+                QString error;
+                if (!bench.setUp(error)) {
+                    std::printf("before/after set-up failed: %s\n", qPrintable(error));
+                    continue;
+                }
+                Results commits;
+                bench.measureMosaroCommits(commits);
+                (which == 0 ? c.commitBefore : c.commitAfter) = commits.commitMosaro;
+            }
+            std::printf("before/after commit %s: %s → %s ms\n", qPrintable(layout.name), triple(c.commitBefore).c_str(),
+                        triple(c.commitAfter).c_str());
             std::printf("before/after %s: %s → %s ms\n", qPrintable(layout.name), triple(c.before).c_str(),
                         triple(c.after).c_str());
             comparisons.push_back(c);
@@ -1127,18 +1172,19 @@ int main(int argc, char** argv)
            << " | " << triple(r.arrowRepaint) << " | " << triple(r.arrowVisible) << " | " << triple(r.framesPerMove, 0)
            << " | " << triple(r.pixelsPerFrame, 0) << " |\n";
     }
-    md << "\n| Screen | Mode | Return → window at its new frame (Mosaro) | floor: one `_NET_MOVERESIZE_WINDOW` | "
-          "`wmctrl` | `xdotool` | Mosaro ÷ floor (median) | early keys lost |\n";
-    md << "|---|---|---|---|---|---|---|---|\n";
+    md << "\n| Screen | Mode | Return → window at its new frame (Mosaro) | of which Return → overlay dismissed | "
+          "floor: one `_NET_MOVERESIZE_WINDOW` | `wmctrl` | `xdotool` | Mosaro ÷ floor (median) | early keys lost |\n";
+    md << "|---|---|---|---|---|---|---|---|---|\n";
     for (const Results& r : all) {
         if (r.commitMosaro.values.empty())
             continue;
         md << "| " << r.layout.name.toStdString() << " | " << (r.compositor ? "translucent (xcompmgr)" : "outline")
-           << " | " << triple(r.commitMosaro) << " (" << r.commitMosaro.values.size() << ") | " << triple(r.commitFloor)
-           << " (" << r.commitFloor.values.size() << ") | " << triple(r.commitWmctrl) << " ("
-           << r.commitWmctrl.values.size() << ") | " << triple(r.commitXdotool) << " (" << r.commitXdotool.values.size()
-           << ") | " << fmt(r.commitMosaro.median() / r.commitFloor.median()) << " | " << r.earlyLost << " of "
-           << r.earlyTotal << " |\n";
+           << " | " << triple(r.commitMosaro) << " (" << r.commitMosaro.values.size() << ") | "
+           << triple(r.commitReleased) << " | " << triple(r.commitFloor) << " (" << r.commitFloor.values.size()
+           << ") | " << triple(r.commitWmctrl) << " (" << r.commitWmctrl.values.size() << ") | "
+           << triple(r.commitXdotool) << " (" << r.commitXdotool.values.size() << ") | "
+           << fmt(r.commitMosaro.median() / r.commitFloor.median()) << " | " << r.earlyLost << " of " << r.earlyTotal
+           << " |\n";
     }
     md << "\nWhere the time goes. A bare X round trip of the measuring client between showings shows how "
           "long any process waits for the CPU on this machine; the CPU time Mosaro and the X server spent per "
@@ -1166,6 +1212,11 @@ int main(int argc, char** argv)
         for (const Comparison& c : comparisons)
             md << "| " << c.layout.name.toStdString() << " | " << triple(c.before, 0) << " | " << triple(c.after, 0)
                << " |\n";
+        md << "\nReturn → window at its new frame, measured from outside as above, same run:\n\n";
+        md << "| Screen | before | after |\n|---|---|---|\n";
+        for (const Comparison& c : comparisons)
+            md << "| " << c.layout.name.toStdString() << " | " << triple(c.commitBefore) << " | "
+               << triple(c.commitAfter) << " |\n";
     }
 
     std::printf("\n%s", md.str().c_str());

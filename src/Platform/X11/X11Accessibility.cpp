@@ -121,12 +121,30 @@ std::optional<std::int32_t> X11Accessibility::processOf(xcb_window_t window)
     return X11Properties::processID(m_connection.propertyValue(window, m_connection.atom("_NET_WM_PID")));
 }
 
+std::optional<X11Accessibility::ActiveWindow> X11Accessibility::activeWindow(X11Error* error)
+{
+    const auto active = m_connection.windows(m_connection.root(), m_connection.atom("_NET_ACTIVE_WINDOW"), 1, error);
+    if (!active || (*active)[0] == XCB_WINDOW_NONE)
+        return std::nullopt;
+    const xcb_window_t window = (*active)[0];
+    // Whether it exists and whose it is, in one round trip.
+    const auto exists = xcb_get_window_attributes(m_connection.connection(), window);
+    auto pid = m_connection.askProperty(window, m_connection.atom("_NET_WM_PID"));
+    const bool alive =
+        m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply, exists).hasValue();
+    if (!alive)
+        return std::nullopt;
+    if (m_ownWindows.count(window))
+        return ActiveWindow{window, currentProcessID()};
+    return ActiveWindow{window, X11Properties::processID(m_connection.propertyValue(pid)).value_or(0)};
+}
+
 std::optional<std::int32_t> X11Accessibility::frontmostApplicationProcessID()
 {
-    const auto active = m_connection.windows(m_connection.root(), m_connection.atom("_NET_ACTIVE_WINDOW"));
-    if (!active || (*active)[0] == XCB_WINDOW_NONE || !m_connection.windowExists((*active)[0]))
+    const auto active = activeWindow();
+    if (!active)
         return std::nullopt;
-    return processOf((*active)[0]).value_or(0);
+    return active->processID;
 }
 
 AXElementRef X11Accessibility::createApplicationElement(std::int32_t processID)
@@ -178,12 +196,11 @@ AXError X11Accessibility::focusedWindowOf(std::int32_t processID, std::optional<
 {
     const xcb_window_t root = m_connection.root();
     X11Error error;
-    const auto active = m_connection.windows(root, m_connection.atom("_NET_ACTIVE_WINDOW"), 1, &error);
+    const auto active = activeWindow(&error);
     if (!m_connection.isConnected())
         return AXErrorCode::cannotComplete;
-    if (active && (*active)[0] != XCB_WINDOW_NONE && m_connection.windowExists((*active)[0]) &&
-        processOf((*active)[0]).value_or(0) == processID) {
-        value = AXValue{windowElement((*active)[0])};
+    if (active && active->processID == processID) {
+        value = AXValue{windowElement(active->window)};
         return AXErrorCode::success;
     }
     // Not the active application: its topmost window stands for its focused one.

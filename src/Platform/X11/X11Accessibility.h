@@ -55,6 +55,12 @@ public:
 
 private:
     std::optional<std::int32_t> processOf(xcb_window_t window);
+    // The active window, if it exists, and its owner (0 when unknown).
+    struct ActiveWindow {
+        xcb_window_t window = XCB_WINDOW_NONE;
+        std::int32_t processID = 0;
+    };
+    std::optional<ActiveWindow> activeWindow(X11Error* error = nullptr);
     X11Result<X11WindowGeometry> geometryOf(xcb_window_t window);
     AXError errorCode(const X11Error& error) const;
     AXError focusedWindowOf(std::int32_t processID, std::optional<AXValue>& value);

@@ -15,22 +15,26 @@ X11WindowManagerStatus windowManagerStatus(X11Connection& c)
     if (!c.isConnected())
         return {Kind::noConnection, {}};
     const xcb_atom_t check = c.atom("_NET_SUPPORTING_WM_CHECK");
-    const auto wm = c.windows(c.root(), check);
+    // Two round trips: what the root says, then what the window it names says of itself.
+    auto rootCheck = c.askProperty(c.root(), check);
+    auto supported = c.askProperty(c.root(), c.atom("_NET_SUPPORTED"));
+    const auto wm = X11Properties::list32(c.propertyValue(rootCheck), XCB_ATOM_WINDOW, 1);
     // A stale property from a manager that has gone names a window that no longer names itself.
     xcb_window_t checkWindow = XCB_WINDOW_NONE;
-    if (wm && (*wm)[0] != XCB_WINDOW_NONE) {
-        const auto self = c.windows((*wm)[0], check);
-        if (self && (*self)[0] == (*wm)[0])
-            checkWindow = (*wm)[0];
-    }
     QString name;
-    if (checkWindow != XCB_WINDOW_NONE)
-        name = X11Properties::windowTitle(c.propertyValue(checkWindow, c.atom("_NET_WM_NAME")), std::nullopt,
-                                          c.atom("UTF8_STRING"))
-                   .value_or(QString());
-    const bool ewmh = checkWindow != XCB_WINDOW_NONE &&
-                      X11Properties::contains(X11Properties::atoms(c.propertyValue(c.root(), c.atom("_NET_SUPPORTED"))),
-                                              c.atom("_NET_ACTIVE_WINDOW"));
+    if (wm && (*wm)[0] != XCB_WINDOW_NONE) {
+        auto selfCheck = c.askProperty((*wm)[0], check);
+        auto selfName = c.askProperty((*wm)[0], c.atom("_NET_WM_NAME"));
+        const auto self = X11Properties::list32(c.propertyValue(selfCheck), XCB_ATOM_WINDOW, 1);
+        if (self && (*self)[0] == (*wm)[0]) {
+            checkWindow = (*wm)[0];
+            name = X11Properties::windowTitle(c.propertyValue(selfName), std::nullopt, c.atom("UTF8_STRING"))
+                       .value_or(QString());
+        }
+    }
+    const bool ewmh =
+        checkWindow != XCB_WINDOW_NONE &&
+        X11Properties::contains(X11Properties::atoms(c.propertyValue(supported)), c.atom("_NET_ACTIVE_WINDOW"));
     if (ewmh)
         return {Kind::drivable, name};
     // A manager is whoever redirects the root's substructure; the server tells anyone who asks.
