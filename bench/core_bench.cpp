@@ -2,8 +2,11 @@
 // computation, and the preferences file read on every showing. Prints; asserts nothing.
 
 #include "Grid/GridLayout.h"
+#include "Overlay/OverlayDrawing.h"
 #include "Overlay/OverlayKeyDecoder.h"
 #include "Overlay/OverlayViewModel.h"
+#include "Overlay/UI/OverlayFrame.h"
+#include "Overlay/UI/OverlayRenderer.h"
 #include "Preferences/PreferencesFile.h"
 #include "Preferences/PreferencesJson.h"
 
@@ -26,6 +29,30 @@ double nanosecondsPerCall(int calls, F&& f)
     const auto elapsed = std::chrono::steady_clock::now() - start;
     return double(std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count()) / calls;
 }
+
+// Takes the drawing and throws it away: what is left is the renderer's own work (the server
+// does the fills and puts the tiles).
+class DiscardingSurface : public OverlaySurface {
+public:
+    DiscardingSurface(QSize size, Mode mode) : m_size(size), m_mode(mode) {}
+    Mode mode() const override { return m_mode; }
+    QSize size() const override { return m_size; }
+    const std::optional<OverlayFrame>& contents() const override { return m_contents; }
+    void setContents(std::optional<OverlayFrame> frame) override { m_contents = std::move(frame); }
+    void fillRects(const std::vector<QRect>& rects, QRgb) override { requests += int(rects.size()); }
+    void putImage(const QImage& image, QPoint) override { tilePixels += double(image.width()) * image.height(); }
+    void setOutline(const QRegion& lines, QRgb, const QRegion& outline, QRgb) override
+    {
+        requests += lines.rectCount() + outline.rectCount();
+    }
+    int requests = 0;
+    double tilePixels = 0;
+
+private:
+    QSize m_size;
+    Mode m_mode;
+    std::optional<OverlayFrame> m_contents;
+};
 
 class BenchScreen : public Screen {
 public:
@@ -65,6 +92,30 @@ int main()
         sink = sink + layout.frameFor(r).width;
     });
     std::printf("frame of a region on a 30 x 20 grid:                      %8.1f ns\n", frame);
+
+    // One step of the highlight's glide from one cell to the next on 3 x 2 at 1920 x 1080, as the
+    // first step after an arrow key draws it.
+    for (const auto mode : {OverlaySurface::Mode::translucent, OverlaySurface::Mode::outline}) {
+        const QSize size(1920, 1080);
+        const Rect bounds{0, 0, 1920, 1080};
+        OverlayViewModel glide;
+        glide.setPresentation(OverlayPresentation{DisplayRegion{std::make_shared<BenchScreen>()}, window,
+                                                  GridLayout{3, 2, bounds, 0}, HighlightedRegion::single({1, 1})});
+        OverlayFrame from = overlayFrame(*glide.presentation(), size);
+        glide.apply(OverlayInput::navigate(Direction::right));
+        const Rect to = overlayFrame(*glide.presentation(), size).highlight;
+        DiscardingSurface surface(size, mode);
+        OverlayRenderer renderer(QColor(48, 140, 198));
+        renderer.draw(surface, from, true);
+        OverlayFrame step = from;
+        step.highlight = interpolatedRect(from.highlight, to, 0.2);
+        const double draw = nanosecondsPerCall(400, [&](int) {
+            surface.setContents(from);
+            (void)renderer.draw(surface, step, false);
+        });
+        std::printf("draw the first step of a glide, %-12s 1920 x 1080:   %8.1f us\n",
+                    mode == OverlaySurface::Mode::translucent ? "translucent," : "outline,", draw / 1000);
+    }
 
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("Mosaro/preferences.json"));

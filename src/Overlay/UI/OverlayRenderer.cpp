@@ -5,6 +5,8 @@
 #include <QImage>
 #include <QPainter>
 
+#include <cstring>
+
 namespace mosaro {
 
 namespace {
@@ -88,15 +90,52 @@ void OverlayRenderer::paintRegion(OverlaySurface& surface, const OverlayFrame& f
     }
 
     // The rest of the highlight (stroke, corners, antialiased edge) is painted as the drawing is.
-    for (const QRect& tile : (region & bounds) - interior) {
-        QImage image(tile.size(), QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        QPainter painter(&image);
-        painter.translate(-tile.topLeft());
+    for (const QRect& tile : (region & bounds) - interior)
+        surface.putImage(paintTile(frame, tile, interior), tile.topLeft());
+}
+
+QImage OverlayRenderer::paintTile(const OverlayFrame& frame, const QRect& tile, const QRect& interior) const
+{
+    QImage image(tile.size(), QImage::Format_ARGB32_Premultiplied);
+    // Painting costs by the row. Between the corners the highlight's edges are vertical, so rows
+    // there look alike unless a grid line crosses them: one is painted and copied to the others.
+    auto alike = [&](int y) {
+        if (interior.isEmpty() || y < interior.top() || y > interior.bottom())
+            return false;
+        for (const QRect& line : frame.lines)
+            if (line.intersects(QRect(tile.left(), y, tile.width(), 1)) &&
+                (line.top() > tile.top() || line.bottom() < tile.bottom()))
+                return false;
+        return true;
+    };
+    auto paintRows = [&](int top, int count, uchar* into) {
+        QImage rows(into, tile.width(), count, int(image.bytesPerLine()), QImage::Format_ARGB32_Premultiplied);
+        rows.fill(Qt::transparent);
+        QPainter painter(&rows);
+        painter.translate(-tile.left(), -top);
         paintOverlayFrame(painter, frame, m_accent);
-        painter.end();
-        surface.putImage(image, tile.topLeft());
+    };
+    const uchar* sample = nullptr;
+    for (int y = tile.top(); y <= tile.bottom();) {
+        const bool same = alike(y);
+        int end = y + 1;
+        while (end <= tile.bottom() && alike(end) == same)
+            ++end;
+        uchar* first = image.scanLine(y - tile.top());
+        if (!same) {
+            paintRows(y, end - y, first);
+        } else {
+            if (!sample) {
+                paintRows(y, 1, first);
+                sample = first;
+            }
+            for (int row = y; row < end; ++row)
+                if (image.scanLine(row - tile.top()) != sample)
+                    std::memcpy(image.scanLine(row - tile.top()), sample, std::size_t(tile.width()) * 4);
+        }
+        y = end;
     }
+    return image;
 }
 
 void OverlayRenderer::repaint(OverlaySurface& surface, const OverlayFrame& frame, const QRegion& region)

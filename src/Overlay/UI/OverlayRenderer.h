@@ -4,6 +4,7 @@
 #include "Overlay/UI/OverlaySurface.h"
 
 #include <QColor>
+#include <QImage>
 #include <QRegion>
 
 namespace mosaro {
@@ -30,6 +31,7 @@ private:
     QRegion drawTranslucent(OverlaySurface& surface, const OverlayFrame& next, bool repaintHighlight);
     QRegion drawOutline(OverlaySurface& surface, const OverlayFrame& next);
     void paintRegion(OverlaySurface& surface, const OverlayFrame& frame, const QRegion& region);
+    QImage paintTile(const OverlayFrame& frame, const QRect& tile, const QRect& interior) const;
 
     QColor m_accent;
     OverlayPixels m_pixels;

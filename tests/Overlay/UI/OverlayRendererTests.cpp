@@ -117,6 +117,8 @@ const Case kCases[] = {
     {"3x2 on 1512x944", {1512, 944}, 3, 2, HighlightedRegion::single({1, 1}), HighlightedRegion::single({2, 1})},
     {"7x5 on 1920x1053", {1920, 1053}, 7, 5, HighlightedRegion::single({3, 2}), HighlightedRegion{{3, 2}, {5, 4}}},
     {"4x3 region shrinking", {1366, 743}, 4, 3, HighlightedRegion{{0, 0}, {3, 2}}, HighlightedRegion::single({0, 2})},
+    // A tall region: its sides are crossed by four grid lines, rows between them look alike.
+    {"5x6 tall region", {1920, 1080}, 5, 6, HighlightedRegion::single({0, 0}), HighlightedRegion{{1, 1}, {1, 5}}},
 };
 
 TEST(OverlayRenderer, EveryAnimationStepRepaintsOnlyTheOldAndNewHighlightAndEqualsAFullRepaint)
