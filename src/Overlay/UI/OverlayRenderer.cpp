@@ -58,8 +58,13 @@ QRegion OverlayRenderer::drawTranslucent(OverlaySurface& surface, const OverlayF
     } else {
         if (shown->lines != next.lines)
             changed += lineRegion(shown->lines) ^ lineRegion(next.lines);
-        if (shown->highlight != next.highlight || repaintHighlight)
-            changed += QRegion(highlightPixelBounds(shown->highlight)) + highlightPixelBounds(next.highlight);
+        if (shown->highlight != next.highlight || repaintHighlight) {
+            QRegion moved = QRegion(highlightPixelBounds(shown->highlight)) + highlightPixelBounds(next.highlight);
+            // Inside both highlights the pixels are the flat fill before and after.
+            if (!repaintHighlight)
+                moved -= highlightInterior(shown->highlight) & highlightInterior(next.highlight);
+            changed += moved;
+        }
         changed &= all;
     }
     if (!changed.isEmpty())

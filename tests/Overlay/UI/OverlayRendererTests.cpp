@@ -105,6 +105,12 @@ QRegion unionOfBounds(const Rect& a, const Rect& b)
     return QRegion(highlightPixelBounds(a)) + highlightPixelBounds(b);
 }
 
+// What a step changes: the old and the new highlight, but not the flat inside they share.
+QRegion changedByStep(const Rect& a, const Rect& b)
+{
+    return unionOfBounds(a, b) - (QRegion(highlightInterior(a)) & highlightInterior(b));
+}
+
 struct Case {
     const char* name;
     QSize size;
@@ -121,7 +127,7 @@ const Case kCases[] = {
     {"5x6 tall region", {1920, 1080}, 5, 6, HighlightedRegion::single({0, 0}), HighlightedRegion{{1, 1}, {1, 5}}},
 };
 
-TEST(OverlayRenderer, EveryAnimationStepRepaintsOnlyTheOldAndNewHighlightAndEqualsAFullRepaint)
+TEST(OverlayRenderer, EveryAnimationStepRepaintsOnlyWhereTheHighlightChangedAndEqualsAFullRepaint)
 {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.name);
@@ -140,7 +146,7 @@ TEST(OverlayRenderer, EveryAnimationStepRepaintsOnlyTheOldAndNewHighlightAndEqua
             step.highlight = interpolatedRect(start.highlight, end.highlight, t);
             surface.touched = QRegion();
             const QRegion painted = renderer.draw(surface, step);
-            EXPECT_EQ(painted, unionOfBounds(previous, step.highlight)) << "t=" << t;
+            EXPECT_EQ(painted, changedByStep(previous, step.highlight)) << "t=" << t;
             EXPECT_TRUE((surface.touched - painted).isEmpty()) << "drew outside the region it reported, t=" << t;
             const QImage reference = fullRepaint(step);
             ASSERT_EQ(surface.image, reference)
