@@ -313,9 +313,7 @@ AXError X11Accessibility::isAttributeSettable(const AXElementRef& element, const
     };
     // A maximized window is moved once it is restored, and managers withdraw the move and resize
     // actions while it is maximized (xfwm4 does): answer for the window as it will be then.
-    const auto states = X11Properties::atoms(*state);
-    const bool maximized = X11Properties::contains(states, m_connection.atom("_NET_WM_STATE_MAXIMIZED_VERT")) ||
-                           X11Properties::contains(states, m_connection.atom("_NET_WM_STATE_MAXIMIZED_HORZ"));
+    const bool maximized = m_mover.maximizedIn(*state);
     if (attribute == AXAttribute::position) {
         settable = maximized || allows("_NET_WM_ACTION_MOVE");
     } else {

@@ -164,13 +164,14 @@ X11PendingProperty::~X11PendingProperty()
         xcb_discard_reply(m_connection, m_cookie.sequence);
 }
 
-X11PendingProperty X11Connection::askProperty(xcb_window_t window, xcb_atom_t prop, std::uint32_t maxBytes)
+X11PendingProperty X11Connection::askProperty(xcb_window_t window, xcb_atom_t prop, std::uint32_t maxBytes,
+                                              xcb_atom_t type)
 {
     X11PendingProperty pending;
     if (prop == XCB_ATOM_NONE || !isConnected())
         return pending;
     pending.m_connection = m_connection;
-    pending.m_cookie = xcb_get_property(m_connection, 0, window, prop, XCB_ATOM_ANY, 0, (maxBytes + 3) / 4);
+    pending.m_cookie = xcb_get_property(m_connection, 0, window, prop, type, 0, (maxBytes + 3) / 4);
     return pending;
 }
 
@@ -209,13 +210,7 @@ X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t windo
         return unexpected(X11Error{X11Error::Kind::connectionLost});
     if (prop == XCB_ATOM_NONE)
         return Result(std::nullopt);
-    if (type == XCB_ATOM_ANY) {
-        auto pending = askProperty(window, prop, maxBytes);
-        return property(pending);
-    }
-    X11PendingProperty pending;
-    pending.m_connection = m_connection;
-    pending.m_cookie = xcb_get_property(m_connection, 0, window, prop, type, 0, (maxBytes + 3) / 4);
+    auto pending = askProperty(window, prop, maxBytes, type);
     return property(pending);
 }
 

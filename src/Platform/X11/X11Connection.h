@@ -112,7 +112,8 @@ public:
                                              std::uint32_t maxBytes = 1u << 20);
 
     // The same reads in two halves: ask for several, then read each (in any order).
-    X11PendingProperty askProperty(xcb_window_t window, xcb_atom_t property, std::uint32_t maxBytes = 1u << 20);
+    X11PendingProperty askProperty(xcb_window_t window, xcb_atom_t property, std::uint32_t maxBytes = 1u << 20,
+                                   xcb_atom_t type = XCB_ATOM_ANY);
     X11Result<std::optional<X11Property>> property(X11PendingProperty& pending);
     std::optional<X11Property> propertyValue(X11PendingProperty& pending, X11Error* error = nullptr);
 

@@ -59,6 +59,8 @@ public:
     const Report& lastReport() const { return m_report; }
 
     bool isMaximized(xcb_window_t window);
+    // The same from a _NET_WM_STATE value already read.
+    bool maximizedIn(const std::optional<X11Property>& state);
 
 private:
     enum class Method {
@@ -94,7 +96,6 @@ private:
         bool listsMoveResize = false;           // _NET_SUPPORTED lists _NET_MOVERESIZE_WINDOW
     };
     Facts readFacts(xcb_window_t window);
-    bool maximizedIn(const std::optional<X11Property>& state);
     Habits& habitsOf(xcb_window_t manager);
     // Selects events on a window once; the attributes may have been asked for already.
     std::optional<xcb_get_window_attributes_cookie_t> askToWatch(xcb_window_t window);
