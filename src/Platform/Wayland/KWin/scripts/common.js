@@ -1,0 +1,305 @@
+// What Mosaro's KWin scripts share: the names that differ between KWin 5.27 and 6, the window and
+// output records sent to Mosaro, and the requests Mosaro makes. Mosaro writes a script file as
+//   var mosaroConfig = {...};   (its bus name, object path, interface, pid, panel caption, trigger)
+// followed by this text and the text of session.js (or request.js). Everything crossing D-Bus is
+// one JSON text, so that no value depends on how KWin turns script values into D-Bus types.
+
+var kwin6 = "activeWindow" in workspace; // 6 renamed clients to windows and screens to outputs
+
+function activeWindow()
+{
+    return kwin6 ? workspace.activeWindow : workspace.activeClient;
+}
+
+function activate(w)
+{
+    if (kwin6)
+        workspace.activeWindow = w;
+    else
+        workspace.activeClient = w;
+}
+
+function allWindows()
+{
+    return kwin6 ? workspace.windowList() : workspace.clientList();
+}
+
+function windowAdded()
+{
+    return kwin6 ? workspace.windowAdded : workspace.clientAdded;
+}
+
+function findWindow(id)
+{
+    var list = allWindows();
+    for (var i = 0; i < list.length; ++i) {
+        if (String(list[i].internalId) === id)
+            return list[i];
+    }
+    return null;
+}
+
+function rect(g)
+{
+    return {x: g.x, y: g.y, width: g.width, height: g.height};
+}
+
+function sameRect(a, b)
+{
+    return a.x === b.x && a.y === b.y && a.width === b.width && a.height === b.height;
+}
+
+function currentDesktop()
+{
+    return workspace.currentDesktop; // a number in 5.27, an object in 6: clientArea takes either
+}
+
+// Outputs in KWin's order, each with its whole frame and the area panels leave.
+function outputs()
+{
+    var list = [];
+    if (kwin6) {
+        var screens = workspace.screens;
+        for (var i = 0; i < screens.length; ++i) {
+            var o = screens[i];
+            list.push({name: String(o.name), manufacturer: String(o.manufacturer), model: String(o.model),
+                       frame: rect(o.geometry),
+                       visible: rect(workspace.clientArea(KWin.PlacementArea, o, currentDesktop()))});
+        }
+    } else {
+        // 5.27 gives scripts screen numbers only: no names; Mosaro matches outputs by frame.
+        for (var n = 0; n < workspace.numScreens; ++n) {
+            list.push({frame: rect(workspace.clientArea(KWin.ScreenArea, n, currentDesktop())),
+                       visible: rect(workspace.clientArea(KWin.PlacementArea, n, currentDesktop()))});
+        }
+    }
+    return list;
+}
+
+function outputIndex(w)
+{
+    if (!kwin6)
+        return w.screen;
+    var screens = workspace.screens;
+    for (var i = 0; i < screens.length; ++i) {
+        if (screens[i] === w.output)
+            return i;
+    }
+    return -1;
+}
+
+function describe(w)
+{
+    if (!w)
+        return null;
+    return {id: String(w.internalId), caption: String(w.caption), pid: w.pid, resourceClass: String(w.resourceClass),
+            frame: rect(w.frameGeometry), fullScreen: w.fullScreen, minimized: w.minimized,
+            resizeable: w.resizeable, moveable: w.moveable, normal: w.normalWindow, output: outputIndex(w)};
+}
+
+function isPanel(w)
+{
+    return w && w.pid === mosaroConfig.pid && String(w.caption) === mosaroConfig.panelCaption;
+}
+
+function findPanel()
+{
+    var list = allWindows();
+    for (var i = 0; i < list.length; ++i) {
+        if (isPanel(list[i]))
+            return list[i];
+    }
+    return null;
+}
+
+// Calls done() once `until` holds after a frame change, or after ms milliseconds. A window whose
+// size changed without reaching the target (a client keeping to its own steps) is settled once it
+// has been quiet for a little while.
+function settle(w, startSize, target, ms, done)
+{
+    var finished = false;
+    var limit = new QTimer();
+    var quiet = new QTimer();
+    function finish()
+    {
+        if (finished)
+            return;
+        finished = true;
+        limit.stop();
+        quiet.stop();
+        try {
+            w.frameGeometryChanged.disconnect(changed);
+        } catch (e) {
+        }
+        done();
+    }
+    function changed()
+    {
+        var g = w.frameGeometry;
+        if (sameRect(rect(g), target))
+            finish();
+        else if (g.width !== startSize.width || g.height !== startSize.height)
+            quiet.start();
+    }
+    if (sameRect(rect(w.frameGeometry), target)) {
+        done();
+        return;
+    }
+    limit.singleShot = true;
+    limit.interval = ms;
+    limit.timeout.connect(finish);
+    quiet.singleShot = true;
+    quiet.interval = 40;
+    quiet.timeout.connect(finish);
+    w.frameGeometryChanged.connect(changed);
+    limit.start();
+}
+
+// Waits up to ms milliseconds for Mosaro's panel to be mapped.
+function withPanel(ms, done)
+{
+    var panel = findPanel();
+    if (panel) {
+        done(panel);
+        return;
+    }
+    var finished = false;
+    var limit = new QTimer();
+    function finish(w)
+    {
+        if (finished)
+            return;
+        finished = true;
+        limit.stop();
+        windowAdded().disconnect(added);
+        done(w);
+    }
+    function added(w)
+    {
+        if (isPanel(w))
+            finish(w);
+    }
+    limit.singleShot = true;
+    limit.interval = ms;
+    limit.timeout.connect(function () {
+        finish(null);
+    });
+    windowAdded().connect(added);
+    limit.start();
+}
+
+// Mosaro's requests. Each calls reply(result) once, now or after a wait.
+var ops = {
+    idle: function (request, reply) {
+        reply({});
+    },
+    window: function (request, reply) {
+        reply({window: describe(activeWindow())});
+    },
+    outputs: function (request, reply) {
+        reply({outputs: outputs()});
+    },
+    // The writes in their order, each a position {x, y}, a size {width, height} or both, applied to
+    // the frame KWin was last asked for; the answer is the frame once it has settled.
+    place: function (request, reply) {
+        var w = findWindow(request.id);
+        if (!w) {
+            reply({error: "gone", written: 0});
+            return;
+        }
+        var start = rect(w.frameGeometry);
+        var wanted = rect(w.frameGeometry);
+        if (w.maximizable)
+            w.setMaximize(false, false); // a maximized window moves but stays maximized otherwise
+        var written = 0;
+        for (; written < request.writes.length; ++written) {
+            var write = request.writes[written];
+            var moves = write.x !== undefined;
+            var sizes = write.width !== undefined;
+            if ((moves && !w.moveable) || (sizes && !w.resizeable)) {
+                reply({error: moves && !w.moveable ? "notMoveable" : "notResizable", written: written,
+                       frame: rect(w.frameGeometry)});
+                return;
+            }
+            var next = {x: moves ? write.x : wanted.x, y: moves ? write.y : wanted.y,
+                        width: sizes ? write.width : wanted.width, height: sizes ? write.height : wanted.height};
+            // After un-maximizing the first write always goes out: KWin is restoring another frame.
+            if (!sameRect(next, wanted) || written === 0)
+                w.frameGeometry = next;
+            wanted = next;
+        }
+        settle(w, start, wanted, request.settleMs || 500, function () {
+            var gone = !findWindow(request.id);
+            reply(gone ? {error: "gone", written: written} : {written: written, frame: rect(w.frameGeometry)});
+        });
+    },
+    // Mosaro's panel over a display's visible frame, above every window, holding the keyboard.
+    panel: function (request, reply) {
+        withPanel(request.waitMs || 500, function (w) {
+            if (!w) {
+                reply({error: "noPanel"});
+                return;
+            }
+            w.keepAbove = true;
+            w.noBorder = true;
+            w.skipTaskbar = true;
+            w.skipSwitcher = true;
+            w.skipPager = true;
+            w.onAllDesktops = true;
+            var start = rect(w.frameGeometry);
+            w.frameGeometry = request.frame;
+            activate(w);
+            settle(w, start, request.frame, request.waitMs || 500, function () {
+                reply({window: describe(w), active: activeWindow() === w});
+            });
+        });
+    },
+    // Gives the keyboard to a window, the target when the panel closes.
+    activate: function (request, reply) {
+        var w = findWindow(request.id);
+        if (w)
+            activate(w);
+        reply({active: w !== null && activeWindow() === w});
+    }
+};
+
+function parse(text)
+{
+    try {
+        var value = JSON.parse(text);
+        return value !== null && typeof value === "object" ? value : null;
+    } catch (e) {
+        return null;
+    }
+}
+
+// Runs one request and hands its answer, with the request's number, to answer(text).
+function handle(text, answer)
+{
+    var request = parse(text);
+    if (!request) {
+        answer(JSON.stringify({error: "unreadable request"}));
+        return;
+    }
+    var op = ops.hasOwnProperty(request.op) ? ops[request.op] : null;
+    if (!op) {
+        answer(JSON.stringify({seq: request.seq, error: "unknown request"}));
+        return;
+    }
+    try {
+        op(request, function (result) {
+            result.seq = request.seq;
+            answer(JSON.stringify(result));
+        });
+    } catch (e) {
+        answer(JSON.stringify({seq: request.seq, error: String(e)}));
+    }
+}
+
+function callMosaro(method, text, callback)
+{
+    if (callback)
+        callDBus(mosaroConfig.service, mosaroConfig.path, mosaroConfig.interface, method, text, callback);
+    else
+        callDBus(mosaroConfig.service, mosaroConfig.path, mosaroConfig.interface, method, text);
+}
