@@ -1,0 +1,293 @@
+// The channel into KWin, measured on a headless KWin: Mosaro's requests as delayed replies to the
+// session script's pending call, the same request as a script of its own, a placement settled by
+// the script (one frame write, the floor, and the three writes a commit makes), and the trigger
+// from a key press to Mosaro. Runs inside tests/wayland/kwin/kwin-session.sh, which `make bench`
+// does; prints figures and asserts nothing but that each step answered.
+//
+//   kwin_scripts_bench [--smoke] [--runs N]
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace {
+
+const QString kPath = QStringLiteral("/tech/brenmark/mosaro/KWin");
+const QString kInterface = QStringLiteral("tech.brenmark.mosaro.KWin");
+const QString kSessionName = QStringLiteral("mosaro-bench-session");
+const QString kScripts = QStringLiteral(MOSARO_SOURCE_DIR "/src/Platform/Wayland/KWin/scripts/");
+
+QString readText(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+}
+
+QString json(const QJsonObject& o)
+{
+    return QString::fromUtf8(QJsonDocument(o).toJson(QJsonDocument::Compact));
+}
+
+// Mosaro's side of the channel: the session script's `next`, `trigger` and `event`, and the
+// `answer` of a script of its own.
+class Channel : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "tech.brenmark.mosaro.KWin")
+public:
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    std::optional<QDBusMessage> pending;
+    QString lastAnswer;
+    qint64 arrivedAt = 0;
+    int answers = 0;
+    int triggers = 0;
+    QElapsedTimer clock;
+
+    Channel() { clock.start(); }
+
+    bool waitFor(const std::function<bool()>& done, int ms = 2000)
+    {
+        if (done())
+            return true;
+        QEventLoop loop;
+        QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+        connect(this, &Channel::arrived, &loop, [&] {
+            if (done())
+                loop.quit();
+        });
+        loop.exec();
+        return done();
+    }
+    QDBusMessage kwin(const QString& path, const QString& interface, const QString& method,
+                      const QVariantList& args = {})
+    {
+        auto call = QDBusMessage::createMethodCall(QStringLiteral("org.kde.KWin"), path, interface, method);
+        call.setArguments(args);
+        return bus.call(call, QDBus::Block, 1000);
+    }
+    QDBusMessage scripting(const QString& method, const QVariantList& args = {})
+    {
+        return kwin(QStringLiteral("/Scripting"), QStringLiteral("org.kde.kwin.Scripting"), method, args);
+    }
+    // Loads and runs a script; KWin 6 keeps it at /Scripting/Script<id>, 5.27 at /<id>. The id
+    // counts the scripts loaded, so it can be that of another script still loaded: start() then
+    // runs what has not run yet.
+    void runScript(const QString& file, const QString& name, const std::function<bool()>& started)
+    {
+        scripting(QStringLiteral("unloadScript"), {name});
+        const int id = scripting(QStringLiteral("loadScript"), {file, name}).arguments().value(0, -1).toInt();
+        for (const auto& path : {QStringLiteral("/Scripting/Script%1"), QStringLiteral("/%1")}) {
+            if (kwin(path.arg(id), QStringLiteral("org.kde.kwin.Script"), QStringLiteral("run")).type() ==
+                QDBusMessage::ReplyMessage)
+                break;
+        }
+        if (!waitFor(started, 100))
+            scripting(QStringLiteral("start"));
+    }
+    // One request through the pending call: milliseconds to its answer, or a negative number.
+    double request(const QJsonObject& r)
+    {
+        if (!waitFor([this] { return pending.has_value(); }, 1000))
+            return -1;
+        const int before = answers;
+        auto call = *pending;
+        pending.reset();
+        const qint64 t0 = clock.nsecsElapsed();
+        bus.send(call.createReply(json(r)));
+        return waitFor([&] { return answers > before; }) ? (arrivedAt - t0) / 1e6 : -1;
+    }
+
+public Q_SLOTS:
+    QString next(const QString& answer, const QDBusMessage& message)
+    {
+        message.setDelayedReply(true);
+        pending = message;
+        received(answer);
+        return {};
+    }
+    void answer(const QString& text) { received(text); }
+    void trigger(const QString&)
+    {
+        ++triggers;
+        Q_EMIT arrived();
+    }
+    void event(const QString&) {}
+
+Q_SIGNALS:
+    void arrived();
+
+private:
+    void received(const QString& text)
+    {
+        arrivedAt = clock.nsecsElapsed();
+        lastAnswer = text;
+        ++answers;
+        Q_EMIT arrived();
+    }
+};
+
+struct Figures {
+    std::vector<double> values;
+    int failed = 0;
+    void add(double v) { v < 0 ? void(++failed) : values.push_back(v); }
+};
+
+void print(const char* what, Figures f)
+{
+    std::sort(f.values.begin(), f.values.end());
+    if (f.values.empty()) {
+        std::printf("%-44s no answer (%d failed)\n", what, f.failed);
+        return;
+    }
+    const auto at = [&](double q) { return f.values[std::min(f.values.size() - 1, std::size_t(q * f.values.size()))]; };
+    std::printf("%-44s %6.3f / %6.3f / %6.3f ms (%zu", what, at(0.5), at(0.95), f.values.back(), f.values.size());
+    std::printf(f.failed ? ", %d failed)\n" : ")\n", f.failed);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    const auto args = app.arguments();
+    int runs = args.contains(QStringLiteral("--smoke")) ? 5 : 200;
+    if (const auto at = args.indexOf(QStringLiteral("--runs")); at > 0 && at + 1 < args.size())
+        runs = args[at + 1].toInt();
+    Channel channel;
+    if (!channel.bus.registerObject(kPath, &channel, QDBusConnection::ExportAllSlots)) {
+        std::puts("no session bus");
+        return 1;
+    }
+    const QString dir = qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/mosaro-bench");
+    QDir().mkpath(dir);
+    const QJsonObject trigger{{"name", "Mosaro Trigger"}, {"text", "Mosaro: show the grid"}, {"keys", "Meta+Return"}};
+    const QString config = QStringLiteral("var mosaroConfig = ") +
+                           json({{"service", channel.bus.baseService()},
+                                 {"path", kPath},
+                                 {"interface", kInterface},
+                                 {"pid", int(app.applicationPid())},
+                                 {"panelCaption", "Mosaro Overlay"},
+                                 {"trigger", trigger}}) +
+                           QStringLiteral(";\n");
+    const QString common = readText(kScripts + QStringLiteral("common.js"));
+    const QString sessionFile = dir + QStringLiteral("/session.js");
+    QFile f(sessionFile);
+    if (common.isEmpty() || !f.open(QIODevice::WriteOnly))
+        return 1;
+    f.write((config + common + readText(kScripts + QStringLiteral("session.js"))).toUtf8());
+    f.close();
+
+    // A window to place, and the key injector, both kept for the whole run.
+    QProcess target;
+    target.start(QStringLiteral(MOSARO_KWIN_CLIENT), {"window", "Bench target", "700x500"});
+    QProcess keys;
+    keys.start(QStringLiteral(MOSARO_KWIN_CLIENT), {"keys", "-"});
+    QTimer::singleShot(1000, &app, &QCoreApplication::quit);
+    app.exec(); // the window maps and takes the keyboard
+
+    Figures load;
+    for (int i = 0; i < std::min(runs, 20); ++i) {
+        const int before = channel.answers;
+        const qint64 t0 = channel.clock.nsecsElapsed();
+        channel.runScript(sessionFile, kSessionName, [&] { return channel.answers > before; });
+        load.add(channel.answers > before ? (channel.arrivedAt - t0) / 1e6 : -1);
+        if (i + 1 < std::min(runs, 20) && channel.pending) {
+            channel.bus.send(channel.pending->createReply(QStringLiteral("{\"op\":\"stop\"}")));
+            channel.pending.reset();
+        }
+    }
+    Figures idle, window, own, floor, writes, byKey, byInvoke;
+    QString targetId;
+    for (int i = 0; i < runs; ++i) {
+        idle.add(channel.request({{"seq", i}, {"op", "idle"}}));
+        window.add(channel.request({{"seq", i}, {"op", "window"}}));
+        if (targetId.isEmpty())
+            targetId = QJsonDocument::fromJson(channel.lastAnswer.toUtf8())["window"]["id"].toString();
+    }
+    // The same request in a script of its own: written, loaded, run, answered, unloaded.
+    const QString body = common + readText(kScripts + QStringLiteral("request.js"));
+    for (int i = 0; i < std::min(runs, 100); ++i) {
+        const qint64 t0 = channel.clock.nsecsElapsed();
+        QFile file(dir + QStringLiteral("/request.js"));
+        file.open(QIODevice::WriteOnly);
+        file.write((config + QStringLiteral("var mosaroRequest = '{\"op\":\"window\"}';\n") + body).toUtf8());
+        file.close();
+        const int before = channel.answers;
+        channel.runScript(file.fileName(), QStringLiteral("mosaro-bench-request"),
+                          [&] { return channel.answers > before; });
+        const bool answered = channel.waitFor([&] { return channel.answers > before; });
+        channel.scripting(QStringLiteral("unloadScript"), {QStringLiteral("mosaro-bench-request")});
+        own.add(answered ? (channel.clock.nsecsElapsed() - t0) / 1e6 : -1);
+    }
+    // Between two frames that differ in place and size: one write to the first, three to the second.
+    const QJsonObject first{{"x", 100}, {"y", 80}, {"width", 700}, {"height", 500}};
+    const QJsonObject position{{"x", 400}, {"y", 200}}, size{{"width", 500}, {"height", 400}};
+    for (int i = 0; i < runs; ++i) {
+        floor.add(channel.request({{"seq", i}, {"op", "place"}, {"id", targetId}, {"writes", QJsonArray{first}}}));
+        writes.add(channel.request(
+            {{"seq", i}, {"op", "place"}, {"id", targetId}, {"writes", QJsonArray{position, size, position}}}));
+    }
+    for (int i = 0; i < runs; ++i) {
+        int before = channel.triggers;
+        qint64 t0 = channel.clock.nsecsElapsed();
+        keys.write("Meta+Return\n");
+        byKey.add(channel.waitFor([&] { return channel.triggers > before; }) ? (channel.clock.nsecsElapsed() - t0) / 1e6
+                                                                             : -1);
+        keys.waitForReadyRead(1000);
+        keys.readAll();
+        before = channel.triggers;
+        t0 = channel.clock.nsecsElapsed();
+        auto invoke = QDBusMessage::createMethodCall(
+            QStringLiteral("org.kde.kglobalaccel"), QStringLiteral("/component/kwin"),
+            QStringLiteral("org.kde.kglobalaccel.Component"), QStringLiteral("invokeShortcut"));
+        invoke.setArguments({trigger["name"].toString()});
+        channel.bus.asyncCall(invoke);
+        byInvoke.add(channel.waitFor([&] { return channel.triggers > before; })
+                         ? (channel.clock.nsecsElapsed() - t0) / 1e6
+                         : -1);
+    }
+    if (channel.pending)
+        channel.bus.send(channel.pending->createReply(QStringLiteral("{\"op\":\"stop\"}")));
+    channel.scripting(QStringLiteral("unloadScript"), {kSessionName});
+    // A trigger entry outlives its script and keeps its key from others: removed with it.
+    auto unregister =
+        QDBusMessage::createMethodCall(QStringLiteral("org.kde.kglobalaccel"), QStringLiteral("/kglobalaccel"),
+                                       QStringLiteral("org.kde.KGlobalAccel"), QStringLiteral("unRegister"));
+    unregister.setArguments({QStringList{"kwin", trigger["name"].toString(), "KWin", trigger["text"].toString()}});
+    channel.bus.call(unregister, QDBus::Block, 1000);
+    keys.closeWriteChannel();
+    keys.waitForFinished(1000);
+    target.terminate();
+    target.waitForFinished(1000);
+
+    std::printf("KWin scripts: median / p95 / max (count)\n");
+    print("session script: load, run → first call", load);
+    print("request → answer (delayed reply): idle", idle);
+    print("request → answer (delayed reply): window", window);
+    print("request in a script of its own: window", own);
+    print("floor: one frame write → settled", floor);
+    print("position, size, position → settled", writes);
+    print("Meta+Return (fake input) → trigger call", byKey);
+    print("invokeShortcut → trigger call", byInvoke);
+    const bool ok = load.failed + idle.failed + window.failed + own.failed + floor.failed + writes.failed +
+                        byKey.failed + byInvoke.failed ==
+                    0;
+    return ok ? 0 : 1;
+}
+
+#include "kwin_scripts_bench.moc"
