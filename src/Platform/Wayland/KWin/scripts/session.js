@@ -41,7 +41,22 @@ workspace.currentDesktopChanged.connect(function () {
     notify("desktop");
 });
 if (kwin6) {
+    // 6 announces an output's new geometry on the output alone.
+    var watched = [];
+    var watchOutputs = function () {
+        var screens = workspace.screens;
+        for (var i = 0; i < screens.length; ++i) {
+            if (watched.indexOf(screens[i]) < 0) {
+                watched.push(screens[i]);
+                screens[i].geometryChanged.connect(function () {
+                    notify("outputs");
+                });
+            }
+        }
+    };
+    watchOutputs();
     workspace.screensChanged.connect(function () {
+        watchOutputs();
         notify("outputs");
     });
 } else {
