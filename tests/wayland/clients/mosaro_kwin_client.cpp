@@ -2,11 +2,12 @@
 //
 //   keys TOKEN...        types through KWin's fake-input protocol; a token is a key name or evdev
 //                        code ("Escape", "28"), or a chord pressed in order and released in reverse
-//                        ("Meta+Shift+Left"); "-" reads lines of tokens from standard input and
-//                        answers "ok" once KWin has each line
+//                        ("Meta+Shift+Left"), or a left click ("click:X,Y"); "-" reads lines of
+//                        tokens from standard input and answers "ok" once KWin has each line
 //   window TITLE [WxH [fixed|maximized|fullscreen|minimized]]
-//                        a window that prints "key <evdev code>" for each key it receives, its
-//                        focus ("focus in", "focus out") and state ("state maximized", ...)
+//                        a window that prints "key <evdev code>" for each key it receives, "click"
+//                        for a button press, its focus ("focus in", "focus out") and state
+//                        ("state maximized", ...)
 //   frames SCRIPT        loads the read-only script that reports every window's frame, prints
 //                        its report (JSON) and unloads it
 //   desktop-entry        the .desktop text that has KWin grant this program fake input
@@ -84,6 +85,13 @@ bool typeLine(FakeInput& fake, const std::string& line)
     std::istringstream tokens(line);
     std::string token;
     while (tokens >> token) {
+        int x = 0, y = 0;
+        if (std::sscanf(token.c_str(), "click:%d,%d", &x, &y) == 2) {
+            org_kde_kwin_fake_input_pointer_motion_absolute(fake.input, wl_fixed_from_int(x), wl_fixed_from_int(y));
+            org_kde_kwin_fake_input_button(fake.input, BTN_LEFT, WL_POINTER_BUTTON_STATE_PRESSED);
+            org_kde_kwin_fake_input_button(fake.input, BTN_LEFT, WL_POINTER_BUTTON_STATE_RELEASED);
+            continue;
+        }
         if (token.rfind("sleep:", 0) == 0) {
             wl_display_flush(fake.display);
             usleep(useconds_t(std::atoi(token.c_str() + 6)) * 1000);
@@ -151,6 +159,7 @@ protected:
         std::printf("key %u\n", event->nativeScanCode() - 8);
         std::fflush(stdout);
     }
+    void mousePressEvent(QMouseEvent*) override { std::puts("click"), std::fflush(stdout); }
     void focusInEvent(QFocusEvent*) override { std::puts("focus in"), std::fflush(stdout); }
     void focusOutEvent(QFocusEvent*) override { std::puts("focus out"), std::fflush(stdout); }
 };
