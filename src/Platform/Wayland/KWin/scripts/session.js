@@ -31,11 +31,11 @@ registerShortcut(mosaroConfig.trigger.name, mosaroConfig.trigger.text, mosaroCon
 });
 
 // The dismissals: the panel losing the keyboard, a desktop switch, a change of outputs.
-var panelWasActive = false;
+var panelWasActive = isPanel(activeWindow());
 (kwin6 ? workspace.windowActivated : workspace.clientActivated).connect(function (w) {
     if (panelWasActive && !isPanel(w))
         notify("panelDeactivated");
-    panelWasActive = isPanel(w);
+    panelWasActive = !!isPanel(w);
 });
 workspace.currentDesktopChanged.connect(function () {
     notify("desktop");
