@@ -21,9 +21,9 @@ function poll(answerText)
     });
 }
 
-function notify(event)
+function notify(dismissal)
 {
-    callMosaro("event", JSON.stringify({event: event}));
+    callMosaro("dismissal", JSON.stringify({dismissal: dismissal}));
 }
 
 registerShortcut(mosaroConfig.trigger.name, mosaroConfig.trigger.text, mosaroConfig.trigger.keys, function () {
