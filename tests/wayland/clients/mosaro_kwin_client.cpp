@@ -67,6 +67,7 @@ int keyCode(const std::string& name)
 struct FakeInput {
     wl_display* display = nullptr;
     org_kde_kwin_fake_input* input = nullptr;
+    bool pointerShown = false;
 };
 
 void onGlobal(void* data, wl_registry* registry, uint32_t name, const char* interface, uint32_t)
@@ -88,7 +89,17 @@ bool typeLine(FakeInput& fake, const std::string& line)
     while (tokens >> token) {
         int x = 0, y = 0;
         if (std::sscanf(token.c_str(), "click:%d,%d", &x, &y) == 2) {
+            if (!fake.pointerShown) {
+                // The seat gains a pointer with this program's first pointer event; clients bind it
+                // some time later and miss whatever came before.
+                org_kde_kwin_fake_input_pointer_motion_absolute(fake.input, wl_fixed_from_int(x + 1),
+                                                                wl_fixed_from_int(y));
+                wl_display_roundtrip(fake.display);
+                usleep(200 * 1000);
+                fake.pointerShown = true;
+            }
             org_kde_kwin_fake_input_pointer_motion_absolute(fake.input, wl_fixed_from_int(x), wl_fixed_from_int(y));
+            wl_display_roundtrip(fake.display);
             org_kde_kwin_fake_input_button(fake.input, BTN_LEFT, WL_POINTER_BUTTON_STATE_PRESSED);
             org_kde_kwin_fake_input_button(fake.input, BTN_LEFT, WL_POINTER_BUTTON_STATE_RELEASED);
             continue;

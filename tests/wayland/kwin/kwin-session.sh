@@ -11,9 +11,9 @@
 #                  resizing its X window
 #   --client PATH  a program that KWin grants its fake-input protocol (the tests' key injector)
 #
-# As root (CI), KWin refuses nothing but its session bus admits only its owner, so KWin, the bus
-# and the command run as $MOSARO_TEST_UID (default 65534, nobody). Exit status: the command's,
-# or 77 when KWin cannot be had here (one line on standard error says why).
+# As root (CI), KWin, its session bus (which admits only its owner) and the command run as
+# $MOSARO_TEST_UID (default 65534, nobody), unless that user cannot run the command. Exit status:
+# the command's, or 77 when KWin cannot be had here (one line on standard error says why).
 set -euo pipefail
 
 outputs=1 x11=0 client=
@@ -48,6 +48,14 @@ as=()
 if [ "$uid" = 0 ]; then
     uid=${MOSARO_TEST_UID:-65534}
     as=(setpriv --reuid="$uid" --regid="$(id -g "$uid" 2>/dev/null || echo "$uid")" --clear-groups)
+    # A tree the test user cannot read (a checkout under /root): KWin accepts root, so all runs as root.
+    for program in "$1" ${client:+"$client"}; do
+        if ! "${as[@]}" test -x "$(command -v "$program" || echo "$program")"; then
+            echo "kwin-session: user $uid cannot run $program; KWin and the command run as root" >&2
+            uid=0 as=()
+            break
+        fi
+    done
 fi
 rt=$dir/run
 mkdir -p "$rt" "$dir/home/.local/share/applications" "$dir/bin"
