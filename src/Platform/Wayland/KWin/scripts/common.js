@@ -112,9 +112,9 @@ function findPanel()
     return null;
 }
 
-// Calls done() once `until` holds after a frame change, or after ms milliseconds. A window whose
-// size changed without reaching the target (a client keeping to its own steps) is settled once it
-// has been quiet for a little while.
+// Calls done() once the frame is the target, or after ms milliseconds. A window whose size changed
+// without reaching the target (a terminal keeping to whole cells) is settled once it has been
+// quiet for 80 ms: long enough for a client still on its way from an un-maximized size.
 function settle(w, startSize, target, ms, done)
 {
     var finished = false;
@@ -149,7 +149,7 @@ function settle(w, startSize, target, ms, done)
     limit.interval = ms;
     limit.timeout.connect(finish);
     quiet.singleShot = true;
-    quiet.interval = 40;
+    quiet.interval = 80;
     quiet.timeout.connect(finish);
     w.frameGeometryChanged.connect(changed);
     limit.start();
