@@ -112,14 +112,18 @@ function findPanel()
     return null;
 }
 
-// Calls done() once the frame is the target, or after ms milliseconds. A window whose size changed
-// without reaching the target (a terminal keeping to whole cells) is settled once it has been
-// quiet for 80 ms: long enough for a client still on its way from an un-maximized size.
-function settle(w, startSize, target, ms, done)
+// Calls done() once the frame is the target, or after ms milliseconds. A window that answered
+// with another frame (a terminal keeping to whole cells) is settled once neither its frame nor
+// its content has changed for 80 ms: long enough for a client still on its way from an
+// un-maximized size, short beside the commit it ends.
+function settle(w, target, ms, done)
 {
     var finished = false;
     var limit = new QTimer();
     var quiet = new QTimer();
+    var signals = [w.frameGeometryChanged];
+    if (w.damaged)
+        signals.push(w.damaged); // a client that keeps its size still draws once it has the request
     function finish()
     {
         if (finished)
@@ -127,18 +131,19 @@ function settle(w, startSize, target, ms, done)
         finished = true;
         limit.stop();
         quiet.stop();
-        try {
-            w.frameGeometryChanged.disconnect(changed);
-        } catch (e) {
+        for (var i = 0; i < signals.length; ++i) {
+            try {
+                signals[i].disconnect(changed);
+            } catch (e) {
+            }
         }
         done();
     }
     function changed()
     {
-        var g = w.frameGeometry;
-        if (sameRect(rect(g), target))
+        if (sameRect(rect(w.frameGeometry), target))
             finish();
-        else if (g.width !== startSize.width || g.height !== startSize.height)
+        else
             quiet.start();
     }
     if (sameRect(rect(w.frameGeometry), target)) {
@@ -151,7 +156,8 @@ function settle(w, startSize, target, ms, done)
     quiet.singleShot = true;
     quiet.interval = 80;
     quiet.timeout.connect(finish);
-    w.frameGeometryChanged.connect(changed);
+    for (var i = 0; i < signals.length; ++i)
+        signals[i].connect(changed);
     limit.start();
 }
 
@@ -207,7 +213,6 @@ var ops = {
             reply({error: "gone", written: 0});
             return;
         }
-        var start = rect(w.frameGeometry);
         var wanted = rect(w.frameGeometry);
         if (w.maximizable)
             w.setMaximize(false, false); // a maximized window moves but stays maximized otherwise
@@ -228,7 +233,7 @@ var ops = {
                 w.frameGeometry = next;
             wanted = next;
         }
-        settle(w, start, wanted, request.settleMs || 500, function () {
+        settle(w, wanted, request.settleMs || 500, function () {
             var gone = !findWindow(request.id);
             reply(gone ? {error: "gone", written: written} : {written: written, frame: rect(w.frameGeometry)});
         });
@@ -246,10 +251,9 @@ var ops = {
             w.skipSwitcher = true;
             w.skipPager = true;
             w.onAllDesktops = true;
-            var start = rect(w.frameGeometry);
             w.frameGeometry = request.frame;
             activate(w);
-            settle(w, start, request.frame, request.waitMs || 500, function () {
+            settle(w, request.frame, request.waitMs || 500, function () {
                 reply({window: describe(w), active: activeWindow() === w});
             });
         });
