@@ -254,7 +254,11 @@ var ops = {
             w.frameGeometry = request.frame;
             activate(w);
             settle(w, request.frame, request.waitMs || 500, function () {
-                reply({window: describe(w), active: activeWindow() === w});
+                // The panel may have closed meanwhile; a closed window is not to be read.
+                if (allWindows().indexOf(w) < 0)
+                    reply({error: "noPanel"});
+                else
+                    reply({window: describe(w), active: activeWindow() === w});
             });
         });
     },
