@@ -79,7 +79,7 @@ function(mosaro_program name)
 endfunction()
 
 # mosaro_unit_test(<name> SOURCES ... DEPENDS ... [LABELS ...] [SERIAL])
-# A GoogleTest program. Unless labelled x11, its tests run without any display.
+# A GoogleTest program. Unless labelled x11 or wayland, its tests run without any display.
 function(mosaro_unit_test name)
   cmake_parse_arguments(ARG "SERIAL" "TIMEOUT" "SOURCES;DEPENDS;LABELS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
@@ -87,8 +87,8 @@ function(mosaro_unit_test name)
   target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest GTest::gmock GTest::gtest_main)
   _mosaro_configure(${name})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-  if("x11" IN_LIST ARG_LABELS)
-    # They start their own X server and hand its name to what they run.
+  if("x11" IN_LIST ARG_LABELS OR "wayland" IN_LIST ARG_LABELS)
+    # They start their own X server or compositor and hand its name to what they run.
     set(props "")
     if(ARG_ENVIRONMENT)
       set(props ENVIRONMENT "${ARG_ENVIRONMENT}")

@@ -2,9 +2,13 @@
 
 #include "Diagnostics/Log.h"
 
+#include <QThread>
+#include <QTimer>
+
 #include <unistd.h>
 
 #include <cmath>
+#include <utility>
 
 namespace mosaro {
 
@@ -13,6 +17,8 @@ namespace {
 constexpr const char* settledElsewhereMessage = "sway placed window %lld at %{public}s, asked %{public}s";
 constexpr const char* commandFailedMessage = "sway refused \"%{public}s\": %{public}s";
 constexpr const char* untrustedMessage = "windows cannot be moved: %{public}s";
+constexpr int settleAttempts = 16;
+constexpr int settleStepMs = 10;
 // Layout coordinates sway accepts; a frame past them is a mistake, not a request.
 constexpr double coordinateLimit = 1e6;
 
@@ -47,6 +53,13 @@ QString number(double v)
 }
 
 } // namespace
+
+SwayAccessibility::SwayAccessibility(Sway::Ipc& ipc) : m_ipc(ipc), m_flushContext(std::make_unique<QObject>()) {}
+
+SwayAccessibility::~SwayAccessibility()
+{
+    flush();
+}
 
 bool SwayAccessibility::isProcessTrusted()
 {
@@ -89,6 +102,7 @@ AXError SwayAccessibility::readWindow(std::int64_t id, Sway::Container& out)
 std::optional<std::int32_t> SwayAccessibility::frontmostApplicationProcessID()
 {
     // Each trigger starts from a fresh reading and a new placement.
+    flush();
     m_placement.reset();
     if (readFocused() != AXErrorCode::success || !m_focused)
         return std::nullopt;
@@ -194,57 +208,109 @@ AXError SwayAccessibility::setAttributeValue(const AXElementRef& element, const 
     const auto kind = isPosition ? AXGeometry::Kind::point : AXGeometry::Kind::size;
     if (!geometry || geometry->kind != kind || !usable(*geometry, !isPosition))
         return AXErrorCode::illegalArgument;
-    if (!m_placement || m_placement->id != *id)
-        m_placement = Placement{*id};
-    const AXError code = write(*id, attribute, *geometry);
+    if (m_placement && m_placement->id != *id)
+        flush();
+    if (!m_placement)
+        m_placement = Placement{*id, false, false, false, false, std::nullopt};
+    m_focusedRead = false; // whatever was read no longer holds
+    // After a failed write the writes that follow put the original frame back: a window we made
+    // floating goes back to its tile instead, which is where it was.
+    if (m_placement->failed && m_placement->floatedByUs) {
+        if (m_placement->retiled)
+            return AXErrorCode::success;
+        m_placement->retiled = true;
+        return run(*id, QStringLiteral("floating disable"));
+    }
+    const AXError code = isPosition ? writePosition({std::round(geometry->a), std::round(geometry->b)})
+                                    : writeSize({std::round(geometry->a), std::round(geometry->b)});
     if (code != AXErrorCode::success)
         m_placement->failed = true;
     return code;
 }
 
-AXError SwayAccessibility::write(std::int64_t id, const QString& attribute, const AXGeometry& value)
+AXError SwayAccessibility::writePosition(Point position)
 {
     Placement& placement = *m_placement;
-    m_focusedRead = false; // whatever was read no longer holds
-    // After a failed write the writes that follow put the original frame back: a window we made
-    // floating goes back to its tile instead, which is where it was.
-    if (placement.failed && placement.floatedByUs) {
-        if (placement.retiled)
-            return AXErrorCode::success;
-        placement.retiled = true;
-        return run(id, QStringLiteral("floating disable"));
+    if (!placement.sized) {
+        placement.pendingPosition = position;
+        QTimer::singleShot(0, m_flushContext.get(), [this] { flush(); });
+        return AXErrorCode::success;
     }
-    Sway::Container before;
-    if (const AXError code = readWindow(id, before); code != AXErrorCode::success)
+    // A position after the size: usually the one the size already went with, which costs nothing.
+    Sway::Container now;
+    if (const AXError code = readWindow(placement.id, now); code != AXErrorCode::success)
         return code;
-    const bool isPosition = attribute == AXAttribute::position;
-    QString commands = isPosition ? QStringLiteral("move absolute position %1 px %2 px")
-                                  : QStringLiteral("resize set width %1 px height %2 px");
-    commands = commands.arg(number(value.a), number(value.b));
+    if (now.floating() && now.frame().origin() == position)
+        return AXErrorCode::success;
+    return place(QStringLiteral("move absolute position %1 px %2 px").arg(number(position.x), number(position.y)),
+                 position, std::nullopt);
+}
+
+AXError SwayAccessibility::writeSize(Size size)
+{
+    Placement& placement = *m_placement;
+    placement.sized = true;
+    // resize set re-centres a floating window, so the position goes after it, in the same request.
+    QString commands =
+        QStringLiteral("resize set width %1 px height %2 px").arg(number(size.width), number(size.height));
+    const auto position = std::exchange(placement.pendingPosition, std::nullopt);
+    if (position)
+        commands += QStringLiteral(", move absolute position %1 px %2 px").arg(number(position->x), number(position->y));
+    return place(commands, position, size);
+}
+
+void SwayAccessibility::flush()
+{
+    if (!m_placement || !m_placement->pendingPosition)
+        return;
+    const Point position = *std::exchange(m_placement->pendingPosition, std::nullopt);
+    if (place(QStringLiteral("move absolute position %1 px %2 px").arg(number(position.x), number(position.y)),
+              position, std::nullopt) != AXErrorCode::success)
+        m_placement->failed = true;
+}
+
+AXError SwayAccessibility::place(const QString& commands, std::optional<Point> position, std::optional<Size> size)
+{
+    Placement& placement = *m_placement;
+    Sway::Container before;
+    if (const AXError code = readWindow(placement.id, before); code != AXErrorCode::success)
+        return code;
     const bool floatFirst = !before.floating();
-    if (floatFirst)
-        commands.prepend(QStringLiteral("floating enable, "));
     std::vector<Sway::CommandResult> results;
-    const AXError code = run(id, commands, &results);
+    const AXError code =
+        run(placement.id, floatFirst ? QStringLiteral("floating enable, ") + commands : commands, &results);
     if (floatFirst && !results.empty() && results.front().success) {
         placement.floatedByUs = true;
         // Nothing else of this write took: the window goes back as it was.
         if (code != AXErrorCode::success) {
             placement.retiled = true;
-            run(id, QStringLiteral("floating disable"));
+            run(placement.id, QStringLiteral("floating disable"));
         }
     }
     if (code != AXErrorCode::success)
         return code;
+    // The client may still be answering an earlier configure, and sway takes a floating window's
+    // size from each answer: give the frame a moment to settle before taking it as the answer.
     Sway::Container after;
-    if (const AXError readBack = readWindow(id, after); readBack != AXErrorCode::success)
-        return readBack;
+    const auto settled = [&] {
+        const Rect f = after.frame();
+        return (!position || f.origin() == *position) && (!size || f.size() == *size);
+    };
+    for (int attempt = 0; attempt < settleAttempts; ++attempt) {
+        if (attempt > 0)
+            QThread::msleep(settleStepMs);
+        if (const AXError readBack = readWindow(placement.id, after); readBack != AXErrorCode::success)
+            return readBack;
+        if (settled())
+            break;
+    }
     const Rect frame = after.frame();
-    const Point asked{std::round(value.a), std::round(value.b)};
-    const Point got = isPosition ? frame.origin() : Point{frame.width, frame.height};
-    if (got != asked)
-        Log::windowmanager().info(settledElsewhereMessage, static_cast<long long>(id), describe(frame),
-                                  isPosition ? describe(asked) : describe(Size{asked.x, asked.y}));
+    if (!settled()) {
+        const Rect asked{position ? position->x : frame.x, position ? position->y : frame.y,
+                         size ? size->width : frame.width, size ? size->height : frame.height};
+        Log::windowmanager().info(settledElsewhereMessage, static_cast<long long>(placement.id), describe(frame),
+                                  describe(asked));
+    }
     return AXErrorCode::success;
 }
 

@@ -4,8 +4,11 @@
 #include "Platform/AccessibilityTrust.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
 
+#include <QObject>
+
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace mosaro {
@@ -15,11 +18,17 @@ namespace mosaro {
 // frame (the container's rect grown upward by its title bar) in layout pixels, which are the
 // accessibility coordinates. Writes are sway commands: a tiled window is made floating first,
 // since sway gives exact frames to floating windows only, and is tiled again when a failed
-// placement is rolled back. Where sway settles a window elsewhere than asked, that is its answer:
-// logged, and the write counts as done.
+// placement is rolled back. A position followed by a size travels as one request
+// (`floating enable, resize set ..., move absolute position ...`): sway applies a request's
+// commands in order and configures the client once, whereas separate requests race with the
+// client's answers to the earlier configures (a terminal then settles at the floating default
+// size). A position written alone goes out at the next turn of the event loop. Where sway
+// settles a window elsewhere than asked, that is its answer: logged, and the write counts as
+// done.
 class SwayAccessibility : public Accessibility {
 public:
-    explicit SwayAccessibility(Sway::Ipc& ipc) : m_ipc(ipc) {}
+    explicit SwayAccessibility(Sway::Ipc& ipc);
+    ~SwayAccessibility() override;
 
     bool isProcessTrusted() override;
     std::optional<std::int32_t> frontmostApplicationProcessID() override;
@@ -39,7 +48,11 @@ private:
     // The focused window as last read, kept until something is written.
     AXError readFocused();
     AXError readWindow(std::int64_t id, Sway::Container& out);
-    AXError write(std::int64_t id, const QString& attribute, const AXGeometry& value);
+    AXError writePosition(Point position);
+    AXError writeSize(Size size);
+    // Sends the commands, floating the window first when it is tiled, and reads back the frame.
+    AXError place(const QString& commands, std::optional<Point> position, std::optional<Size> size);
+    void flush();
     AXError run(std::int64_t id, const QString& commands, std::vector<Sway::CommandResult>* results = nullptr);
 
     Sway::Ipc& m_ipc;
@@ -52,8 +65,11 @@ private:
         bool floatedByUs = false;
         bool failed = false;
         bool retiled = false;
+        bool sized = false;                     // a size went out: later positions go at once
+        std::optional<Point> pendingPosition;   // waits for the size that usually follows
     };
     std::optional<Placement> m_placement;
+    std::unique_ptr<QObject> m_flushContext;
 };
 
 // "Trusted" on sway means that its IPC channel answers. When the answer turns into "no", one line
