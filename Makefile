@@ -29,13 +29,14 @@ fuzz: build-fuzz
 run: build
 	@scripts/run.sh
 
-# Unit tests in the normal build; everything, X server integration tests included, under the
-# sanitizers (they find more there); the lint pass on what changed since the previous commit.
+# Unit tests and the Wayland integration tests (a headless sway each) in the normal build;
+# everything else, X server integration tests included, under the sanitizers (they find more
+# there); the lint pass on what changed since the previous commit.
 # Of the desktop matrix CI runs openbox, xfwm4, icewm and i3; `make test-desktops` runs all.
 # Both builds replay the fuzz corpus as ordinary tests, and every fuzzer then runs 20 s of its own.
 test: build build-asan
 	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
-	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ctest --output-on-failure -j $(JOBS) -E '^MoreDesktops/'
+	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ctest --output-on-failure -j $(JOBS) -E '^MoreDesktops/' -LE wayland
 	@$(MAKE) --no-print-directory package-check
 	@$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=20
 	@$(MAKE) --no-print-directory lint-ci

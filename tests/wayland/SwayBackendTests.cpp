@@ -11,7 +11,9 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QColor>
 #include <QEventLoop>
+#include <QImage>
 #include <QTimer>
 #include <QThread>
 
@@ -195,6 +197,12 @@ TEST_F(SwayBackendTest, PlacesWindowsOnTheWorkedFramesExactly)
     EXPECT_EQ(window->processID, qt->pid);
     ASSERT_TRUE(manipulator->move(*window, rows[0].frame));
     EXPECT_TRUE(spin([&] { return session->frameOf(qt->id) == layoutFrame(rows[0].frame); }, 1000));
+    // The window is drawn there too: the client's colour fills the middle of the cell.
+    const Rect cell = layoutFrame(rows[0].frame);
+    EXPECT_TRUE(spin([&] {
+        const QImage shot = session->screenshot(QStringLiteral("placed"));
+        return !shot.isNull() && shot.pixelColor(int(cell.midpoint().x), int(cell.midpoint().y)) == QColor(40, 90, 160);
+    }));
     EXPECT_EQ(logged("sway placed window"), 0);
 }
 
