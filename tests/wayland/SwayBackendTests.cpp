@@ -7,15 +7,16 @@
 #include "Platform/Wayland/Sway/SwayDesktop.h"
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
 #include "WindowControl/AXWindowManipulator.h"
+#include "support/CoreApplicationEnvironment.h"
 #include "support/wayland/SwaySession.h"
 
+#include <QColor>
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QColor>
 #include <QEventLoop>
 #include <QImage>
-#include <QTimer>
 #include <QThread>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -24,21 +25,7 @@ using namespace mosaro::test;
 
 namespace {
 
-class CoreApplication : public ::testing::Environment {
-public:
-    void SetUp() override
-    {
-        static int argc = 1;
-        static char name[] = "mosaro-sway-tests";
-        static char* argv[] = {name, nullptr};
-        m_app = std::make_unique<QCoreApplication>(argc, argv);
-    }
-    void TearDown() override { m_app.reset(); }
-
-private:
-    std::unique_ptr<QCoreApplication> m_app;
-};
-[[maybe_unused]] ::testing::Environment* const environment = ::testing::AddGlobalTestEnvironment(new CoreApplication);
+MOSARO_CORE_TEST_ENVIRONMENT();
 
 constexpr std::uint16_t returnKey = 36;
 constexpr auto command = std::uint32_t(CarbonModifier::command);
@@ -71,7 +58,7 @@ int logged(const char* text)
 // One headless sway, Mosaro's channel to it, and the backend classes over that channel.
 class SwayBackendTest : public ::testing::Test {
 protected:
-    void start(SwaySession::Options options = {})
+    void start(const SwaySession::Options& options = {})
     {
         Log::Store::shared().clear();
         session = std::make_unique<SwaySession>(options);
@@ -171,8 +158,8 @@ TEST_F(SwayBackendTest, PlacesWindowsOnTheWorkedFramesExactly)
         Rect frame; // as the grid gives it, screen coordinates
     };
     const Row rows[] = {
-        {0, {1, 1}, {1, 1}, {480, 25, 480, 438}},   {0, {0, 0}, {0, 0}, {0, 463, 480, 437}},
-        {10, {0, 0}, {2, 1}, {10, 35, 1420, 855}},  {10, {2, 0}, {2, 0}, {962, 468, 468, 422}},
+        {0, {1, 1}, {1, 1}, {480, 25, 480, 438}},  {0, {0, 0}, {0, 0}, {0, 463, 480, 437}},
+        {10, {0, 0}, {2, 1}, {10, 35, 1420, 855}}, {10, {2, 0}, {2, 0}, {962, 468, 468, 422}},
         {10, {1, 1}, {1, 1}, {488, 35, 464, 423}},
     };
     for (const Row& row : rows) {

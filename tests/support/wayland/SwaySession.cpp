@@ -44,8 +44,7 @@ std::optional<pid_t> parentOf(pid_t pid, char* state = nullptr)
 uid_t ownerOf(pid_t pid)
 {
     struct stat st {};
-    return ::stat(QFile::encodeName(QStringLiteral("/proc/%1").arg(pid)).constData(), &st) == 0 ? st.st_uid
-                                                                                               : uid_t(-1);
+    return ::stat(QFile::encodeName(QStringLiteral("/proc/%1").arg(pid)).constData(), &st) == 0 ? st.st_uid : uid_t(-1);
 }
 
 std::vector<pid_t> allPids()
@@ -65,8 +64,8 @@ QJsonObject findNode(const QJsonObject& node, std::int64_t id)
     if (node.value(QLatin1String("id")).toInteger() == id)
         return node;
     for (const char* children : {"nodes", "floating_nodes"}) {
-        for (const QJsonValue& child : node.value(QLatin1String(children)).toArray()) {
-            const QJsonObject found = findNode(child.toObject(), id);
+        for (const auto& child : node.value(QLatin1String(children)).toArray()) {
+            QJsonObject found = findNode(child.toObject(), id);
             if (!found.isEmpty())
                 return found;
         }
@@ -98,7 +97,8 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
     QString config = QStringLiteral("xwayland disable\nswaynag_command -\nswaybg_command -\n");
     if (options.debianDefaults)
         config += QStringLiteral("include /etc/sway/config\n");
-    config += QStringLiteral("output HEADLESS-1 resolution %1x%2 position 0 0\n").arg(options.width).arg(options.height);
+    config +=
+        QStringLiteral("output HEADLESS-1 resolution %1x%2 position 0 0\n").arg(options.width).arg(options.height);
     config += options.config + QLatin1Char('\n');
     QFile file(configPath());
     if (!file.open(QIODevice::WriteOnly) || file.write(config.toUtf8()) < 0 || !file.flush() ||
@@ -118,7 +118,8 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
     if (!waitUntil([&] { return !ask(QStringLiteral("get_version")).isEmpty(); }, 10000)) {
         QFile log(m_logs + QStringLiteral("/sway.log"));
         log.open(QIODevice::ReadOnly);
-        m_error = QStringLiteral("sway did not answer on %1: %2").arg(swaySocket(), QString::fromUtf8(log.readAll().right(2000)));
+        m_error = QStringLiteral("sway did not answer on %1: %2")
+                      .arg(swaySocket(), QString::fromUtf8(log.readAll().right(2000)));
         return;
     }
     // One keyboard stays on the seat for the whole session: a wtype that brings its own keyboard
@@ -143,8 +144,8 @@ SwaySession::~SwaySession()
     // user's, so that no other part of the test loses its own.
     for (pid_t pid : allPids()) {
         char state = 0;
-        const bool mine = std::find(pids.begin(), pids.end(), pid) != pids.end() ||
-                          (m_asNobody && ownerOf(pid) == unprivileged);
+        const bool mine =
+            std::find(pids.begin(), pids.end(), pid) != pids.end() || (m_asNobody && ownerOf(pid) == unprivileged);
         if (mine && parentOf(pid, &state) == ::getpid())
             ::waitpid(pid, nullptr, state == 'Z' ? 0 : WNOHANG);
     }
@@ -152,16 +153,13 @@ SwaySession::~SwaySession()
 
 pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
 {
-    QStringList environment = {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"),
-                               QStringLiteral("HOME=") + m_home,
+    QStringList environment = {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"), QStringLiteral("HOME=") + m_home,
                                QStringLiteral("LANG=C.UTF-8"),
                                // The user may have nologin as shell: terminals opened by a binding stay open.
-                               QStringLiteral("SHELL=/bin/sh"),
-                               QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
+                               QStringLiteral("SHELL=/bin/sh"), QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
                                QStringLiteral("SWAYSOCK=") + swaySocket(),
                                QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress(),
-                               QStringLiteral("WLR_BACKENDS=headless"),
-                               QStringLiteral("WLR_LIBINPUT_NO_DEVICES=1"),
+                               QStringLiteral("WLR_BACKENDS=headless"), QStringLiteral("WLR_LIBINPUT_NO_DEVICES=1"),
                                QStringLiteral("WLR_RENDERER=pixman")};
     // sway makes its own socket; its clients are told where it is.
     if (argv.value(0) != QLatin1String("sway"))
@@ -246,9 +244,10 @@ std::optional<SwaySession::Window> SwaySession::waitForWindow(const QString& app
     std::optional<Window> window;
     std::function<void(const QJsonObject&)> search = [&](const QJsonObject& node) {
         if (node.value(QLatin1String("app_id")).toString() == appId)
-            window = Window{node.value(QLatin1String("id")).toInteger(), pid_t(node.value(QLatin1String("pid")).toInt())};
+            window =
+                Window{node.value(QLatin1String("id")).toInteger(), pid_t(node.value(QLatin1String("pid")).toInt())};
         for (const char* children : {"nodes", "floating_nodes"})
-            for (const QJsonValue& child : node.value(QLatin1String(children)).toArray())
+            for (const auto& child : node.value(QLatin1String(children)).toArray())
                 search(child.toObject());
     };
     waitUntil(
@@ -294,8 +293,8 @@ bool SwaySession::press(const QString& keys)
 QByteArray SwaySession::ask(const QString& type)
 {
     QProcess swaymsg;
-    swaymsg.start(QStringLiteral("swaymsg"), {QStringLiteral("-s"), swaySocket(), QStringLiteral("-r"),
-                                              QStringLiteral("-t"), type});
+    swaymsg.start(QStringLiteral("swaymsg"),
+                  {QStringLiteral("-s"), swaySocket(), QStringLiteral("-r"), QStringLiteral("-t"), type});
     if (!swaymsg.waitForFinished(3000) || swaymsg.exitCode() != 0) {
         swaymsg.kill();
         swaymsg.waitForFinished(1000);
@@ -307,8 +306,8 @@ QByteArray SwaySession::ask(const QString& type)
 bool SwaySession::command(const QString& commands)
 {
     QProcess swaymsg;
-    swaymsg.start(QStringLiteral("swaymsg"), {QStringLiteral("-s"), swaySocket(), QStringLiteral("-r"),
-                                              QStringLiteral("--"), commands});
+    swaymsg.start(QStringLiteral("swaymsg"),
+                  {QStringLiteral("-s"), swaySocket(), QStringLiteral("-r"), QStringLiteral("--"), commands});
     if (!swaymsg.waitForFinished(3000)) {
         swaymsg.kill();
         swaymsg.waitForFinished(1000);
@@ -334,20 +333,6 @@ std::optional<Rect> SwaySession::frameOf(std::int64_t id)
     const double title = node.value(QLatin1String("deco_rect")).toObject().value(QLatin1String("height")).toDouble();
     return Rect{r.value(QLatin1String("x")).toDouble(), r.value(QLatin1String("y")).toDouble() - title,
                 r.value(QLatin1String("width")).toDouble(), r.value(QLatin1String("height")).toDouble() + title};
-}
-
-std::optional<std::int64_t> SwaySession::focusedId()
-{
-    std::optional<std::int64_t> id;
-    std::function<void(const QJsonObject&)> search = [&](const QJsonObject& node) {
-        if (node.value(QLatin1String("focused")).toBool())
-            id = node.value(QLatin1String("id")).toInteger();
-        for (const char* children : {"nodes", "floating_nodes"})
-            for (const QJsonValue& child : node.value(QLatin1String(children)).toArray())
-                search(child.toObject());
-    };
-    search(QJsonDocument::fromJson(ask(QStringLiteral("get_tree"))).object());
-    return id;
 }
 
 QImage SwaySession::screenshot(const QString& name)

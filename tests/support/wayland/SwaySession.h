@@ -74,7 +74,6 @@ public:
     // sees it: rect grown upward by the title bar.
     QJsonObject container(std::int64_t id);
     std::optional<Rect> frameOf(std::int64_t id);
-    std::optional<std::int64_t> focusedId();
 
     QImage screenshot(const QString& name);
     bool addOutput(); // another headless output, to the right

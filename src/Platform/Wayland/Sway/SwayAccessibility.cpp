@@ -54,7 +54,8 @@ QString number(double v)
 
 } // namespace
 
-SwayAccessibility::SwayAccessibility(Sway::Ipc& ipc) : m_ipc(ipc), m_flushContext(std::make_unique<QObject>()) {}
+SwayAccessibility::SwayAccessibility(Sway::Ipc& ipc) : m_ipc(ipc), m_flushContext(std::make_unique<QObject>())
+{}
 
 SwayAccessibility::~SwayAccessibility()
 {
@@ -255,7 +256,8 @@ AXError SwayAccessibility::writeSize(Size size)
         QStringLiteral("resize set width %1 px height %2 px").arg(number(size.width), number(size.height));
     const auto position = std::exchange(placement.pendingPosition, std::nullopt);
     if (position)
-        commands += QStringLiteral(", move absolute position %1 px %2 px").arg(number(position->x), number(position->y));
+        commands +=
+            QStringLiteral(", move absolute position %1 px %2 px").arg(number(position->x), number(position->y));
     return place(commands, position, size);
 }
 

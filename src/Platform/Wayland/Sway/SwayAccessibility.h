@@ -65,8 +65,8 @@ private:
         bool floatedByUs = false;
         bool failed = false;
         bool retiled = false;
-        bool sized = false;                     // a size went out: later positions go at once
-        std::optional<Point> pendingPosition;   // waits for the size that usually follows
+        bool sized = false;                   // a size went out: later positions go at once
+        std::optional<Point> pendingPosition; // waits for the size that usually follows
     };
     std::optional<Placement> m_placement;
     std::unique_ptr<QObject> m_flushContext;

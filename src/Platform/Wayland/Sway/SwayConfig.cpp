@@ -197,7 +197,8 @@ struct Scanner {
 
     void include(const QString& pattern, const QString& from, int depth)
     {
-        if (depth >= maxIncludeDepth)
+        // No path holds a NUL; sway's own expansion refuses it too.
+        if (depth >= maxIncludeDepth || pattern.contains(QChar(0)))
             return;
         for (const QString& path : includePaths(pattern, from)) {
             // sway reads each file once, whatever includes it again.

@@ -20,7 +20,7 @@ namespace {
 constexpr const char* requestFailedMessage = "sway IPC: request %u failed: %{public}s";
 constexpr const char* goneMessage = "sway IPC: the compositor at %{public}s has gone away";
 constexpr const char* reopenedMessage = "sway IPC: event connection to %{public}s lost and reopened";
-constexpr std::size_t readChunk = 64 * 1024;
+constexpr std::size_t readChunk = std::size_t(64) * 1024;
 
 int msLeft(IpcSocket::Clock::time_point deadline)
 {

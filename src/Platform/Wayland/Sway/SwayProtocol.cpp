@@ -133,7 +133,7 @@ std::optional<std::vector<T>> readList(const QByteArray& reply, const char* what
     }
     std::vector<T> list;
     bool skipped = false;
-    for (const QJsonValue& entry : document->array()) {
+    for (const auto& entry : document->array()) {
         auto item = entry.isObject() ? read(entry.toObject()) : std::nullopt;
         if (item)
             list.push_back(std::move(*item));
@@ -204,7 +204,7 @@ FrameReader::Status FrameReader::next(Frame& out)
         return Status::needMore;
     out.type = qFromLittleEndian<std::uint32_t>(m_buffer.constData() + magicSize + 4);
     out.payload = m_buffer.mid(qsizetype(headerSize), qsizetype(length));
-    m_buffer.remove(0, qsizetype(headerSize + length));
+    m_buffer.remove(0, qsizetype(headerSize) + qsizetype(length));
     return Status::frame;
 }
 

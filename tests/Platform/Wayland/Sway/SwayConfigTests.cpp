@@ -59,7 +59,9 @@ TEST(SwayConfigScanner, ResolvesVariablesIncludesBlocksAndModes)
          "set $mod Mod4\nset $term foot\n# bindsym $mod+x nothing\n    bindsym $mod+Return exec $term\n",
          {},
          {"default||Mod4+Return|exec foot|" + main + ":4"}},
-        {"the longest variable name wins", "set $m Mod1\nset $mod Mod4\nbindsym $mod+x exec $m\n", {},
+        {"the longest variable name wins",
+         "set $m Mod1\nset $mod Mod4\nbindsym $mod+x exec $m\n",
+         {},
          {"default||Mod4+x|exec Mod1|" + main + ":3"}},
         {"flags, bindcode and a continued line",
          "bindsym --release --no-repeat Mod4+x \\\n  exec a\nbindcode Mod4+36 exec b\n",
@@ -106,10 +108,10 @@ TEST(SwayKeymap, TranslatesSwaysNotationBothWays)
         {"Ctrl+Mod1+Left", false, KeyCombination{123, ctrl | alt}},
         {"Control+Alt+Delete", false, KeyCombination{117, ctrl | alt}},
         {"Mod4+36", true, KeyCombination{36, cmd}},
-        {"Mod4+1", true, std::nullopt},        // below the first key code
-        {"button1", false, std::nullopt},      // a mouse button
-        {"Mod2+a", false, std::nullopt},       // Num Lock: no such shortcut modifier
-        {"Super+a", false, std::nullopt},      // not one of sway's modifier names
+        {"Mod4+1", true, std::nullopt},   // below the first key code
+        {"button1", false, std::nullopt}, // a mouse button
+        {"Mod2+a", false, std::nullopt},  // Num Lock: no such shortcut modifier
+        {"Super+a", false, std::nullopt}, // not one of sway's modifier names
         {"Mod4+NoSuchKey", false, std::nullopt},
         {"Mod4+", false, std::nullopt},
     };

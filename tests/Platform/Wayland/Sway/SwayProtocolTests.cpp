@@ -32,13 +32,16 @@ TEST(SwayFraming, CutsAStreamIntoFramesAndRefusesWhatIsNotOne)
         std::vector<FrameReader::Status> expected;
     };
     const Row rows[] = {
-        {"two frames at once", two, {FrameReader::Status::frame, FrameReader::Status::frame, FrameReader::Status::needMore}},
+        {"two frames at once",
+         two,
+         {FrameReader::Status::frame, FrameReader::Status::frame, FrameReader::Status::needMore}},
         {"half a header", two.left(9), {FrameReader::Status::needMore}},
         {"a header, half a payload", two.left(15), {FrameReader::Status::needMore}},
         {"wrong magic, seen early", QByteArray("i3-ipx"), {FrameReader::Status::corrupt}},
         {"wrong magic in a whole header", header("I3-IPC", 0, 0), {FrameReader::Status::corrupt}},
         {"a length past the bound", header("i3-ipc", maxPayloadSize + 1, 0), {FrameReader::Status::corrupt}},
-        {"a length at the bound waits for its bytes", header("i3-ipc", maxPayloadSize, 0),
+        {"a length at the bound waits for its bytes",
+         header("i3-ipc", maxPayloadSize, 0),
          {FrameReader::Status::needMore}},
     };
     for (const Row& row : rows) {
@@ -92,8 +95,8 @@ TEST(SwayReplies, FindsTheFocusedWindowOrSafelyNothing)
         int logLines;
     };
     const Row rows[] = {
-        {"a focused floating window", node("root", 1, "", node("output", 2, "", node("workspace", 3, "", window))), true,
-         0},
+        {"a focused floating window", node("root", 1, "", node("output", 2, "", node("workspace", 3, "", window))),
+         true, 0},
         {"the focus on an empty workspace", node("root", 1, "", node("output", 2, "", workspace)), false, 0},
         {"no focus at all", node("root", 1), false, 0},
         {"not JSON", "{\"nodes\": [", false, 1},
