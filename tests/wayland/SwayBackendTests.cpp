@@ -15,6 +15,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QImage>
+#include <QJsonObject>
 #include <QThread>
 #include <QTimer>
 
@@ -144,14 +145,12 @@ TEST_F(SwayBackendTest, FocusedWindowAndVisibleFrameWithAndWithoutABar)
     }
 }
 
-// The grid's worked frames (3 x 2 on 0, 25, 1440, 875) reached exactly: a tiled terminal made
-// floating by the first move, then moved between cells of different sizes, and a Qt window.
+// The grid's worked frames (3 x 2 on 0, 25, 1440, 875) reached exactly: a tiled terminal and a
+// tiled Qt window made floating by their first move, then moves between cells of different sizes.
 TEST_F(SwayBackendTest, PlacesWindowsOnTheWorkedFramesExactly)
 {
     start({1440, 900, bottomBar});
     ASSERT_TRUE(spin([&] { return screens->screens().at(0)->visibleFrame() == Rect{0, 25, 1440, 875}; }));
-    const auto foot = session->startFoot(QStringLiteral("mosaro-foot"));
-    ASSERT_TRUE(foot);
     struct Row {
         double margin;
         GridCell anchor, extent;
@@ -162,35 +161,80 @@ TEST_F(SwayBackendTest, PlacesWindowsOnTheWorkedFramesExactly)
         {10, {0, 0}, {2, 1}, {10, 35, 1420, 855}}, {10, {2, 0}, {2, 0}, {962, 468, 468, 422}},
         {10, {1, 1}, {1, 1}, {488, 35, 464, 423}},
     };
-    for (const Row& row : rows) {
+    const auto foot = session->startFoot(QStringLiteral("mosaro-foot"));
+    const auto qt = session->startQtWindow(QStringLiteral("mosaro-qt"));
+    ASSERT_TRUE(foot && qt);
+    // sway takes a floating window's size from each answer of its client, so a move waits until
+    // the Qt client has answered the last configure, its tile's or its last move's (a person is
+    // never that quick).
+    const auto caughtUp = [&] {
+        const QJsonObject content = session->container(qt->id).value(QLatin1String("window_rect")).toObject();
+        const QString size = QStringLiteral("size %1x%2\n")
+                                 .arg(content.value(QLatin1String("width")).toInt())
+                                 .arg(content.value(QLatin1String("height")).toInt());
+        return spin([&] { return session->output(QStringLiteral(MOSARO_WAYLAND_CLIENT_NAME)).endsWith(size); });
+    };
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const Row& row = rows[i];
+        SCOPED_TRACE(describe(row.frame).toStdString());
         const GridLayout grid{3, 2, screens->screens().at(0)->visibleFrame(), row.margin};
         ASSERT_EQ(grid.frameFor({row.anchor, row.extent}), row.frame);
+        // The terminal takes the first frame from its tile; the Qt window every other one.
+        const SwaySession::Window& target = i == 0 ? *foot : *qt;
+        ASSERT_TRUE(session->command(QStringLiteral("[con_id=%1] focus").arg(target.id)));
+        EXPECT_TRUE(caughtUp()); // before the first move: the two tiles' configures are answered
         const auto window = focused();
         ASSERT_TRUE(window);
+        EXPECT_EQ(window->processID, target.pid);
         ASSERT_TRUE(manipulator->move(*window, row.frame));
-        EXPECT_TRUE(spin([&] { return session->frameOf(foot->id) == layoutFrame(row.frame); }, 1000))
-            << describe(row.frame).toStdString();
-        EXPECT_EQ(session->container(foot->id).value(QLatin1String("type")).toString(), QStringLiteral("floating_con"));
+        EXPECT_EQ(session->frameOf(target.id), layoutFrame(row.frame));
+        EXPECT_EQ(session->container(target.id).value(QLatin1String("type")).toString(), QLatin1String("floating_con"));
         EXPECT_EQ(focused()->frame, row.frame);
-        // sway takes a floating window's size from each of the client's answers, so a placement
-        // right on the heels of the last one can be undone by the client's late answer to it. A
-        // person is never that quick.
-        spin([] { return false; }, 150);
     }
-    const auto qt = session->startQtWindow(QStringLiteral("mosaro-qt"));
-    ASSERT_TRUE(qt);
-    const auto window = focused();
-    ASSERT_TRUE(window);
-    EXPECT_EQ(window->processID, qt->pid);
-    ASSERT_TRUE(manipulator->move(*window, rows[0].frame));
-    EXPECT_TRUE(spin([&] { return session->frameOf(qt->id) == layoutFrame(rows[0].frame); }, 1000));
-    // The window is drawn there too: the client's colour fills the middle of the cell.
-    const Rect cell = layoutFrame(rows[0].frame);
+    EXPECT_TRUE(caughtUp());
+    EXPECT_EQ(session->frameOf(qt->id), layoutFrame(rows[std::size(rows) - 1].frame));
+    // The window is drawn there too: the client's colour fills the middle of its cell.
+    const Rect cell = layoutFrame(rows[std::size(rows) - 1].frame);
     EXPECT_TRUE(spin([&] {
         const QImage shot = session->screenshot(QStringLiteral("placed"));
         return !shot.isNull() && shot.pixelColor(int(cell.midpoint().x), int(cell.midpoint().y)) == QColor(40, 90, 160);
     }));
     EXPECT_EQ(logged("sway placed window"), 0);
+}
+
+// A write sway cannot take rolls back to where the window was: a tiled window stays tiled; a
+// frame sway settles differently is its answer, logged, without a rollback.
+TEST_F(SwayBackendTest, FailedPlacementsRollBackAndDifferentAnswersStand)
+{
+    start();
+    const auto foot = session->startFoot(QStringLiteral("mosaro-foot"));
+    ASSERT_TRUE(foot);
+    const auto before = session->frameOf(foot->id);
+    struct Row {
+        const char* name;
+        Rect frame;
+        bool moves;
+        int restores;
+        const char* type;
+    };
+    const Row rows[] = {
+        {"a size past any output", {0, 0, 2e6, 500}, false, 1, "con"},
+        {"a position past any output", {-3e6, 0, 400, 300}, false, 0, "con"},
+        {"a size under sway's minimum", {100, 100, 1, 1}, true, 0, "floating_con"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Log::Store::shared().clear();
+        const auto window = focused();
+        ASSERT_TRUE(window);
+        EXPECT_EQ(manipulator->move(*window, row.frame).hasValue(), row.moves);
+        EXPECT_EQ(logged("restoring original frame"), row.restores);
+        EXPECT_EQ(logged("sway placed window"), row.moves ? 1 : 0);
+        EXPECT_EQ(session->container(foot->id).value(QLatin1String("type")).toString(), QLatin1String(row.type));
+        if (!row.moves) {
+            EXPECT_EQ(session->frameOf(foot->id), before);
+        }
+    }
 }
 
 // The trigger as a run-time binding: it fires, survives a reload, and leaves with Mosaro.

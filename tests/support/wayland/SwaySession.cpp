@@ -273,6 +273,12 @@ std::optional<SwaySession::Window> SwaySession::startQtWindow(const QString& app
     return waitForWindow(appId, timeoutMs);
 }
 
+QString SwaySession::output(const QString& program) const
+{
+    QFile log(m_logs + QLatin1Char('/') + QFileInfo(program).fileName() + QStringLiteral(".log"));
+    return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()) : QString();
+}
+
 bool SwaySession::press(const QString& keys)
 {
     QStringList parts = keys.split(QLatin1Char('+'));

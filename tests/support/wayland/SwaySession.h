@@ -63,6 +63,8 @@ public:
     // A Qt window on the Wayland platform (the test client program).
     std::optional<Window> startQtWindow(const QString& appId, int timeoutMs = 10000);
     std::optional<Window> waitForWindow(const QString& appId, int timeoutMs);
+    // What a program started by `spawn` has printed so far.
+    QString output(const QString& program) const;
 
     // Keys through wtype, e.g. "logo+shift+Right" or "Escape"; waits until wtype is done.
     bool press(const QString& keys);

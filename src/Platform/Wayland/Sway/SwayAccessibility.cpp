@@ -206,26 +206,35 @@ AXError SwayAccessibility::setAttributeValue(const AXElementRef& element, const 
     const bool isPosition = attribute == AXAttribute::position;
     if (!isPosition && attribute != AXAttribute::size)
         return AXErrorCode::attributeUnsupported;
-    const auto kind = isPosition ? AXGeometry::Kind::point : AXGeometry::Kind::size;
-    if (!geometry || geometry->kind != kind || !usable(*geometry, !isPosition))
-        return AXErrorCode::illegalArgument;
-    if (m_placement && m_placement->id != *id)
+    if (m_placement && m_placement->id != *id) {
         flush();
+        m_placement.reset();
+    }
     if (!m_placement)
-        m_placement = Placement{*id, false, false, false, false, std::nullopt};
+        m_placement = Placement{*id, false, false, false, false, false, std::nullopt};
+    Placement& placement = *m_placement;
     m_focusedRead = false; // whatever was read no longer holds
     // After a failed write the writes that follow put the original frame back: a window we made
-    // floating goes back to its tile instead, which is where it was.
-    if (m_placement->failed && m_placement->floatedByUs) {
-        if (m_placement->retiled)
+    // floating goes back to its tile instead, which is where it was, and one nothing was sent
+    // for is where it was already.
+    if (placement.failed && (placement.floatedByUs || !placement.touched)) {
+        if (placement.retiled || !placement.floatedByUs)
             return AXErrorCode::success;
-        m_placement->retiled = true;
+        placement.retiled = true;
         return run(*id, QStringLiteral("floating disable"));
     }
-    const AXError code = isPosition ? writePosition({std::round(geometry->a), std::round(geometry->b)})
-                                    : writeSize({std::round(geometry->a), std::round(geometry->b)});
-    if (code != AXErrorCode::success)
-        m_placement->failed = true;
+    const auto kind = isPosition ? AXGeometry::Kind::point : AXGeometry::Kind::size;
+    AXError code = AXErrorCode::illegalArgument;
+    if (geometry && geometry->kind == kind && usable(*geometry, !isPosition)) {
+        code = isPosition ? writePosition({std::round(geometry->a), std::round(geometry->b)})
+                          : writeSize({std::round(geometry->a), std::round(geometry->b)});
+    }
+    if (code != AXErrorCode::success) {
+        // The restore that follows travels like a placement of its own.
+        placement.failed = true;
+        placement.sized = false;
+        placement.pendingPosition.reset();
+    }
     return code;
 }
 
@@ -279,6 +288,7 @@ AXError SwayAccessibility::place(const QString& commands, std::optional<Point> p
         return code;
     const bool floatFirst = !before.floating();
     std::vector<Sway::CommandResult> results;
+    placement.touched = true;
     const AXError code =
         run(placement.id, floatFirst ? QStringLiteral("floating enable, ") + commands : commands, &results);
     if (floatFirst && !results.empty() && results.front().success) {

@@ -186,7 +186,8 @@ struct Scanner {
         binding.byCode = kind == QLatin1String("bindcode");
         while (!words.isEmpty() && words.first().startsWith(QLatin1String("--")))
             binding.flags << words.takeFirst();
-        if (words.isEmpty())
+        // An empty combination ("") binds nothing; sway refuses the line.
+        if (words.isEmpty() || words.first().isEmpty())
             return;
         binding.combination = words.takeFirst();
         binding.command = words.join(QLatin1Char(' '));
