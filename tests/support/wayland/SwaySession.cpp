@@ -269,7 +269,13 @@ std::optional<SwaySession::Window> SwaySession::startFoot(const QString& appId, 
 
 std::optional<SwaySession::Window> SwaySession::startQtWindow(const QString& appId, int timeoutMs)
 {
-    spawn({QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH), appId}, {QStringLiteral("QT_QPA_PLATFORM=wayland")});
+    // A copy beside the session: the build folder may be closed to the unprivileged user.
+    const QString client =
+        m_base.path() + QLatin1Char('/') + QFileInfo(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH)).fileName();
+    if (!QFile::exists(client) &&
+        (!QFile::copy(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH), client) || !ownFile(client, false, 0755)))
+        return std::nullopt;
+    spawn({client, appId}, {QStringLiteral("QT_QPA_PLATFORM=wayland")});
     return waitForWindow(appId, timeoutMs);
 }
 
