@@ -320,6 +320,8 @@ TEST_F(SwayBackendTest, AStoppedCompositorIsBoundedAndAVanishedOneEndsTheChannel
     ASSERT_TRUE(session->startFoot(QStringLiteral("mosaro-foot")));
     int gone = 0;
     ipc->onGone = [&] { ++gone; };
+    SwayAccessibilityTrust trust(*ipc, nullptr);
+    EXPECT_TRUE(trust.isProcessTrustedWithOptions(false));
     session->pauseCompositor();
     QElapsedTimer timer;
     timer.start();
@@ -336,6 +338,9 @@ TEST_F(SwayBackendTest, AStoppedCompositorIsBoundedAndAVanishedOneEndsTheChannel
     ASSERT_TRUE(spin([&] { return gone == 1; }));
     EXPECT_EQ(logged("has gone away"), 1);
     EXPECT_FALSE(focused());
+    EXPECT_FALSE(trust.isProcessTrustedWithOptions(false));
+    EXPECT_FALSE(trust.isProcessTrustedWithOptions(false));
+    EXPECT_EQ(logged("sway does not answer on"), 1); // said once, when trust turned into no
     EXPECT_EQ(logged("has gone away"), 1);
     EXPECT_EQ(gone, 1);
 }
