@@ -65,7 +65,7 @@ private:
         bool floatedByUs = false;
         bool failed = false;
         bool retiled = false;
-        bool touched = false; // a command went out for it
+        bool touched = false;                 // a command went out for it
         bool sized = false;                   // a size went out: later positions go at once
         std::optional<Point> pendingPosition; // waits for the size that usually follows
     };
