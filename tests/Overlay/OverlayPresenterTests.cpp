@@ -217,7 +217,7 @@ TEST_F(OverlayPresenterTest, RefusedTriggersEndTheirIntervalAndAnswer)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         trust.trusted = true;
-        defaults.values.clear();
+        defaults.values.remove(PermissionGate::promptFlagKey);
         manipulator.resolveError.reset();
         manipulator.window = tileable;
         row.arrange();

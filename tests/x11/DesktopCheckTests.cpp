@@ -1,6 +1,7 @@
 // `mosaro --check` and the binary without a display, run as a person runs them: the shipped
 // program on a private X server (or none), its standard output and exit code read back.
 
+#include "support/KeyCodes.h"
 #include "Platform/HotKeyService.h"
 #include "Platform/X11/X11Connection.h"
 #include "Platform/X11/X11HotKeyService.h"
@@ -27,7 +28,6 @@ using namespace mosaro::test;
 
 namespace {
 
-constexpr std::uint32_t kReturnKey = 36;   // Return, as a Carbon key code
 constexpr std::uint32_t kCommandKey = 256; // Command (Super), as a Carbon modifier
 
 QCoreApplication& coreApplication()
@@ -50,7 +50,7 @@ public:
     explicit OtherClientGrab(const QString& display) : m_connection(display), m_hotKeys(m_connection)
     {
         m_ok =
-            m_hotKeys.registerEventHotKey(kReturnKey, kCommandKey, EventHotKeyID{1, 1}, m_ref) == HotKeyStatus::noErr;
+            m_hotKeys.registerEventHotKey(keys::returnKey, kCommandKey, EventHotKeyID{1, 1}, m_ref) == HotKeyStatus::noErr;
     }
     bool ok() const { return m_ok; }
 

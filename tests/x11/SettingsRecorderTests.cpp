@@ -2,6 +2,7 @@
 // XTEST into the trigger's row move the system-wide grab, and the new combination pressed in
 // another window reaches the trigger's handler while the old one no longer does.
 
+#include "support/KeyCodes.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
 #include "Permission/OnboardingPresenter.h"
@@ -38,8 +39,6 @@ using namespace mosaro::test;
 
 namespace {
 
-constexpr std::uint16_t kReturn = 36;
-constexpr std::uint16_t kT = 17;
 
 // Whether another client may grab the combination on the root, that is, nobody holds it.
 bool grabbable(const QString& display, std::uint16_t macKeyCode, std::uint64_t flags)
@@ -84,9 +83,9 @@ TEST(SettingsRecorderOnX11, RecordingANewTriggerMovesTheSystemWideGrab)
 
     // The default trigger works from another application's window.
     ASSERT_TRUE(session.activateWindow(other->window));
-    ASSERT_TRUE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command));
+    ASSERT_TRUE(keyboard.sendKeyCombination(keys::returnKey, ModifierFlag::command));
     ASSERT_TRUE(waitFor([&] { return triggers == 1; })) << "Super+Return did not reach the trigger";
-    EXPECT_FALSE(grabbable(session.displayName(), kReturn, ModifierFlag::command));
+    EXPECT_FALSE(grabbable(session.displayName(), keys::returnKey, ModifierFlag::command));
 
     FakeLoginItems loginItems;
     FakeUpdateService updates;
@@ -106,33 +105,33 @@ TEST(SettingsRecorderOnX11, RecordingANewTriggerMovesTheSystemWideGrab)
 
         // The trigger's own keys are recorded, not answered.
         trigger->mainButton()->click();
-        ASSERT_TRUE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command));
+        ASSERT_TRUE(keyboard.sendKeyCombination(keys::returnKey, ModifierFlag::command));
         ASSERT_TRUE(waitFor([&] { return !trigger->isRecording(); })) << "the recorder saw no key";
         EXPECT_EQ(trigger->controlText(), QStringLiteral("Super+Return"));
         EXPECT_EQ(triggers, 1);
-        EXPECT_FALSE(grabbable(session.displayName(), kReturn, ModifierFlag::command)) << "grabbed again";
+        EXPECT_FALSE(grabbable(session.displayName(), keys::returnKey, ModifierFlag::command)) << "grabbed again";
 
         trigger->mainButton()->click();
         ASSERT_TRUE(trigger->isRecording());
         // Nothing is grabbed while the recorder listens: the old trigger reaches it as keys.
-        EXPECT_TRUE(grabbable(session.displayName(), kReturn, ModifierFlag::command));
-        ASSERT_TRUE(keyboard.sendKeyCombination(kT, ModifierFlag::control | ModifierFlag::option));
+        EXPECT_TRUE(grabbable(session.displayName(), keys::returnKey, ModifierFlag::command));
+        ASSERT_TRUE(keyboard.sendKeyCombination(keys::t, ModifierFlag::control | ModifierFlag::option));
         ASSERT_TRUE(waitFor([&] { return !trigger->isRecording(); })) << "the recorder saw no key";
         EXPECT_EQ(trigger->controlText(), QStringLiteral("Ctrl+Alt+T"));
         EXPECT_EQ(
             KeyboardShortcuts::getShortcut(nameFor(HotkeyAction::trigger)),
-            KeyboardShortcuts::Shortcut(KeyboardShortcuts::Key(kT), ModifierFlag::control | ModifierFlag::option));
+            KeyboardShortcuts::Shortcut(KeyboardShortcuts::Key(keys::t), ModifierFlag::control | ModifierFlag::option));
         EXPECT_EQ(triggers, 1);
         window->close();
     }
 
     // The grab moved: the new combination is ours, the old one free for anybody.
-    EXPECT_FALSE(grabbable(session.displayName(), kT, ModifierFlag::control | ModifierFlag::option));
-    EXPECT_TRUE(grabbable(session.displayName(), kReturn, ModifierFlag::command));
+    EXPECT_FALSE(grabbable(session.displayName(), keys::t, ModifierFlag::control | ModifierFlag::option));
+    EXPECT_TRUE(grabbable(session.displayName(), keys::returnKey, ModifierFlag::command));
     ASSERT_TRUE(session.activateWindow(other->window));
-    ASSERT_TRUE(keyboard.sendKeyCombination(kT, ModifierFlag::control | ModifierFlag::option));
+    ASSERT_TRUE(keyboard.sendKeyCombination(keys::t, ModifierFlag::control | ModifierFlag::option));
     EXPECT_TRUE(waitFor([&] { return triggers == 2; })) << "the new trigger did not fire";
-    ASSERT_TRUE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command));
+    ASSERT_TRUE(keyboard.sendKeyCombination(keys::returnKey, ModifierFlag::command));
     waitFor([] { return false; }, 300);
     EXPECT_EQ(triggers, 2) << "the old trigger still fires";
     KeyboardShortcuts::resetForTesting();

@@ -3,6 +3,7 @@
 // dialog. The real program on a private X server with trayer and openbox; each window is cut
 // out of the screen by its frame. Run through tests/x11/shell-screenshots.sh.
 
+#include "support/KeyCodes.h"
 #include "support/PrivateSessionBus.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
@@ -19,8 +20,6 @@ using namespace mosaro::test;
 
 namespace {
 
-constexpr std::uint16_t kDown = 125;
-constexpr std::uint16_t kReturn = 36;
 
 class Shots {
 public:
@@ -121,9 +120,9 @@ int main(int argc, char** argv)
     if (app.openTrayMenu().isEmpty())
         std::fprintf(stderr, "the tray menu did not open\n");
     shots.menu(QStringLiteral("tray-menu-no-window-manager"));
-    app.key(kDown);
-    app.key(kDown);
-    app.key(kReturn);
+    app.key(keys::down);
+    app.key(keys::down);
+    app.key(keys::returnKey);
 
     // With openbox the windows get their frames, and Mosaro can drive it.
     session.startWindowManager(QStringLiteral("openbox"));
@@ -139,8 +138,8 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "the tray menu did not open\n");
     shots.menu(QStringLiteral("tray-menu"));
     // Its first entry is About.
-    app.key(kDown);
-    app.key(kReturn);
+    app.key(keys::down);
+    app.key(keys::returnKey);
     shots.window(QStringLiteral("About Mosaro"), QStringLiteral("about-dialog"));
     return shots.failures() == 0 ? 0 : 1;
 }

@@ -1,3 +1,4 @@
+#include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 
 #include "Diagnostics/LogMessages.h"
@@ -16,7 +17,6 @@ namespace mosaro::test {
 namespace M = LogMessages;
 
 namespace {
-constexpr std::uint16_t kReturn = 36;
 } // namespace
 
 QString logPrefix(const char* format)
@@ -311,7 +311,7 @@ bool MosaroAppDriver::keys(const std::vector<Key>& sequence)
 bool MosaroAppDriver::openOverlay()
 {
     const int mark = logMark();
-    if (!key(kReturn, ModifierFlag::command) || !waitForLog(mark, logPrefix(M::panelPresented)))
+    if (!key(keys::returnKey, ModifierFlag::command) || !waitForLog(mark, logPrefix(M::panelPresented)))
         return false;
     return linesSince(mark, logPrefix(M::panelPresented)).front().contains(QStringLiteral("isKey=true"));
 }
