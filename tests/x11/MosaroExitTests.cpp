@@ -31,6 +31,8 @@ namespace M = mosaro::LogMessages;
 
 namespace {
 
+constexpr std::uint32_t kCarbonCommand = 0x100;
+
 
 std::string describeStatus(const std::optional<int>& status)
 {
