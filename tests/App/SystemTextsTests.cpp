@@ -11,9 +11,9 @@
 #include "Permission/UI/PermissionStatusBadge.h"
 #include "Platform/HostTexts.h"
 #include "Settings/SettingsPane.h"
-#include "support/SettingsWindowFixture.h"
 #include "Shortcuts/ShortcutConflict.h"
 #include "support/FakeOverlayPlatform.h"
+#include "support/SettingsWindowFixture.h"
 
 #include <QAbstractButton>
 #include <QGroupBox>
@@ -101,8 +101,7 @@ TEST_F(SystemTexts, EveryFixedTextIsWhatTheCodeProduces)
         {"log persistResizeFailed", "failed to persist resize: %s", M::persistResizeFailed},
         {"log overlayDismiss", "overlay dismiss", M::overlayDismiss},
         {"log spaceChanged", "active space changed while overlay visible — dismissing", M::spaceChanged},
-        {"log displaysChanged", "display configuration changed while overlay visible — dismissing",
-         M::displaysChanged},
+        {"log displaysChanged", "display configuration changed while overlay visible — dismissing", M::displaysChanged},
         {"log resignedKey", "overlay resigned key (focus lost) — dismissing", M::resignedKey},
         // permission, preferences, window manager, onboarding
         {"log permissionState", "permission state → %{public}s", M::permissionState},
@@ -148,11 +147,13 @@ TEST_F(SystemTexts, EveryFixedTextIsWhatTheCodeProduces)
          conflictAlertText(ShortcutConflict::withAction(HotkeyAction::confirm), commandT, "Move up").messageText},
         {"alert buttons", "Use Anyway|Cancel",
          conflictAlertText(ShortcutConflict::withAction(HotkeyAction::confirm), commandT, "Move up").buttons.join('|')},
-        {"alert action", "Super+T is already assigned to “Confirm placement” in Mosaro. Using it for Move up will "
-                         "leave “Confirm placement” without a binding.",
+        {"alert action",
+         "Super+T is already assigned to “Confirm placement” in Mosaro. Using it for Move up will "
+         "leave “Confirm placement” without a binding.",
          conflictAlertText(ShortcutConflict::withAction(HotkeyAction::confirm), commandT, "Move up").informativeText},
-        {"alert system", "Super+T is also used by your desktop for Spotlight. Using it for Move up here may "
-                         "interfere with that system shortcut.",
+        {"alert system",
+         "Super+T is also used by your desktop for Spotlight. Using it for Move up here may "
+         "interfere with that system shortcut.",
          conflictAlertText(ShortcutConflict::withSystemShortcut("Spotlight"), commandT, "Move up").informativeText},
         {"badge granted", "Granted", PermissionStatusBadge::label(PermissionState::granted())},
         {"badge denied", "Not granted", PermissionStatusBadge::label(PermissionState::denied(true))},
@@ -195,8 +196,8 @@ TEST_F(SystemTexts, EveryFixedTextIsWhatTheCodeProduces)
     for (const auto& entry : content.entries())
         menu << entry.title;
     AccessibilityStatusMonitor::shared().resetForTesting();
-    for (const char* title : {"About Mosaro", "Settings…", "Check for Updates…", "Copy Diagnostics", "Report a Bug…",
-                              "Quit Mosaro"})
+    for (const char* title :
+         {"About Mosaro", "Settings…", "Check for Updates…", "Copy Diagnostics", "Report a Bug…", "Quit Mosaro"})
         rows.push_back(shown("menu", menu, title));
 
     // The settings window, pane by pane, with one display connected and one remembered.
@@ -207,13 +208,26 @@ TEST_F(SystemTexts, EveryFixedTextIsWhatTheCodeProduces)
     ASSERT_TRUE(savePreferences(prefs, path));
     SettingsWindow& w = open();
     const QStringList general = shownTexts(&w);
-    for (const char* text : {"Mosaro Settings - General", "General", "Shortcuts", "About", "Startup",
-                             "Launch Mosaro at login", "Displays", "Use a different grid per display",
+    for (const char* text : {"Mosaro Settings - General",
+                             "General",
+                             "Shortcuts",
+                             "About",
+                             "Startup",
+                             "Launch Mosaro at login",
+                             "Displays",
+                             "Use a different grid per display",
                              "When off, the same grid is used everywhere. When on, configure each display "
                              "individually below.",
-                             "Grid", "Columns", "Rows", "Margin",
-                             "Uniform pixel gap between cells and around the screen edge.", "Legal",
-                             "Terms of Service", "Privacy Policy", "(not connected)", "Reset",
+                             "Grid",
+                             "Columns",
+                             "Rows",
+                             "Margin",
+                             "Uniform pixel gap between cells and around the screen edge.",
+                             "Legal",
+                             "Terms of Service",
+                             "Privacy Policy",
+                             "(not connected)",
+                             "Reset",
                              "Use the global grid for this display"})
         rows.push_back(shown("general pane", general, text));
     w.selectPane(SettingsPane::shortcuts);

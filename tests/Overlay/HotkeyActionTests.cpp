@@ -35,8 +35,7 @@ TEST_F(HotkeyActionTest, EveryOverlayActionIsBoundToTheKeyTheDecoderAnswers)
         if (!binding)
             continue;
         ++bound;
-        EXPECT_EQ(decodeOverlayKey(std::uint16_t(binding->carbonKeyCode), binding->modifiers()),
-                  overlayInput(action))
+        EXPECT_EQ(decodeOverlayKey(std::uint16_t(binding->carbonKeyCode), binding->modifiers()), overlayInput(action))
             << rawValue(action).toStdString();
     }
     EXPECT_EQ(bound, allHotkeyActions().size() - 1);

@@ -205,10 +205,15 @@ TEST_F(OverlayPresenterTest, RefusedTriggersEndTheirIntervalAndAnswer)
         {"permission lost at resolve",
          [&] { manipulator.resolveError = WindowManipulationError::accessibilityPermissionMissing(); }, "ax-denied", 1,
          0, 0},
-        {"resolve failed", [&] { manipulator.resolveError = WindowManipulationError::axCallFailed("AXFocusedWindow", -25200); },
+        {"resolve failed",
+         [&] { manipulator.resolveError = WindowManipulationError::axCallFailed("AXFocusedWindow", -25200); },
          "resolve-failed", 1, 0, 0},
         {"no window", [&] { manipulator.window.reset(); }, "no-window", 1, 0, 0},
-        {"window on no display", [&] { manipulator.window->frame = {5000, 5000, 100, 100}; }, "no-window", 1, 0, 0},
+        {"window on no display",
+         [&] {
+             manipulator.window->frame = {5000, 5000, 100, 100};
+         },
+         "no-window", 1, 0, 0},
         {"minimized window", [&] { manipulator.window->isMinimized = true; }, "not-tileable", 1, 0, 0},
         {"full-screen window", [&] { manipulator.window->isFullscreen = true; }, "not-tileable", 1, 0, 0},
         {"fixed-size window", [&] { manipulator.window->isResizable = false; }, "not-tileable", 1, 0, 0},
@@ -516,7 +521,7 @@ TEST_F(OverlayPresenterTest, JumpsWrapInDisplayOrderAndRestartAtTheCentre)
     p.proSettings.perDisplayGrids.overrides = {{"Beta", {6, 4}}};
     writePrefs(p);
 
-    pressTrigger();       // on Alpha (first of Alpha, Beta, Gamma)
+    pressTrigger();      // on Alpha (first of Alpha, Beta, Gamma)
     key(right, kOption); // 4 x 2 on Alpha
     key(right, kShift);
     key(right, kCommand | kShift);

@@ -1,8 +1,8 @@
-#include "support/KeyCodes.h"
 #include "KeyboardShortcuts/Key.h"
 #include "Overlay/OverlayKeyDecoder.h"
 #include "Settings/UI/ShortcutsPane.h"
 #include "Shortcuts/UI/ShortcutRecorderWidget.h"
+#include "support/KeyCodes.h"
 #include "support/SettingsWindowFixture.h"
 
 #include <QToolButton>

@@ -148,12 +148,20 @@ TEST_F(AppcastUpdateServiceTest, EachFailureEndsInAShortError)
     const QByteArray unreadable = "The update information from the server could not be read.";
     const QVariant feed = defaults.values.value(AppcastUpdateService::feedURLKey);
     const std::tuple<const char*, std::function<void()>, QByteArray> rows[] = {
-        {"not a feed", [&] { server.setResponse({200, "<html><body>Welcome to nginx!</body></html>", "text/html"}); },
+        {"not a feed",
+         [&] {
+             server.setResponse({200, "<html><body>Welcome to nginx!</body></html>", "text/html"});
+         },
          unreadable},
-        {"http error", [&] { server.setResponse({404, "not here", "text/plain"}); },
+        {"http error",
+         [&] {
+             server.setResponse({404, "not here", "text/plain"});
+         },
          "The update server answered with an error (HTTP 404)."},
         {"too large",
-         [&] { server.setResponse({200, QByteArray(AppcastUpdateService::maximumFeedBytes + 4096, 'x')}); },
+         [&] {
+             server.setResponse({200, QByteArray(AppcastUpdateService::maximumFeedBytes + 4096, 'x')});
+         },
          unreadable},
         {"not a web address",
          [&] { defaults.values[AppcastUpdateService::feedURLKey] = QStringLiteral("ftp://mosaro.example/a.xml"); },

@@ -1,10 +1,10 @@
 // `mosaro --check` and the binary without a display, run as a person runs them: the shipped
 // program on a private X server (or none), its standard output and exit code read back.
 
-#include "support/KeyCodes.h"
 #include "Platform/HotKeyService.h"
 #include "Platform/X11/X11Connection.h"
 #include "Platform/X11/X11HotKeyService.h"
+#include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
@@ -49,8 +49,8 @@ class OtherClientGrab {
 public:
     explicit OtherClientGrab(const QString& display) : m_connection(display), m_hotKeys(m_connection)
     {
-        m_ok =
-            m_hotKeys.registerEventHotKey(keys::returnKey, kCommandKey, EventHotKeyID{1, 1}, m_ref) == HotKeyStatus::noErr;
+        m_ok = m_hotKeys.registerEventHotKey(keys::returnKey, kCommandKey, EventHotKeyID{1, 1}, m_ref) ==
+               HotKeyStatus::noErr;
     }
     bool ok() const { return m_ok; }
 

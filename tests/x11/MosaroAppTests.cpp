@@ -47,7 +47,6 @@ namespace M = mosaro::LogMessages;
 
 namespace {
 
-
 constexpr std::uint64_t kNone = 0;
 constexpr std::uint64_t kShift = ModifierFlag::shift;
 constexpr std::uint64_t kAlt = ModifierFlag::option;
@@ -58,9 +57,10 @@ using Key = std::pair<std::uint16_t, std::uint64_t>;
 // Every overlay binding on the way to the region (0,0)-(1,1) of a 4 x 3 grid, from the centre of
 // 3 x 2; a key that did anything else would leave another region or size.
 const std::vector<Key> kEveryBinding{
-    {keys::up, kNone},     {keys::right, kNone},  {keys::down, kNone},  {keys::left, kNone},  {keys::left, kNone}, {keys::up, kNone},
-    {keys::right, kShift}, {keys::right, kShift}, {keys::left, kShift}, {keys::down, kShift}, {keys::up, kShift},  {keys::down, kShift},
-    {keys::right, kAlt},   {keys::right, kAlt},   {keys::left, kAlt},   {keys::down, kAlt},   {keys::down, kAlt},  {keys::up, kAlt},
+    {keys::up, kNone},  {keys::right, kNone},  {keys::down, kNone},   {keys::left, kNone},  {keys::left, kNone},
+    {keys::up, kNone},  {keys::right, kShift}, {keys::right, kShift}, {keys::left, kShift}, {keys::down, kShift},
+    {keys::up, kShift}, {keys::down, kShift},  {keys::right, kAlt},   {keys::right, kAlt},  {keys::left, kAlt},
+    {keys::down, kAlt}, {keys::down, kAlt},    {keys::up, kAlt},
 };
 const HighlightedRegion kEveryBindingRegion{{0, 0}, {1, 1}};
 

@@ -33,7 +33,6 @@ namespace {
 
 constexpr std::uint32_t kCarbonCommand = 0x100;
 
-
 std::string describeStatus(const std::optional<int>& status)
 {
     if (!status)

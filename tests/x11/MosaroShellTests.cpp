@@ -1,11 +1,11 @@
 // The application a person lives with, end to end: the real program on a private X server with
 // openbox, a tray (trayer) and a session bus of the test's own.
 
-#include "support/KeyCodes.h"
 #include "Diagnostics/DiagnosticsReport.h"
 #include "Diagnostics/LogMessages.h"
 #include "Platform/Linux/JournalLog.h"
 #include "Preferences/PreferencesFile.h"
+#include "support/KeyCodes.h"
 #include "support/PrivateSessionBus.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"

@@ -162,8 +162,8 @@ bool framed(const QWidget* widget)
 {
     X11Connection& x = g_session->connection();
     xcb_connection_t* c = x.connection();
-    const auto tree = x.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply,
-                                                      xcb_query_tree(c, xcb_window_t(widget->winId())));
+    const auto tree =
+        x.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, xcb_window_t(widget->winId())));
     if (!tree || (*tree)->parent == (*tree)->root)
         return false;
     const auto parent = x.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,

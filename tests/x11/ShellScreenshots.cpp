@@ -20,7 +20,6 @@ using namespace mosaro::test;
 
 namespace {
 
-
 class Shots {
 public:
     Shots(X11Session& session, MosaroAppDriver& app, QString folder)

@@ -126,7 +126,8 @@ TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
     EXPECT_EQ(recorder.events, expected);
 
     // Caps Lock, Num Lock, and both at once change nothing; another modifier on top does.
-    for (const auto& locks : std::vector<std::vector<std::uint16_t>>{{keys::capsLock}, {keys::keypadClear}, {keys::capsLock, keys::keypadClear}}) {
+    for (const auto& locks : std::vector<std::vector<std::uint16_t>>{
+             {keys::capsLock}, {keys::keypadClear}, {keys::capsLock, keys::keypadClear}}) {
         for (auto lock : locks)
             ASSERT_TRUE(keyboard.tap(lock));
         recorder.events.clear();
@@ -195,7 +196,8 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
             other.check(xcb_grab_key_checked(other.connection(), 0, other.root(), X11ModMask::mod4 | X11ModMask::mod2,
                                              returnKey, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
         EventHotKeyRef ref = 99;
-        EXPECT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref), HotKeyStatus::hotKeyExists);
+        EXPECT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref),
+                  HotKeyStatus::hotKeyExists);
         EXPECT_EQ(ref, 0u);
         EXPECT_TRUE(grabbable(session.displayName(), X11ModMask::mod4));
         EXPECT_TRUE(grabbable(session.displayName(), X11ModMask::mod4 | X11ModMask::lock));
@@ -293,8 +295,8 @@ TEST(XkbKeyboardLayoutTests, NamesKeysInTheCurrentLayout)
     EXPECT_EQ(layout.translateForDisplay(12), QStringLiteral("q"));
     EXPECT_EQ(layout.translateForDisplay(44), QStringLiteral("/"));
     // Keys that print nothing, and codes no key has.
-    for (std::uint16_t code : {keys::returnKey, std::uint16_t(53), std::uint16_t(123), keys::command, std::uint16_t(122),
-                               std::uint16_t(52), std::uint16_t(0xFFFF)})
+    for (std::uint16_t code : {keys::returnKey, std::uint16_t(53), std::uint16_t(123), keys::command,
+                               std::uint16_t(122), std::uint16_t(52), std::uint16_t(0xFFFF)})
         EXPECT_FALSE(layout.translateForDisplay(code).has_value()) << code;
 
     const QString setxkbmap = QStandardPaths::findExecutable(QStringLiteral("setxkbmap"));

@@ -1,5 +1,5 @@
-#include "support/KeyCodes.h"
 #include "support/x11/DesktopMatrix.h"
+#include "support/KeyCodes.h"
 
 #include "Diagnostics/LogMessages.h"
 #include "Platform/KeyEvent.h"
@@ -15,7 +15,6 @@ namespace mosaro::test {
 namespace M = mosaro::LogMessages;
 
 namespace {
-
 
 // A panel along the top, as most desktops have one (i3 keeps docks only at the top or bottom).
 constexpr double kDockHeight = 30;

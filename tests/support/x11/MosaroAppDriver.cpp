@@ -1,5 +1,5 @@
-#include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
+#include "support/KeyCodes.h"
 
 #include "Diagnostics/LogMessages.h"
 #include "Grid/GridLayout.h"
@@ -16,8 +16,7 @@ namespace mosaro::test {
 
 namespace M = LogMessages;
 
-namespace {
-} // namespace
+namespace {} // namespace
 
 QString logPrefix(const char* format)
 {
