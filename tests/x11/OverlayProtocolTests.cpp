@@ -1,6 +1,7 @@
 // The overlay seen from the X server: what Mosaro asks of it during a whole session (never a
 // request that reads pixels), and keys typed together with the trigger landing in the overlay.
 
+#include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
@@ -28,7 +29,6 @@ using namespace mosaro::test;
 
 namespace {
 
-constexpr std::uint16_t kReturn = 36, kEscape = 53, kLeft = 123, kRight = 124, kUp = 126;
 constexpr std::uint8_t xReturn = 36, xUp = 111, xLeft = 113, xSuper = 133;
 
 class OverlayProtocolTest : public ::testing::Test {
@@ -85,12 +85,12 @@ TEST_F(OverlayProtocolTest, NoRequestOfAWholeSessionReadsPixels)
     const ScreenRef screen = app->screenAt(0);
 
     ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString();
-    ASSERT_TRUE(app->keys({{kRight, 0}, {kUp, ModifierFlag::shift}, {kReturn, 0}}));
+    ASSERT_TRUE(app->keys({{keys::right, 0}, {keys::up, ModifierFlag::shift}, {keys::returnKey, 0}}));
     const Rect expected = app->expectedFrame(screen, {3, 2}, 0, {{2, 1}, {2, 0}});
     EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(window.window) == expected; }))
         << describe(session->outerFrame(window.window)).toStdString();
     ASSERT_TRUE(app->openOverlay());
-    ASSERT_TRUE(app->keys({{kLeft, 0}, {kEscape, 0}}));
+    ASSERT_TRUE(app->keys({{keys::left, 0}, {keys::escape, 0}}));
     ASSERT_TRUE(app->waitForNoOverlay());
     app->stop();
 
@@ -123,7 +123,7 @@ TEST_F(OverlayProtocolTest, KeysSentInOneBurstWithTheTriggerPlaceTheWindowExactl
         if (round > 0) {
             // Back somewhere else, with a key of the overlay typed at once after the trigger.
             ASSERT_TRUE(app->openOverlay());
-            ASSERT_TRUE(app->keys({{kRight, 0}, {kReturn, 0}}));
+            ASSERT_TRUE(app->keys({{keys::right, 0}, {keys::returnKey, 0}}));
             ASSERT_TRUE(session->waitUntil([&] { return session->outerFrame(window.window) != expected; }));
         }
         X11Connection& c = session->connection();
