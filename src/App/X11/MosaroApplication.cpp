@@ -11,7 +11,7 @@
 #include "App/X11/DesktopServices.h"
 #include "App/X11/TerminationGuard.h"
 #include "Diagnostics/DiagnosticsReport.h"
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
 #include "Permission/AccessibilityStatusMonitor.h"

@@ -1,6 +1,6 @@
 #include "Platform/X11/X11OverlayWindow.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Grid/ScreenGeometry.h"
 #include "Overlay/UI/OverlayView.h"
 #include "Platform/KeyCodeMap.h"

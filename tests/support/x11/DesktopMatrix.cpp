@@ -1,6 +1,6 @@
 #include "support/x11/DesktopMatrix.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11Properties.h"
 

@@ -1,6 +1,6 @@
 #include "support/x11/MosaroAppDriver.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Grid/GridLayout.h"
 #include "Grid/ScreenGeometry.h"
 #include "Platform/X11/XcbXkb.h"
