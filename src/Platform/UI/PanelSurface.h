@@ -82,7 +82,8 @@ public:
     std::function<void(const KeyEvent&)> onKey;
     // The hand-over completed: during settle() or later, from the event loop.
     std::function<void()> onHeld;
-    // The keyboard could not be had, or another window took it (the one it came from included).
+    // The keyboard could not be had, or it went elsewhere: another window became active, or the
+    // desktop ended the hand-over.
     std::function<void()> onLost;
 };
 
