@@ -2,8 +2,8 @@
 // lines and intervals, the keys and names others read, and the labels of every window and menu.
 #include "App/MenuContent.h"
 #include "Diagnostics/DiagnosticsReport.h"
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Permission/AccessibilityStatusMonitor.h"
 #include "Permission/PermissionState.h"

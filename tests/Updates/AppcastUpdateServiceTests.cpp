@@ -1,6 +1,6 @@
 #include "Updates/AppcastUpdateService.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeSystemInfo.h"
 #include "support/InMemoryDefaultsStore.h"

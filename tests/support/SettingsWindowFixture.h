@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Permission/OnboardingPresenter.h"
 #include "Permission/PermissionGate.h"
 #include "Permission/UI/OnboardingWidget.h"

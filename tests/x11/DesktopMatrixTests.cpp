@@ -6,7 +6,7 @@
 #include "support/KeyCodes.h"
 #include "support/x11/DesktopMatrix.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 

@@ -5,7 +5,7 @@
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Platform/KeyCodeMap.h"
 #include "Platform/KeyEvent.h"
 #include "Preferences/PreferencesFile.h"

@@ -2,7 +2,7 @@
 // openbox, a tray (trayer) and a session bus of the test's own.
 
 #include "Diagnostics/DiagnosticsReport.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Platform/Linux/JournalLog.h"
 #include "Preferences/PreferencesFile.h"
 #include "support/KeyCodes.h"

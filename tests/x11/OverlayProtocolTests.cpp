@@ -6,10 +6,11 @@
 #include "support/x11/X11Session.h"
 
 #include "Grid/ScreenGeometry.h"
+#include "Overlay/UI/PanelOverlayWindow.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/LocalEventMonitors.h"
 #include "Platform/NotificationCenter.h"
-#include "Platform/X11/X11OverlayWindow.h"
+#include "Platform/X11/X11PanelHost.h"
 #include "Platform/X11/X11ScreenList.h"
 #include "Platform/X11/XcbXkb.h"
 
@@ -157,7 +158,8 @@ TEST_F(OverlayProtocolTest, APanelTakesTheKeyboardFromTheEventLoopOnceAnotherCli
     X11ScreenList screens(connection);
     LocalEventMonitors monitors;
     NotificationCenter center;
-    X11OverlayWindowFactory factory(connection, screens, monitors, center, nullptr);
+    X11PanelHost host(connection, screens, nullptr);
+    PanelOverlayWindowFactory factory(host, monitors, center);
 
     X11Connection daemon(session->displayName());
     auto held = daemon.reply<xcb_grab_keyboard_reply_t>(

@@ -1,7 +1,7 @@
 #include "support/KeyCodes.h"
 #include "support/x11/X11Session.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/KeyCodeMap.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11HotKeyService.h"

@@ -1,7 +1,7 @@
 #include "support/x11/DesktopMatrix.h"
 #include "support/KeyCodes.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11Properties.h"
 

@@ -1,7 +1,7 @@
 #include "support/x11/MosaroAppDriver.h"
 #include "support/KeyCodes.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Grid/GridLayout.h"
 #include "Grid/ScreenGeometry.h"
 #include "Platform/X11/XcbXkb.h"
