@@ -46,7 +46,7 @@ test-desktops: build
 	@cd build && ctest --output-on-failure -R 'Desktops/'
 
 test-unit: build
-	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
+	@cd build && ctest --output-on-failure -j $(JOBS) -LE 'x11|wayland'
 
 # The Debian package in build/package/, and lintian's verdict on it (errors fail).
 package: build
@@ -54,8 +54,10 @@ package: build
 	@cd build && cpack -G DEB >/dev/null
 	@ls build/package/mosaro_*.deb
 
+# lintian's verdict, then the package installed with apt and run in the Debian 13 root.
 package-check: package
 	@lintian --fail-on error build/package/mosaro_*.deb && echo "lintian: no errors"
+	@tests/Install/check_package_in_root.sh build/package/mosaro_*.deb
 
 lint: build
 	@scripts/lint.sh

@@ -10,7 +10,7 @@
 //                [--idle-seconds N] [--sessions N] [--out FILE] [--plot-data FILE]
 //                [--screenshots DIR] [--smoke]
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 

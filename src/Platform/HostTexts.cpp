@@ -6,6 +6,12 @@ namespace mosaro {
 
 namespace {
 
+struct HostTextEntry {
+    HostText id;
+    const char* original; // as first written, kept for reviews of the wording
+    const char* linux;    // what Mosaro shows
+};
+
 constexpr std::array kTable{
     HostTextEntry{HostText::welcomeSubtitle, "A keyboard-driven window tiler for macOS.",
                   "A keyboard-driven window tiler for Linux desktops."},
@@ -92,6 +98,17 @@ constexpr std::array kTable{
                   "Mosaro hasn't looked for a window manager yet."},
 };
 
+// The table is indexed by the enumeration: an entry out of place would show another text.
+constexpr bool inEnumerationOrder()
+{
+    for (std::size_t i = 0; i < kTable.size(); ++i) {
+        if (static_cast<std::size_t>(kTable[i].id) != i)
+            return false;
+    }
+    return kTable.size() == static_cast<std::size_t>(HostText::permissionNotDeterminedTooltip) + 1;
+}
+static_assert(inEnumerationOrder());
+
 const HostTextEntry& entry(HostText id)
 {
     return kTable[static_cast<std::size_t>(id)];
@@ -99,19 +116,9 @@ const HostTextEntry& entry(HostText id)
 
 } // namespace
 
-std::span<const HostTextEntry> hostTextTable()
-{
-    return kTable;
-}
-
 QString hostText(HostText id)
 {
     return QString::fromUtf8(entry(id).linux);
-}
-
-QString originalHostText(HostText id)
-{
-    return QString::fromUtf8(entry(id).original);
 }
 
 } // namespace mosaro

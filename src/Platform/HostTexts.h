@@ -2,8 +2,6 @@
 
 #include <QString>
 
-#include <span>
-
 namespace mosaro {
 
 // Texts a person sees that name a facility of the platform Mosaro was first written for (its
@@ -63,18 +61,7 @@ enum class HostText {
     permissionNotDeterminedTooltip,
 };
 
-struct HostTextEntry {
-    HostText id;
-    const char* original; // as first written
-    const char* linux;    // what Mosaro shows
-};
-
-// The whole table, in the order of the enumeration.
-std::span<const HostTextEntry> hostTextTable();
-
 // What Mosaro shows for the text.
 QString hostText(HostText id);
-// The text as first written, for tests and reviews of the table.
-QString originalHostText(HostText id);
 
 } // namespace mosaro

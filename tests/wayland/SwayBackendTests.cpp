@@ -1,4 +1,4 @@
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Grid/GridLayout.h"
 #include "Grid/ScreenGeometry.h"
 #include "Platform/KeyEvent.h"

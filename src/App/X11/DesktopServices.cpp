@@ -1,6 +1,6 @@
 #include "App/X11/DesktopServices.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/Linux/JournalLog.h"
 
 #include <QApplication>

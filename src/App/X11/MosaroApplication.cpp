@@ -11,9 +11,10 @@
 #include "App/X11/DesktopServices.h"
 #include "App/X11/TerminationGuard.h"
 #include "Diagnostics/DiagnosticsReport.h"
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
+#include "Overlay/UI/PanelOverlayWindow.h"
 #include "Permission/AccessibilityStatusMonitor.h"
 #include "Permission/OnboardingPresenter.h"
 #include "Permission/UI/OnboardingWidget.h"
@@ -33,7 +34,7 @@
 #include "Platform/X11/X11Connection.h"
 #include "Platform/X11/X11DesktopWatcher.h"
 #include "Platform/X11/X11HotKeyService.h"
-#include "Platform/X11/X11OverlayWindow.h"
+#include "Platform/X11/X11PanelHost.h"
 #include "Platform/X11/X11ScreenList.h"
 #include "Platform/X11/XkbKeyboardLayout.h"
 #include "Preferences/PreferencesFile.h"
@@ -62,7 +63,7 @@ struct MosaroApplication::Services {
         : connection(std::move(x11)), screens(*connection), accessibility(*connection), trust(*connection),
           beeper(*connection), hotKeys(*connection), layout(*connection),
           watcher(*connection, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter()),
-          panels(*connection, screens, monitors, NotificationCenter::defaultCenter(), &hotKeys),
+          panelHost(*connection, screens, &hotKeys), panels(panelHost, monitors, NotificationCenter::defaultCenter()),
           welcomeWindows(NotificationCenter::defaultCenter()),
           help([this] { return describeWindowManager(*connection); }),
           delegate(AppEnvironment{
@@ -101,7 +102,8 @@ struct MosaroApplication::Services {
     DesktopUrlOpener urlOpener;
     X11Application application;
     X11DesktopWatcher watcher;
-    X11OverlayWindowFactory panels;
+    X11PanelHost panelHost;
+    PanelOverlayWindowFactory panels;
     QtOnboardingWindowFactory welcomeWindows;
     WindowManagerHelp help;
     AppDelegate delegate;

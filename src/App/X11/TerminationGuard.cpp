@@ -1,6 +1,6 @@
 #include "App/X11/TerminationGuard.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/X11/X11Connection.h"
 
 #include <QCoreApplication>

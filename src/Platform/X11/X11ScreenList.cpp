@@ -1,6 +1,6 @@
 #include "Platform/X11/X11ScreenList.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/X11/X11VisibleFrame.h"
 
 #include <QAbstractEventDispatcher>

@@ -39,11 +39,6 @@ std::uint64_t flagOfModifierKey(std::uint16_t code)
     }
 }
 
-bool isModifierKey(std::uint16_t code)
-{
-    return code >= 54 && code <= 63;
-}
-
 } // namespace
 
 std::optional<KeyEvent> keyEventFromQt(const QKeyEvent& event)
@@ -57,7 +52,7 @@ std::optional<KeyEvent> keyEventFromQt(const QKeyEvent& event)
     // The X state is the one before this key: a modifier key's own bit comes from the key itself.
     std::uint64_t flags = modifierFlagsFromX11State(static_cast<std::uint16_t>(event.nativeModifiers() & 0xFFFF));
     const bool press = event.type() == QEvent::KeyPress;
-    if (isModifierKey(*code)) {
+    if (isModifierKeyCode(*code)) {
         const std::uint64_t own = flagOfModifierKey(*code);
         flags = press ? (flags | own) : (flags & ~own);
         return KeyEvent{KeyEvent::Type::flagsChanged, *code, flags};

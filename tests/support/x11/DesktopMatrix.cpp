@@ -1,6 +1,7 @@
 #include "support/x11/DesktopMatrix.h"
+#include "support/KeyCodes.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11Properties.h"
 
@@ -14,12 +15,6 @@ namespace mosaro::test {
 namespace M = mosaro::LogMessages;
 
 namespace {
-
-constexpr std::uint16_t kReturn = 36;
-constexpr std::uint16_t kLeft = 123;
-constexpr std::uint16_t kRight = 124;
-constexpr std::uint16_t kDown = 125;
-constexpr std::uint16_t kUp = 126;
 
 // A panel along the top, as most desktops have one (i3 keeps docks only at the top or bottom).
 constexpr double kDockHeight = 30;
@@ -189,8 +184,8 @@ void DesktopMatrixTest::placeClient(const DesktopClient& client, Scenario scenar
     const HighlightedRegion region =
         bottomRight ? HighlightedRegion{{2, 1}, {2, 1}} : HighlightedRegion{{0, 0}, {0, 0}};
     const Rect expected = app->expectedFrame(app->screenAt(0), {3, 2}, 0, region);
-    const QString log = bottomRight ? commitWith({{kDown, 0}, {kRight, 0}, {kReturn, 0}})
-                                    : commitWith({{kUp, 0}, {kLeft, 0}, {kReturn, 0}});
+    const QString log = bottomRight ? commitWith({{keys::down, 0}, {keys::right, 0}, {keys::returnKey, 0}})
+                                    : commitWith({{keys::up, 0}, {keys::left, 0}, {keys::returnKey, 0}});
     EXPECT_TRUE(log.contains(logPrefix(M::commitMove))) << log.toStdString();
 
     Rect actual;

@@ -124,6 +124,13 @@ public:
     // The whole screen as the server shows it; null when it could not be read.
     QImage screenshot();
 
+    // Runs the action and waits until the drawing it caused is done: the server reported damage
+    // somewhere on the screen (any window's drawing counts on the root), then none for quietMs.
+    // False when nothing was drawn within the time. whileWaiting runs between checks (a test
+    // whose own windows draw turns its event loop there).
+    bool waitForDrawing(const std::function<void()>& action, int quietMs = 150, int timeoutMs = 5000,
+                        const std::function<void()>& whileWaiting = {});
+
     // Polls the condition (processing events in between) until it holds or the time is up.
     bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 5000);
 

@@ -1,6 +1,6 @@
 #include "Platform/Wayland/Sway/SwayAccessibility.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <QThread>
 #include <QTimer>

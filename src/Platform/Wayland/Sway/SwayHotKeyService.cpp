@@ -1,6 +1,6 @@
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 #include "Platform/Wayland/Sway/SwayIpc.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <QAbstractEventDispatcher>
 #include <QSocketNotifier>

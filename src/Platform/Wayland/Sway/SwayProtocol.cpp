@@ -1,6 +1,6 @@
 #include "Platform/Wayland/Sway/SwayProtocol.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

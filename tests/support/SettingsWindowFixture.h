@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Permission/OnboardingPresenter.h"
 #include "Permission/PermissionGate.h"
 #include "Permission/UI/OnboardingWidget.h"
@@ -30,7 +30,7 @@ namespace mosaro::test {
 inline void ensureApplication()
 {
     static int argc = 1;
-    static char name[] = "mosaro_settings_ui_tests";
+    static char name[] = "mosaro-settings-window-tests";
     static char* argv[] = {name, nullptr};
     if (QApplication::instance())
         return;
@@ -116,8 +116,8 @@ inline std::shared_ptr<AlertAnswer> answerNextAlert(const QString& button)
 class UrlCatcher : public QObject {
     Q_OBJECT
 public:
-    UrlCatcher() { QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "open"); }
-    ~UrlCatcher() override { QDesktopServices::unsetUrlHandler(QStringLiteral("https")); }
+    UrlCatcher();
+    ~UrlCatcher() override;
     QStringList opened;
 public Q_SLOTS:
     void open(const QUrl& url) { opened.push_back(url.toString()); }

@@ -1,4 +1,4 @@
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,5 +1,5 @@
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 
 #include <gtest/gtest.h>
 
@@ -22,93 +22,67 @@ protected:
     void TearDown() override { Log::setMinimumLevel(Log::Level::info); }
 };
 
-TEST(LogCompose, FormatsEveryConversionWithPrivacy)
+// One argument through one conversion, as printf would narrow and spell it, with privacy.
+TEST(LogCompose, ConversionsNarrowLikePrintfAndKeepTextsPrivate)
 {
     using Log::Arg;
-    EXPECT_EQ(Log::compose("AX set %{public}s failed: %d", {Arg(QStringLiteral("AXSize")), Arg(std::int64_t(-25200))}),
-              "AX set AXSize failed: -25200");
-    EXPECT_EQ(Log::compose("overlay show: window=%{private}s display=%s",
-                           {Arg(QStringLiteral("Secret")), Arg(QStringLiteral("(0, 0, 1, 1)"))}),
-              "overlay show: window=<private> display=<private>");
-    EXPECT_EQ(Log::compose("a=%{bool}d b=%{bool,public}d c=%d", {Arg(true), Arg(false), Arg(true)}),
-              "a=true b=false c=1");
-    EXPECT_EQ(Log::compose("persisted global resize: %ld×%ld", {Arg(std::int64_t(4)), Arg(std::int64_t(3))}),
-              "persisted global resize: 4×3");
-    EXPECT_EQ(Log::compose("keyCode=%hu", {Arg(std::int64_t(65536 + 36))}), "keyCode=36");
-    EXPECT_EQ(Log::compose("100%% of %s", {Arg(QStringLiteral("x"))}, /*revealPrivate*/ true), "100% of x");
-    EXPECT_EQ(Log::compose("%d and %d", {Arg(std::int64_t(1))}), "1 and <missing>");
-}
-
-TEST(LogCompose, NumbersNarrowLikePrintfAndOddValuesHaveOneSpelling)
-{
-    using Log::Arg;
-    const auto one = [](const char* format, Arg arg) { return Log::compose(format, {std::move(arg)}); };
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double inf = std::numeric_limits<double>::infinity();
-
-    // Negative values for unsigned conversions, and values beyond the length modifier's type.
-    EXPECT_EQ(one("%u", Arg(std::int64_t(-1))), "4294967295");
-    EXPECT_EQ(one("%lu", Arg(std::int64_t(-1))), "18446744073709551615");
-    EXPECT_EQ(one("%hu", Arg(std::int64_t(-1))), "65535");
-    EXPECT_EQ(one("%hhu", Arg(std::int64_t(300))), "44");
-    EXPECT_EQ(one("%d", Arg(std::int64_t(4294967296 + 5))), "5");
-    EXPECT_EQ(one("%d", Arg(std::int64_t(2147483648))), "-2147483648");
-    EXPECT_EQ(one("%ld", Arg(std::numeric_limits<std::uint64_t>::max())), "-1");
-    EXPECT_EQ(one("%lu", Arg(std::numeric_limits<std::uint64_t>::max())), "18446744073709551615");
-    EXPECT_EQ(one("%ld", Arg(std::numeric_limits<std::int64_t>::min())), "-9223372036854775808");
-    EXPECT_EQ(one("%hd", Arg(std::int64_t(-32768))), "-32768");
-    EXPECT_EQ(one("%lx", Arg(std::int64_t(-2))), "fffffffffffffffe");
-
-    // Floating values for integer conversions: truncated, held within the type, never UB.
-    EXPECT_EQ(one("%d", Arg(nan)), "nan");
-    EXPECT_EQ(one("%d", Arg(-inf)), "-inf");
-    EXPECT_EQ(one("%lu", Arg(inf)), "inf");
-    EXPECT_EQ(one("%d", Arg(2.9)), "2");
-    EXPECT_EQ(one("%d", Arg(-2.9)), "-2");
-    EXPECT_EQ(one("%d", Arg(1e300)), "2147483647");
-    EXPECT_EQ(one("%ld", Arg(-1e300)), "-9223372036854775808");
-    EXPECT_EQ(one("%lu", Arg(1e300)), "18446744073709551615");
-    EXPECT_EQ(one("%u", Arg(-5.0)), "0");
-    EXPECT_EQ(one("%hd", Arg(40000.0)), "32767");
-
-    // Floating conversions print as printf in the C locale; integers are converted to them.
-    EXPECT_EQ(one("%f", Arg(1.5)), "1.500000");
-    EXPECT_EQ(one("%.2f", Arg(2.0 / 3.0)), "0.67");
-    EXPECT_EQ(one("%e", Arg(12345.678)), "1.234568e+04");
-    EXPECT_EQ(one("%g", Arg(0.0001)), "0.0001");
-    EXPECT_EQ(one("%g", Arg(1e20)), "1e+20");
-    EXPECT_EQ(one("%f", Arg(std::int64_t(-3))), "-3.000000");
-    EXPECT_EQ(one("%.0f", Arg(std::numeric_limits<std::uint64_t>::max())), "18446744073709551616");
-    EXPECT_EQ(one("%f", Arg(nan)), "nan");
-    EXPECT_EQ(one("%F", Arg(-inf)), "-INF");
-    EXPECT_EQ(one("%.1f", Arg(-0.0)), "-0.0");
-    EXPECT_EQ(one("%a", Arg(1.0)), "0x1p+0");
-    EXPECT_EQ(one("%f", Arg(1e308)).size(), 309u + 7u);
-
-    // Flags, width and precision; widths are capped so that no format asks for unbounded text.
-    EXPECT_EQ(one("[%5d]", Arg(std::int64_t(42))), "[   42]");
-    EXPECT_EQ(one("[%-5d]", Arg(std::int64_t(42))), "[42   ]");
-    EXPECT_EQ(one("[%05d]", Arg(std::int64_t(-42))), "[-0042]");
-    EXPECT_EQ(one("[%+d]", Arg(std::int64_t(7))), "[+7]");
-    EXPECT_EQ(one("[%.3d]", Arg(std::int64_t(7))), "[007]");
-    EXPECT_EQ(one("[%#x]", Arg(std::int64_t(255))), "[0xff]");
-    EXPECT_EQ(one("[%#o]", Arg(std::int64_t(8))), "[010]");
-    EXPECT_EQ(one("[%X]", Arg(std::int64_t(255))), "[FF]");
-    EXPECT_EQ(one("%999999999999d", Arg(std::int64_t(1))).size(), 1024u);
-
-    // Numbers and Booleans are public wherever they appear; texts stay private in any conversion.
-    EXPECT_EQ(one("%s", Arg(std::int64_t(3))), "3");
-    EXPECT_EQ(one("%s", Arg(0.25)), "0.25");
-    EXPECT_EQ(one("%d", Arg(QStringLiteral("secret"))), "<private>");
-    EXPECT_EQ(one("%{public}.3s", Arg(QStringLiteral("display"))), "dis");
-    EXPECT_EQ(one("%{bool}d", Arg(nan)), "true");
-    EXPECT_EQ(one("%{bool}d", Arg(std::int64_t(0))), "false");
-
-    // Not a conversion: shown as written, no argument used. A format ending inside a
-    // specification keeps its tail.
-    EXPECT_EQ(Log::compose("%k %d", {Arg(std::int64_t(1))}), "%k 1");
-    EXPECT_EQ(Log::compose("x=%{public", {Arg(std::int64_t(1))}), "x=%{public");
-    EXPECT_EQ(Log::compose("x=%5", {Arg(std::int64_t(1))}), "x=%5");
+    const struct {
+        const char* format;
+        Arg arg;
+        const char* expected;
+    } rows[] = {
+        {"%{public}s failed", Arg(QStringLiteral("AXSize")), "AXSize failed"},
+        {"window=%{private}s", Arg(QStringLiteral("Secret")), "window=<private>"},
+        {"display=%s", Arg(QStringLiteral("(0, 0, 1, 1)")), "display=<private>"},
+        {"%d", Arg(QStringLiteral("secret")), "<private>"},
+        {"%{public}.3s", Arg(QStringLiteral("display")), "dis"},
+        {"a=%{bool}d", Arg(true), "a=true"},
+        {"%{bool,public}d", Arg(false), "false"},
+        {"%{bool}d", Arg(nan), "true"},
+        {"c=%d", Arg(true), "c=1"},
+        {"%ld×%ld", Arg(std::int64_t(4)), "4×<missing>"},
+        {"%hu", Arg(std::int64_t(65536 + 36)), "36"},
+        {"%u", Arg(std::int64_t(-1)), "4294967295"},
+        {"%lu", Arg(std::int64_t(-1)), "18446744073709551615"},
+        {"%hhu", Arg(std::int64_t(300)), "44"},
+        {"%d", Arg(std::int64_t(2147483648)), "-2147483648"},
+        {"%ld", Arg(std::numeric_limits<std::uint64_t>::max()), "-1"},
+        {"%ld", Arg(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808"},
+        {"%lx", Arg(std::int64_t(-2)), "fffffffffffffffe"},
+        {"%d", Arg(nan), "nan"},
+        {"%d", Arg(-inf), "-inf"},
+        {"%d", Arg(-2.9), "-2"},
+        {"%d", Arg(1e300), "2147483647"},
+        {"%lu", Arg(1e300), "18446744073709551615"},
+        {"%u", Arg(-5.0), "0"},
+        {"%hd", Arg(40000.0), "32767"},
+        {"%.2f", Arg(2.0 / 3.0), "0.67"},
+        {"%e", Arg(12345.678), "1.234568e+04"},
+        {"%g", Arg(1e20), "1e+20"},
+        {"%f", Arg(std::int64_t(-3)), "-3.000000"},
+        {"%F", Arg(-inf), "-INF"},
+        {"%.1f", Arg(-0.0), "-0.0"},
+        {"%a", Arg(1.0), "0x1p+0"},
+        {"[%-5d]", Arg(std::int64_t(42)), "[42   ]"},
+        {"[%05d]", Arg(std::int64_t(-42)), "[-0042]"},
+        {"[%+d]", Arg(std::int64_t(7)), "[+7]"},
+        {"[%.3d]", Arg(std::int64_t(7)), "[007]"},
+        {"[%#x]", Arg(std::int64_t(255)), "[0xff]"},
+        {"%s", Arg(0.25), "0.25"},
+        {"100%% of %d", Arg(std::int64_t(1)), "100% of 1"},
+        // Not a conversion: shown as written, no argument used; a cut specification keeps its tail.
+        {"%k %d", Arg(std::int64_t(1)), "%k 1"},
+        {"x=%{public", Arg(std::int64_t(1)), "x=%{public"},
+        {"x=%5", Arg(std::int64_t(1)), "x=%5"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Log::compose(row.format, {row.arg}), row.expected) << row.format;
+    EXPECT_EQ(Log::compose("%s", {Arg(QStringLiteral("x"))}, /*revealPrivate*/ true), "x");
+    // Widths are capped so that no format asks for unbounded text.
+    EXPECT_EQ(Log::compose("%999999999999d", {Arg(std::int64_t(1))}).size(), 1024);
+    EXPECT_EQ(Log::compose("%f", {Arg(1e308)}).size(), 309 + 7);
 }
 
 TEST(LogCompose, TextDoesNotDependOnTheProcessLocale)
@@ -121,20 +95,6 @@ TEST(LogCompose, TextDoesNotDependOnTheProcessLocale)
     EXPECT_EQ(Log::compose("%.2f %g %d", {Arg(1234.5), Arg(0.5), Arg(std::int64_t(1000000))}), "1234.50 0.5 1000000");
     std::setlocale(LC_ALL, before.c_str());
     (void)switched;
-}
-
-TEST_F(LogTest, KeepsCategoryLevelFormatAndArguments)
-{
-    Log::windowmanager().error(LogMessages::axSetFailed, QStringLiteral("AXSize"), -25200);
-    const auto entries = Log::Store::shared().entries();
-    ASSERT_EQ(entries.size(), 1u);
-    EXPECT_EQ(entries[0].category, "windowmanager");
-    EXPECT_EQ(entries[0].level, Log::Level::error);
-    EXPECT_EQ(entries[0].format, QString::fromUtf8(LogMessages::axSetFailed));
-    EXPECT_EQ(entries[0].message, "AX set AXSize failed: -25200");
-    ASSERT_EQ(entries[0].args.size(), 2u);
-    EXPECT_EQ(std::get<QString>(entries[0].args[0]), "AXSize");
-    EXPECT_EQ(std::get<std::int64_t>(entries[0].args[1]), -25200);
 }
 
 TEST_F(LogTest, DisabledLevelsNeverFormatTheirArguments)
@@ -274,13 +234,6 @@ TEST_F(LogTest, PrivateDataSwitchRevealsOnlyWhereTheUserReadsTheLog)
     EXPECT_TRUE(Log::enablePrivateDataIfRequested({"mosaro"}));
     qunsetenv("MOSARO_LOG_PRIVATE");
     Log::setRevealPrivate(false);
-}
-
-TEST(LogCategories, ReportReadsSixCategoriesWithoutOnboarding)
-{
-    EXPECT_EQ(Log::reportCategories(),
-              (QStringList{"lifecycle", "overlay", "permission", "preferences", "windowmanager", "perf"}));
-    EXPECT_EQ(Log::onboarding().category(), "onboarding");
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "Grid/GridSizeChoice.h"
+#include "Grid/Sizing/GridSizeChoice.h"
 
 #include "Grid/GridLayout.h"
 

@@ -3,7 +3,7 @@
 // floating point goes through std::to_chars, and out-of-range or non-finite values have a
 // defined spelling.
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <array>
 #include <charconv>
