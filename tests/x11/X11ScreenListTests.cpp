@@ -286,3 +286,45 @@ TEST(X11ScreenListWorkArea, EachTriggerFollowsTheStruts)
             << describe(session.outerFrame(target->window)).toStdString();
     }
 }
+
+// With a hundred clients, a reading of an unchanged desktop asks nothing about them, and a strut
+// that changes costs its own window's requests only; a malformed strut holds nothing.
+TEST(X11ScreenListWorkArea, ReadingsCostNothingPerWindow)
+{
+    X11Session session({1280, 800, QStringLiteral("openbox")});
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    X11Connection& c = session.connection();
+    const auto crowd = session.startClient({"--title", "Crowd", "--windows", "100"}, 30000);
+    ASSERT_TRUE(crowd);
+    X11Connection own(session.displayName());
+    X11ScreenList list(own);
+    ASSERT_TRUE(session.waitUntil([&] {
+        list.screens();
+        return list.reservedSpace().watchedWindows() >= 100;
+    }));
+    list.screens();
+    EXPECT_EQ(list.reservedSpace().lastRequests(), 0);
+
+    struct Row {
+        const char* name;
+        std::vector<std::uint32_t> strut;
+        std::uint8_t format;
+        Rect workArea; // as published, X root coordinates
+    };
+    for (const Row& row : {Row{"a panel on the right", {0, 60, 0, 0, 0, 0, 0, 799, 0, 0, 0, 0}, 32, {0, 0, 1220, 800}},
+                           Row{"a strut of 16-bit values", {0, 60, 0, 0}, 16, {0, 0, 1280, 800}},
+                           Row{"gone again", {}, 32, {0, 0, 1280, 800}}}) {
+        SCOPED_TRACE(row.name);
+        if (row.strut.empty())
+            xcb_delete_property(c.connection(), crowd->window, c.atom("_NET_WM_STRUT_PARTIAL"));
+        else
+            xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, crowd->window, c.atom("_NET_WM_STRUT_PARTIAL"),
+                                XCB_ATOM_CARDINAL, row.format, std::uint32_t(row.strut.size()), row.strut.data());
+        ASSERT_TRUE(c.windowExists(crowd->window)); // a round trip: the change is made
+        ASSERT_TRUE(session.waitUntil([&] { return publishedWorkArea(c) == row.workArea; }));
+        EXPECT_EQ(list.screens()[0]->visibleFrame(), flippedRect(row.workArea, 800));
+        EXPECT_LE(list.reservedSpace().lastRequests(), 7);
+        list.screens();
+        EXPECT_EQ(list.reservedSpace().lastRequests(), 0);
+    }
+}
