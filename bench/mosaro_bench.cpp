@@ -842,7 +842,6 @@ Figure busyDesktop(const Options& o, const QString& appPath, int windows, QStrin
     Figure f;
     for (int i = 0; i < o.reps; ++i) {
         const auto s = bench.openOverlay();
-        if (getenv("BUSYDBG")) std::printf("DBG %d: mapped %.2f painted %.2f keyboard %.2f\n", windows, s.mapped, s.painted, s.keyboard);
         if (s.complete())
             f.values.push_back(s.ready());
         bench.closeOverlay();
