@@ -1,10 +1,6 @@
 #include "Diagnostics/Log.h"
-#include "Grid/GridLayout.h"
-#include "Grid/ScreenGeometry.h"
 #include "Platform/X11/X11Accessibility.h"
 #include "Platform/X11/X11AccessibilityTrust.h"
-#include "Platform/X11/X11ScreenList.h"
-#include "WindowControl/AXWindowManipulator.h"
 #include "support/x11/X11Session.h"
 
 #include <gtest/gtest.h>
@@ -20,11 +16,9 @@ namespace {
 
 class X11AccessibilityTest : public ::testing::TestWithParam<const char*> {
 protected:
-    void start(const QString& wm, const QMargins& margins = {})
+    void start(const QString& wm)
     {
-        X11Session::Options options{1280, 800, wm};
-        options.margins = margins;
-        session = std::make_unique<X11Session>(options);
+        session = std::make_unique<X11Session>(X11Session::Options{1280, 800, wm});
         ASSERT_TRUE(session->ok()) << session->error().toStdString();
         connection = std::make_unique<X11Connection>(session->displayName());
         ax = std::make_unique<X11Accessibility>(*connection);
@@ -404,59 +398,4 @@ TEST_F(X11AccessibilityWithoutWM, UnmanagedWindowsMoveThemselvesAndBadValuesAreR
     EXPECT_EQ(ax->setAttributeValue(window, AXAttribute::title, AXValue{QStringLiteral("x")}),
               AXErrorCode::attributeUnsupported);
     EXPECT_EQ(ax->setMessagingTimeout(nullptr, 1.0f), AXErrorCode::illegalArgument);
-}
-
-class X11AccessibilityWithMargins : public X11AccessibilityTest {
-protected:
-    void SetUp() override
-    {
-        Log::setMinimumLevel(Log::Level::debug);
-        Log::Store::shared().clear();
-        start(QStringLiteral("openbox"), QMargins(0, 0, 0, 40));
-    }
-};
-
-// Asked for a frame reaching into the margin (where the cells of the whole screen would lie), the
-// manager holds the window inside its work area, and that is where it landed: one line says so,
-// nothing is rolled back, and no correction is learnt, so the next placement is exact.
-TEST_F(X11AccessibilityWithMargins, AFrameTheManagerHoldsInsideItsWorkAreaHasLanded)
-{
-    X11ScreenList screens(*connection);
-    ax->mover().setHoldingAreas([&] { return screens.xHoldingAreas(); });
-    ASSERT_TRUE(session->waitUntil([&] {
-        return screens.screens()[0]->visibleFrame() == Rect{0, 40, 1280, 760};
-    })) << describe(screens.screens()[0]->visibleFrame()).toStdString();
-    AXWindowManipulator manipulator(*ax, screens);
-    const double h = primaryScreenHeight(screens);
-    const auto c = client({"--title", "Held", "--geometry", "300x200+600+40"});
-    ASSERT_TRUE(focus(c));
-
-    struct Row {
-        const char* name;
-        Rect bounds; // y-up
-        bool held;
-    };
-    for (const Row& row : {Row{"the whole screen's bottom-left cell", {0, 0, 1280, 800}, true},
-                           Row{"the work area's bottom-left cell", {0, 40, 1280, 760}, false}}) {
-        SCOPED_TRACE(row.name);
-        const Rect frame = GridLayout{3, 2, row.bounds, 0}.frameFor({{0, 1}, {0, 1}});
-        const auto window = manipulator.focusedWindow();
-        ASSERT_TRUE(window && *window);
-        Log::Store::shared().clear();
-        EXPECT_TRUE(manipulator.move(**window, frame));
-        QStringList lines;
-        for (const auto& e : Log::Store::shared().entries())
-            if (e.category == QLatin1String("windowmanager") && e.level >= Log::Level::info)
-                lines << e.message;
-        if (row.held) {
-            ASSERT_EQ(lines.size(), 1) << lines.join(QLatin1Char('\n')).toStdString();
-            EXPECT_TRUE(lines[0].startsWith(QStringLiteral("window manager holds window 0x%1 inside the screen's free "
-                                                           "area: asked for (0, 400, 427, 400), it is at (0, 360, ")
-                                                .arg(c.window, 0, 16)))
-                << lines[0].toStdString();
-        } else {
-            EXPECT_TRUE(lines.isEmpty()) << lines.join(QLatin1Char('\n')).toStdString();
-            EXPECT_EQ(wmFrame(c.window), flippedRect(frame, h));
-        }
-    }
 }

@@ -6,8 +6,7 @@
 //   --wm-name-bytes HEX          raw bytes for WM_NAME (STRING), no _NET_WM_NAME
 //   --geometry WxH+X+Y           requested size and position (user-specified)
 //   --fixed-size                 minimum size = maximum size
-//   --min-size WxH               minimum size
-//   --windows N                  N such windows (printing the first one's id once all are mapped)
+//   --windows N                  N - 1 more plain windows like it (a busy desktop), announced once all are mapped
 //   --dock-strut SIDE:N          a dock reserving N pixels at top, bottom, left or right
 //   --fullscreen, --maximized    initial _NET_WM_STATE
 //   --gtk-frame-extents L,R,T,B  client-side shadow around the visible frame
@@ -65,7 +64,7 @@ int main(int argc, char** argv)
     std::string utf8Bytes, wmNameBytes, dockSide, gtkExtents;
     bool hasUtf8Bytes = false, hasWmNameBytes = false, fixedSize = false, fullscreen = false, maximized = false,
          noPid = false, hasGeometry = false;
-    int width = 400, height = 300, x = 0, y = 0, strut = 0, minWidth = 0, minHeight = 0, count = 1;
+    int width = 400, height = 300, x = 0, y = 0, strut = 0, count = 1;
     std::uint32_t background = 0;
     bool hasBackground = false;
 
@@ -84,11 +83,8 @@ int main(int argc, char** argv)
             hasGeometry = true;
         } else if (arg == "--fixed-size")
             fixedSize = true;
-        else if (arg == "--min-size") {
-            if (std::sscanf(next().c_str(), "%dx%d", &minWidth, &minHeight) != 2)
-                return fail("bad --min-size");
-        } else if (arg == "--windows")
-            count = std::max(1, std::atoi(next().c_str()));
+        else if (arg == "--windows")
+            count = std::atoi(next().c_str());
         else if (arg == "--dock-strut") {
             const std::string v = next();
             const auto colon = v.find(':');
@@ -127,96 +123,93 @@ int main(int argc, char** argv)
             x = w - strut, y = 0, width = strut, height = h;
     }
 
+    const xcb_window_t win = xcb_generate_id(conn);
+    // A TrueColor root visual takes 0xRRGGBB as the pixel.
+    const std::uint32_t values[] = {hasBackground ? background : screen->white_pixel,
+                                    XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE};
+    xcb_create_window(conn, XCB_COPY_FROM_PARENT, win, screen->root, std::int16_t(x), std::int16_t(y),
+                      std::uint16_t(width), std::uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+
+    const xcb_atom_t utf8 = atom("UTF8_STRING");
+    if (hasUtf8Bytes) {
+        const auto bytes = fromHex(utf8Bytes);
+        setProp(win, "_NET_WM_NAME", utf8, 8, bytes.data(), bytes.size());
+    } else if (hasWmNameBytes) {
+        const auto bytes = fromHex(wmNameBytes);
+        setProp(win, "WM_NAME", XCB_ATOM_STRING, 8, bytes.data(), bytes.size());
+    } else {
+        setProp(win, "_NET_WM_NAME", utf8, 8, title.data(), title.size());
+        setProp(win, "WM_NAME", XCB_ATOM_STRING, 8, title.data(), title.size());
+    }
+    const char wmClass[] = "mosaro_test_client\0MosaroTestClient";
+    setProp(win, "WM_CLASS", XCB_ATOM_STRING, 8, wmClass, sizeof wmClass);
+    if (!noPid) {
+        const std::uint32_t pid = std::uint32_t(getpid());
+        setProp(win, "_NET_WM_PID", XCB_ATOM_CARDINAL, 32, &pid, 1);
+        char host[256] = {};
+        gethostname(host, sizeof host - 1);
+        setProp(win, "WM_CLIENT_MACHINE", XCB_ATOM_STRING, 8, host, std::strlen(host));
+    }
     const xcb_atom_t deleteWindow = atom("WM_DELETE_WINDOW");
-    auto makeWindow = [&]() -> xcb_window_t {
-        const xcb_window_t win = xcb_generate_id(conn);
-        // A TrueColor root visual takes 0xRRGGBB as the pixel.
-        const std::uint32_t values[] = {hasBackground ? background : screen->white_pixel,
-                                        XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE};
-        xcb_create_window(conn, XCB_COPY_FROM_PARENT, win, screen->root, std::int16_t(x), std::int16_t(y),
+    setProp(win, "WM_PROTOCOLS", XCB_ATOM_ATOM, 32, &deleteWindow, 1);
+
+    xcb_size_hints_t hints{};
+    if (hasGeometry || !dockSide.empty()) {
+        xcb_icccm_size_hints_set_position(&hints, 1, x, y);
+        xcb_icccm_size_hints_set_size(&hints, 1, width, height);
+    }
+    if (fixedSize) {
+        xcb_icccm_size_hints_set_min_size(&hints, width, height);
+        xcb_icccm_size_hints_set_max_size(&hints, width, height);
+    }
+    xcb_icccm_size_hints_set_win_gravity(&hints, XCB_GRAVITY_NORTH_WEST);
+    xcb_icccm_set_wm_normal_hints(conn, win, &hints);
+
+    std::vector<xcb_atom_t> states;
+    if (fullscreen)
+        states.push_back(atom("_NET_WM_STATE_FULLSCREEN"));
+    if (maximized) {
+        states.push_back(atom("_NET_WM_STATE_MAXIMIZED_VERT"));
+        states.push_back(atom("_NET_WM_STATE_MAXIMIZED_HORZ"));
+    }
+    if (!states.empty())
+        setProp(win, "_NET_WM_STATE", XCB_ATOM_ATOM, 32, states.data(), states.size());
+
+    if (!dockSide.empty()) {
+        const xcb_atom_t dock = atom("_NET_WM_WINDOW_TYPE_DOCK");
+        setProp(win, "_NET_WM_WINDOW_TYPE", XCB_ATOM_ATOM, 32, &dock, 1);
+        // left, right, top, bottom, then the start/end ranges of each.
+        std::uint32_t partial[12] = {};
+        const std::uint32_t x0 = std::uint32_t(x), x1 = std::uint32_t(x + width - 1);
+        const std::uint32_t y0 = std::uint32_t(y), y1 = std::uint32_t(y + height - 1);
+        if (dockSide == "left")
+            partial[0] = std::uint32_t(strut), partial[4] = y0, partial[5] = y1;
+        else if (dockSide == "right")
+            partial[1] = std::uint32_t(strut), partial[6] = y0, partial[7] = y1;
+        else if (dockSide == "top")
+            partial[2] = std::uint32_t(strut), partial[8] = x0, partial[9] = x1;
+        else
+            partial[3] = std::uint32_t(strut), partial[10] = x0, partial[11] = x1;
+        setProp(win, "_NET_WM_STRUT_PARTIAL", XCB_ATOM_CARDINAL, 32, partial, 12);
+        setProp(win, "_NET_WM_STRUT", XCB_ATOM_CARDINAL, 32, partial, 4);
+    }
+    if (!gtkExtents.empty()) {
+        std::uint32_t e[4] = {};
+        if (std::sscanf(gtkExtents.c_str(), "%u,%u,%u,%u", &e[0], &e[1], &e[2], &e[3]) != 4)
+            return fail("bad --gtk-frame-extents");
+        setProp(win, "_GTK_FRAME_EXTENTS", XCB_ATOM_CARDINAL, 32, e, 4);
+    }
+
+    xcb_map_window(conn, win);
+    for (int i = 1; i < count; ++i) {
+        const xcb_window_t extra = xcb_generate_id(conn);
+        xcb_create_window(conn, XCB_COPY_FROM_PARENT, extra, screen->root, std::int16_t(x), std::int16_t(y),
                           std::uint16_t(width), std::uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                           screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
-
-        const xcb_atom_t utf8 = atom("UTF8_STRING");
-        if (hasUtf8Bytes) {
-            const auto bytes = fromHex(utf8Bytes);
-            setProp(win, "_NET_WM_NAME", utf8, 8, bytes.data(), bytes.size());
-        } else if (hasWmNameBytes) {
-            const auto bytes = fromHex(wmNameBytes);
-            setProp(win, "WM_NAME", XCB_ATOM_STRING, 8, bytes.data(), bytes.size());
-        } else {
-            setProp(win, "_NET_WM_NAME", utf8, 8, title.data(), title.size());
-            setProp(win, "WM_NAME", XCB_ATOM_STRING, 8, title.data(), title.size());
-        }
-        const char wmClass[] = "mosaro_test_client\0MosaroTestClient";
-        setProp(win, "WM_CLASS", XCB_ATOM_STRING, 8, wmClass, sizeof wmClass);
-        if (!noPid) {
-            const std::uint32_t pid = std::uint32_t(getpid());
-            setProp(win, "_NET_WM_PID", XCB_ATOM_CARDINAL, 32, &pid, 1);
-            char host[256] = {};
-            gethostname(host, sizeof host - 1);
-            setProp(win, "WM_CLIENT_MACHINE", XCB_ATOM_STRING, 8, host, std::strlen(host));
-        }
-        setProp(win, "WM_PROTOCOLS", XCB_ATOM_ATOM, 32, &deleteWindow, 1);
-
-        xcb_size_hints_t hints{};
-        if (minWidth > 0 && minHeight > 0)
-            xcb_icccm_size_hints_set_min_size(&hints, minWidth, minHeight);
-        if (hasGeometry || !dockSide.empty()) {
-            xcb_icccm_size_hints_set_position(&hints, 1, x, y);
-            xcb_icccm_size_hints_set_size(&hints, 1, width, height);
-        }
-        if (fixedSize) {
-            xcb_icccm_size_hints_set_min_size(&hints, width, height);
-            xcb_icccm_size_hints_set_max_size(&hints, width, height);
-        }
-        xcb_icccm_size_hints_set_win_gravity(&hints, XCB_GRAVITY_NORTH_WEST);
-        xcb_icccm_set_wm_normal_hints(conn, win, &hints);
-
-        std::vector<xcb_atom_t> states;
-        if (fullscreen)
-            states.push_back(atom("_NET_WM_STATE_FULLSCREEN"));
-        if (maximized) {
-            states.push_back(atom("_NET_WM_STATE_MAXIMIZED_VERT"));
-            states.push_back(atom("_NET_WM_STATE_MAXIMIZED_HORZ"));
-        }
-        if (!states.empty())
-            setProp(win, "_NET_WM_STATE", XCB_ATOM_ATOM, 32, states.data(), states.size());
-
-        if (!dockSide.empty()) {
-            const xcb_atom_t dock = atom("_NET_WM_WINDOW_TYPE_DOCK");
-            setProp(win, "_NET_WM_WINDOW_TYPE", XCB_ATOM_ATOM, 32, &dock, 1);
-            // left, right, top, bottom, then the start/end ranges of each.
-            std::uint32_t partial[12] = {};
-            const std::uint32_t x0 = std::uint32_t(x), x1 = std::uint32_t(x + width - 1);
-            const std::uint32_t y0 = std::uint32_t(y), y1 = std::uint32_t(y + height - 1);
-            if (dockSide == "left")
-                partial[0] = std::uint32_t(strut), partial[4] = y0, partial[5] = y1;
-            else if (dockSide == "right")
-                partial[1] = std::uint32_t(strut), partial[6] = y0, partial[7] = y1;
-            else if (dockSide == "top")
-                partial[2] = std::uint32_t(strut), partial[8] = x0, partial[9] = x1;
-            else
-                partial[3] = std::uint32_t(strut), partial[10] = x0, partial[11] = x1;
-            setProp(win, "_NET_WM_STRUT_PARTIAL", XCB_ATOM_CARDINAL, 32, partial, 12);
-            setProp(win, "_NET_WM_STRUT", XCB_ATOM_CARDINAL, 32, partial, 4);
-        }
-        if (!gtkExtents.empty()) {
-            std::uint32_t e[4] = {};
-            if (std::sscanf(gtkExtents.c_str(), "%u,%u,%u,%u", &e[0], &e[1], &e[2], &e[3]) != 4)
-                return xcb_window_t(XCB_WINDOW_NONE);
-            setProp(win, "_GTK_FRAME_EXTENTS", XCB_ATOM_CARDINAL, 32, e, 4);
-        }
-        xcb_map_window(conn, win);
-        return win;
-    };
-    std::vector<xcb_window_t> windows;
-    for (int i = 0; i < count; ++i) {
-        windows.push_back(makeWindow());
-        if (windows.back() == XCB_WINDOW_NONE)
-            return fail("bad --gtk-frame-extents");
+        setProp(extra, "WM_CLASS", XCB_ATOM_STRING, 8, wmClass, sizeof wmClass);
+        xcb_map_window(conn, extra);
     }
-    const xcb_window_t win = windows.front();
     xcb_flush(conn);
 
     bool announced = false;
