@@ -152,7 +152,11 @@ std::optional<Rect> workArea(X11Connection& c)
 // not change.
 TEST(X11ScreenListWorkArea, SelectionsLandOnTheWorkAreasCells)
 {
-    using State = std::tuple<std::vector<std::uint32_t>, std::uint8_t, Rect>; // strut, its format, work area
+    struct State {
+        std::vector<std::uint32_t> strut;
+        std::uint8_t format;
+        Rect area; // the manager's work area then (X root coordinates)
+    };
     struct Row {
         const char* name;
         QMargins margins;
@@ -195,7 +199,8 @@ TEST(X11ScreenListWorkArea, SelectionsLandOnTheWorkAreasCells)
             app.screens().screens();
             return app.screens().reservedSpace().lastRequests() == 0;
         }));
-        for (const auto& [strut, format, area] : row.states) {
+        for (const auto& [strut, format, stateArea] : row.states) {
+            const Rect area = stateArea; // captured below
             SCOPED_TRACE(std::string(row.name) + ", work area " + describe(area).toStdString());
             if (row.states.size() > 1) // the panel's strut changes
                 setStrut(session.connection(), panel->window, strut, format);
