@@ -151,8 +151,8 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
     if (m_hasRandr)
         monitorsCookie = xcb_randr_get_monitors(c, root, 1);
 
-    // Asked on speculation in the same round trip: what the last reading had to ask next, which
-    // is what this one needs too unless the monitors or the clients changed.
+    // Asked on speculation in the same round trip: the names the last reading had to ask for next,
+    // which this one needs too unless the monitors changed.
     std::map<std::pair<xcb_atom_t, xcb_randr_output_t>, NameRequest> guessedNames;
     for (const auto& [nameAtom, output] : m_lastOutputs)
         guessedNames.emplace(std::pair{nameAtom, output}, askMonitorName(nameAtom, {output}));
