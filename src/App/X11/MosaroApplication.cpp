@@ -141,6 +141,9 @@ MosaroApplication::MosaroApplication(std::unique_ptr<Services> services) : m_ser
 {
     Services& s = *m_services;
     s.screens.onDisplaysChanged = [&s] { s.watcher.displaysChanged(); };
+    // A window the manager holds inside the free area it did not fit has landed; the display
+    // list knows that area.
+    s.accessibility.mover().setHoldingAreas([&s] { return s.screens.xHoldingAreas(); });
     // Where the host would open its accessibility settings or show its prompt, the help on
     // window managers comes to the front.
     s.urlOpener.showAccessibilitySettings = [&s] { s.help.show(); };

@@ -466,19 +466,25 @@ void X11Session::writeWindowManagerConfig(const QString& name)
     // Openbox: no key bindings at all, click-to-focus, new windows focused.
     QFile rc(m_tempDir.filePath(QStringLiteral("rc.xml")));
     if (rc.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        rc.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+        const QMargins& m = m_options.margins;
+        rc.write(QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
 <openbox_config xmlns="http://openbox.org/3.4/rc">
   <resistance><strength>0</strength><screen_edge_strength>0</screen_edge_strength></resistance>
   <focus><focusNew>yes</focusNew><followMouse>no</followMouse></focus>
   <placement><policy>Smart</policy></placement>
   <theme><name>Clearlooks</name><titleLayout>NLIMC</titleLayout></theme>
   <desktops><number>1</number></desktops>
-  <margins><top>0</top><bottom>0</bottom><left>0</left><right>0</right></margins>
+  <margins><top>%1</top><bottom>%2</bottom><left>%3</left><right>%4</right></margins>
   <keyboard></keyboard>
   <mouse></mouse>
   <applications></applications>
 </openbox_config>
-)");
+)")
+                     .arg(m.top())
+                     .arg(m.bottom())
+                     .arg(m.left())
+                     .arg(m.right())
+                     .toUtf8());
     }
     // IceWM: every global key of this version cleared, no Windows-key menus, no taskbar.
     QFile prefs(m_tempDir.filePath(QStringLiteral("icewm/preferences")));

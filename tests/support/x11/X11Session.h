@@ -4,6 +4,7 @@
 #include "Platform/X11/X11Connection.h"
 
 #include <QImage>
+#include <QMargins>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -46,6 +47,7 @@ public:
         QString windowManager;
         bool taskbar = false; // icewm shows its task bar
         bool tiling = false;
+        QMargins margins{}; // openbox keeps these free along the screen's edges (its <margins>)
     };
 
     explicit X11Session(const Options& options);
