@@ -2,6 +2,7 @@
 
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Platform/KeyCodeMap.h"
+#include "Platform/UI/QtKeyCodes.h"
 #include "Platform/UI/Symbols.h"
 #include "Shortcuts/ShortcutRecorder.h"
 #include "Shortcuts/UI/ConflictAlert.h"
@@ -43,10 +44,7 @@ std::uint64_t flagOfModifierKey(std::uint16_t code)
 
 std::optional<KeyEvent> keyEventFromQt(const QKeyEvent& event)
 {
-    const quint32 keycode = event.nativeScanCode();
-    if (keycode < x11KeycodeOffset)
-        return std::nullopt;
-    const auto code = macKeyCodeForEvdev(keycode - x11KeycodeOffset);
+    const auto code = portableKeyCode(event);
     if (!code)
         return std::nullopt;
     // The X state is the one before this key: a modifier key's own bit comes from the key itself.

@@ -83,6 +83,7 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
     // MOSARO_KEEP_SWAY_SESSION=1 keeps the configuration, the logs and the screenshots.
     m_base.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_KEEP_SWAY_SESSION"));
     m_asNobody = ::geteuid() == 0;
+    m_root = options.root;
     m_runtime = m_base.path() + QStringLiteral("/run");
     m_home = m_base.path() + QStringLiteral("/home");
     m_logs = m_base.path() + QStringLiteral("/logs");
@@ -96,7 +97,7 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
     }
     QString config = QStringLiteral("xwayland disable\nswaynag_command -\nswaybg_command -\n");
     if (options.debianDefaults)
-        config += QStringLiteral("include /etc/sway/config\n");
+        config += QStringLiteral("include %1\n").arg(defaultConfig());
     config +=
         QStringLiteral("output HEADLESS-1 resolution %1x%2 position 0 0\n").arg(options.width).arg(options.height);
     config += options.config + QLatin1Char('\n');
@@ -108,14 +109,17 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
     }
     file.close();
     const QString bus = m_runtime + QStringLiteral("/bus");
-    m_bus = spawn({QStringLiteral("dbus-daemon"), QStringLiteral("--session"), QStringLiteral("--nofork"),
-                   QStringLiteral("--nopidfile"), QStringLiteral("--address=") + busAddress()});
-    if (!waitUntil([&] { return QFile::exists(bus); }, 5000)) {
+    // The root's run starts its own bus beside sway; both admit the tests' root user too.
+    if (!m_root)
+        m_bus = spawn({QStringLiteral("dbus-daemon"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                       QStringLiteral("--config-file=") + QStringLiteral(MOSARO_SESSION_BUS_CONFIG),
+                       QStringLiteral("--address=") + busAddress()});
+    m_sway = spawn({QStringLiteral("sway"), QStringLiteral("-c"), configPath()});
+    if (!waitUntil([&] { return QFile::exists(bus); }, 20000)) {
         m_error = QStringLiteral("the session bus did not start");
         return;
     }
-    m_sway = spawn({QStringLiteral("sway"), QStringLiteral("-c"), configPath()});
-    if (!waitUntil([&] { return !ask(QStringLiteral("get_version")).isEmpty(); }, 10000)) {
+    if (!waitUntil([&] { return !ask(QStringLiteral("get_version")).isEmpty(); }, 20000)) {
         QFile log(m_logs + QStringLiteral("/sway.log"));
         log.open(QIODevice::ReadOnly);
         m_error = QStringLiteral("sway did not answer on %1: %2")
@@ -151,6 +155,21 @@ SwaySession::~SwaySession()
     }
 }
 
+QString SwaySession::defaultConfig()
+{
+    if (!m_root)
+        return QStringLiteral("/etc/sway/config");
+    // The root's own default, copied where Mosaro on this system reads the same file as sway.
+    QProcess script;
+    script.start(QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT), {QStringLiteral("path")});
+    script.waitForFinished(10000);
+    const QString root = QString::fromLocal8Bit(script.readAllStandardOutput()).trimmed();
+    const QString copy = m_runtime + QStringLiteral("/debian-default.config");
+    QFile::copy(root + QStringLiteral("/etc/sway/config"), copy);
+    ownFile(copy, false, 0644);
+    return copy;
+}
+
 pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
 {
     QStringList environment = {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"), QStringLiteral("HOME=") + m_home,
@@ -166,11 +185,28 @@ pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
         environment << QStringLiteral("WAYLAND_DISPLAY=") + waylandDisplay();
     environment << extra;
     // The one place that knows where the compositor's programs live: this system, run as the
-    // unprivileged user when we are root.
+    // unprivileged user when we are root, or the Debian 13 root for sway and its terminal (the
+    // tools that stand for a person's hands and eyes, wtype and grim, stay on this system).
     QStringList command;
-    if (m_asNobody)
+    const QString program = argv.value(0);
+    if (m_root && (program == QLatin1String("sway") || program == QLatin1String("foot"))) {
+        command << QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT) << QStringLiteral("run") << QStringLiteral("--runtime")
+                << m_runtime;
+        if (program == QLatin1String("sway"))
+            command << QStringLiteral("--session-bus");
+        else
+            command << QStringLiteral("--join") << QString::number(m_sway);
+        for (const QString& variable : environment)
+            if (!variable.startsWith(QLatin1String("PATH=")) && !variable.startsWith(QLatin1String("HOME=")) &&
+                !variable.startsWith(QLatin1String("XDG_RUNTIME_DIR=")))
+                command << QStringLiteral("--env") << variable;
+        command << QStringLiteral("--");
+        // The script itself runs as root and needs the system's administration tools.
+        environment[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin");
+    } else if (m_asNobody) {
         command << QStringLiteral("/usr/bin/setpriv") << QStringLiteral("--reuid=65534")
                 << QStringLiteral("--regid=65534") << QStringLiteral("--clear-groups") << QStringLiteral("--");
+    }
     command << argv;
     std::vector<QByteArray> storage;
     for (const QString& s : command)
@@ -329,6 +365,14 @@ bool SwaySession::command(const QString& commands)
     return !results.isEmpty() && std::all_of(results.begin(), results.end(), [](const QJsonValue& r) {
         return r.toObject().value(QLatin1String("success")).toBool();
     });
+}
+
+QString SwaySession::waylandDisplay() const
+{
+    for (const QFileInfo& entry : QDir(m_runtime).entryInfoList({QStringLiteral("wayland-*")}, QDir::System))
+        if (!entry.fileName().endsWith(QLatin1String(".lock")))
+            return entry.filePath();
+    return m_runtime + QStringLiteral("/wayland-1");
 }
 
 QJsonObject SwaySession::container(std::int64_t id)

@@ -33,6 +33,8 @@ public:
         QString config;
         // Include Debian's /etc/sway/config (its bar, its bindings) before `config`.
         bool debianDefaults = false;
+        // sway and its terminal from the Debian 13 root (tests/wayland/root/) instead of this system.
+        bool root = false;
     };
 
     explicit SwaySession(const Options& options);
@@ -44,9 +46,11 @@ public:
     bool ok() const { return m_error.isEmpty(); }
     QString error() const { return m_error; }
     QString swaySocket() const { return m_runtime + QStringLiteral("/sway.sock"); }
-    QString waylandDisplay() const { return m_runtime + QStringLiteral("/wayland-1"); }
+    // The compositor's socket as it named it (sway 1.7 and 1.10 take the first free wayland-N).
+    QString waylandDisplay() const;
+    QString runtimeDirectory() const { return m_runtime; }
     QString busAddress() const { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
-    QString configPath() const { return m_base.path() + QStringLiteral("/config"); }
+    QString configPath() const { return m_runtime + QStringLiteral("/sway.config"); }
     pid_t compositorPid() const { return m_sway; }
 
     // Starts a program of the compositor's system as the session's user, with the session's
@@ -90,12 +94,15 @@ public:
 
 private:
     bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
+    // Debian's default configuration of the compositor's system.
+    QString defaultConfig();
     QString m_error;
     QTemporaryDir m_base;
     QString m_runtime;
     QString m_home;
     QString m_logs;
     bool m_asNobody = false;
+    bool m_root = false;
     pid_t m_bus = -1;
     pid_t m_sway = -1;
     pid_t m_keyboard = -1;

@@ -107,6 +107,8 @@ std::optional<std::int32_t> SwayAccessibility::frontmostApplicationProcessID()
     m_placement.reset();
     if (readFocused() != AXErrorCode::success || !m_focused)
         return std::nullopt;
+    if (m_focused->pid != currentProcessID())
+        m_target = m_focused->id;
     return m_focused->pid;
 }
 

@@ -41,6 +41,10 @@ public:
     AXError isAttributeSettable(const AXElementRef& element, const QString& attribute, bool& settable) override;
     AXError setAttributeValue(const AXElementRef& element, const QString& attribute, const AXValue& value) override;
 
+    // The window another application had focused at the last trigger: the one the keyboard goes
+    // back to when the panel closes, whatever holds the focus by then.
+    std::optional<std::int64_t> target() const { return m_target; }
+
     // The container behind a window element (none for other elements).
     static std::optional<std::int64_t> containerOf(const AXElementRef& element);
 
@@ -57,6 +61,7 @@ private:
 
     Sway::Ipc& m_ipc;
     std::optional<Sway::Container> m_focused;
+    std::optional<std::int64_t> m_target;
     bool m_focusedRead = false;
     // The placement under way: which window, whether we floated it, whether a write failed (the
     // writes that follow a failure are the rollback).

@@ -375,4 +375,18 @@ std::optional<QString> Keymap::bindsymText(KeyCombination combination) const
     return text + QString::fromUtf8(name);
 }
 
+std::optional<QString> Keymap::printed(std::uint16_t keyCode) const
+{
+    const auto evdev = evdevForMacKeyCode(keyCode);
+    if (!evdev)
+        return std::nullopt;
+    const xkb_keysym_t* symbols = nullptr;
+    if (xkb_keymap_key_get_syms_by_level(m_keymap, *evdev + x11KeycodeOffset, 0, 0, &symbols) < 1)
+        return std::nullopt;
+    const char32_t character = xkb_keysym_to_utf32(symbols[0]);
+    if (character < 0x20 || character == 0x7F)
+        return std::nullopt;
+    return QString::fromUcs4(&character, 1);
+}
+
 } // namespace mosaro::Sway

@@ -64,6 +64,8 @@ public:
     std::optional<KeyCombination> combination(const QString& text, bool byCode) const;
     // The bindsym text of a combination, e.g. "Mod4+Return"; nothing for a key the layout lacks.
     std::optional<QString> bindsymText(KeyCombination combination) const;
+    // What the key prints with no modifier held; nothing for keys that print nothing.
+    std::optional<QString> printed(std::uint16_t keyCode) const;
 
 private:
     Keymap(xkb_context* context, xkb_keymap* keymap) : m_context(context), m_keymap(keymap) {}

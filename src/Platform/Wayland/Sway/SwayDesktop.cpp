@@ -155,6 +155,8 @@ void SwayDesktopWatcher::handle(std::uint32_t type, const QByteArray& payload)
     const QString change = Sway::eventChange(payload);
     if (change == QLatin1String("focus")) {
         m_screens.invalidate();
+        if (isOwnFocusChange && isOwnFocusChange(payload))
+            return;
         m_workspace.post(PlatformNotifications::activeSpaceDidChange);
     } else if (change == QLatin1String("init") || change == QLatin1String("empty") || change == QLatin1String("move") ||
                change == QLatin1String("reload")) {

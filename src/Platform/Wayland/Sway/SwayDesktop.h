@@ -1,12 +1,15 @@
 #pragma once
 
+#include "Platform/KeyboardLayout.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Screen.h"
 #include "Platform/System.h"
+#include "Platform/Wayland/Sway/SwayConfig.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
 
 #include <QObject>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -60,6 +63,9 @@ public:
     SwayDesktopWatcher(const SwayDesktopWatcher&) = delete;
     SwayDesktopWatcher& operator=(const SwayDesktopWatcher&) = delete;
 
+    // A workspace focus change that Mosaro's own panel caused by moving to another display.
+    std::function<bool(const QByteArray& event)> isOwnFocusChange;
+
 private:
     void handle(std::uint32_t type, const QByteArray& payload);
     void checkOutputs();
@@ -70,6 +76,20 @@ private:
     NotificationCenter& m_default;
     std::vector<Sway::Output> m_outputs;
     int m_eventHandler = 0;
+};
+
+// Key names from the layout sway gives its keyboards (the XKB_DEFAULT_* environment, as sway
+// reads it), since a Wayland client sees a keymap only while it has the keyboard focus.
+class SwayKeyboardLayout final : public KeyboardLayout {
+public:
+    SwayKeyboardLayout() : m_keymap(Sway::Keymap::create()) {}
+    std::optional<QString> translateForDisplay(std::uint16_t keyCode) const override
+    {
+        return m_keymap ? m_keymap->printed(keyCode) : std::nullopt;
+    }
+
+private:
+    std::unique_ptr<Sway::Keymap> m_keymap;
 };
 
 // Wayland has no core bell: the beep is the freedesktop sound theme's "bell" event, played by

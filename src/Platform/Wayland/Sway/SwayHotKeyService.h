@@ -43,6 +43,13 @@ public:
         return m_handlers.change(handler, types, false);
     }
 
+    // The command the user's configuration binds the combination to, for the recorder.
+    std::optional<QString> desktopBinding(std::uint32_t keyCode, std::uint32_t modifiers) override
+    {
+        const auto binding = userBinding(keyCode, modifiers);
+        return binding ? std::optional<QString>(binding->command) : std::nullopt;
+    }
+
     // The user's own binding of a combination in the default mode, if the configuration has one:
     // for the refusal, `--check`, the window-manager help and the recorder's conflict check.
     std::optional<Sway::ConfigBinding> userBinding(std::uint32_t keyCode, std::uint32_t modifiers);

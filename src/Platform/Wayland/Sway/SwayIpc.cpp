@@ -301,7 +301,9 @@ void Ipc::readEvents()
     auto frames = m_events.receiveAvailable();
     // Deliver what arrived before the stream ended: the shutdown event comes just before the end.
     if (frames) {
+        bool shutdown = false;
         for (const Frame& frame : *frames) {
+            shutdown = shutdown || frame.type == EventType::shutdown;
             // A handler may remove itself or another one while it runs.
             std::vector<int> ids;
             for (const auto& entry : m_handlers)
@@ -312,17 +314,21 @@ void Ipc::readEvents()
                     EventHandler(it->second)(frame.type, frame.payload);
             }
         }
+        // sway is exiting: its Wayland connection ends in a moment too, and what depends on the
+        // channel must not wait for the socket to close.
+        if (shutdown)
+            eventsLost(error(IpcError::Kind::closed, m_path), /*reconnect*/ false);
         return;
     }
     eventsLost(frames.error());
 }
 
-void Ipc::eventsLost(const IpcError&)
+void Ipc::eventsLost(const IpcError&, bool reconnect)
 {
     m_notifier.reset();
     m_events.close();
     m_commands.close();
-    if (openEvents(m_subscribed, nullptr)) {
+    if (reconnect && openEvents(m_subscribed, nullptr)) {
         Log::windowmanager().info(reopenedMessage, m_path);
         return;
     }

@@ -93,7 +93,7 @@ public:
 private:
     void readEvents();
     bool openEvents(const std::vector<std::uint32_t>& types, std::vector<std::uint32_t>* accepted);
-    void eventsLost(const IpcError& error);
+    void eventsLost(const IpcError& error, bool reconnect = true);
     void reportFailure(std::uint32_t type, const IpcError& error);
 
     QString m_path;

@@ -300,6 +300,18 @@ std::optional<QString> loadedConfigPath(const QByteArray& reply)
     return path;
 }
 
+std::optional<QString> versionText(const QByteArray& reply)
+{
+    const auto o = object(reply, "get_version");
+    if (!o)
+        return std::nullopt;
+    // "1.7", "1.10"; a build's extra words after the number are left out.
+    const QString version = o->value(QLatin1String("human_readable")).toString().section(QLatin1Char(' '), 0, 0);
+    if (version.isEmpty())
+        return std::nullopt;
+    return version.left(40);
+}
+
 QString eventChange(const QByteArray& event)
 {
     const QJsonDocument document = QJsonDocument::fromJson(event);
@@ -313,6 +325,35 @@ std::optional<QString> bindingCommand(const QByteArray& event)
     if (!command.isString())
         return std::nullopt;
     return command.toString();
+}
+
+std::optional<Container> eventContainer(const QByteArray& event)
+{
+    const QJsonValue container = QJsonDocument::fromJson(event).object().value(QLatin1String("container"));
+    return container.isObject() ? readContainer(container.toObject()) : std::nullopt;
+}
+
+std::optional<std::int64_t> focusedChildOfCurrent(const QByteArray& event)
+{
+    const QJsonArray focus = QJsonDocument::fromJson(event)
+                                 .object()
+                                 .value(QLatin1String("current"))
+                                 .toObject()
+                                 .value(QLatin1String("focus"))
+                                 .toArray();
+    if (focus.isEmpty() || !focus.first().isDouble())
+        return std::nullopt;
+    return std::int64_t(focus.first().toDouble());
+}
+
+QString exactTitle(const QString& title)
+{
+    // sway's criteria are PCRE and reach it through two rounds of unquoting; a character the
+    // pattern would read as an operator is matched by "any character" instead of an escape.
+    QString pattern = QStringLiteral("^");
+    for (const QChar c : title)
+        pattern += QStringLiteral(".^$*+?()[]{}|\\/\"").contains(c) ? QChar(u'.') : c;
+    return quoted(pattern + QLatin1Char('$'));
 }
 
 QString quoted(const QString& argument)

@@ -128,12 +128,21 @@ bool subscribed(const QByteArray& reply);
 // get_config's text and get_version's loaded_config_file_name.
 std::optional<QString> configText(const QByteArray& reply);
 std::optional<QString> loadedConfigPath(const QByteArray& reply);
+// get_version's human_readable, as far as its first space.
+std::optional<QString> versionText(const QByteArray& reply);
 
 // The "change" of an event, and for binding events the command that ran.
 QString eventChange(const QByteArray& event);
 std::optional<QString> bindingCommand(const QByteArray& event);
 
+// The container of a window event; the first child in the focus order of a workspace event's
+// current workspace (the window that has the focus there).
+std::optional<Container> eventContainer(const QByteArray& event);
+std::optional<std::int64_t> focusedChildOfCurrent(const QByteArray& event);
+
 // Text for a command: a double-quoted argument with quotes and backslashes escaped.
 QString quoted(const QString& argument);
+// A criteria value matching exactly this title, quoted: `title=<this>`.
+QString exactTitle(const QString& title);
 
 } // namespace mosaro::Sway

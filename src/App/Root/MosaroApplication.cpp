@@ -1,15 +1,16 @@
-#include "App/X11/MosaroApplication.h"
+#include "App/Root/MosaroApplication.h"
 
 #include "App/AppDelegate.h"
 #include "App/CommandLine.h"
+#include "App/Desktop/DesktopPlatform.h"
+#include "App/Desktop/DesktopServices.h"
 #include "App/MenuContent.h"
 #include "App/RemoteCommands.h"
 #include "App/UI/AboutDialog.h"
 #include "App/UI/ApplicationIcon.h"
 #include "App/UI/TrayMenu.h"
-#include "App/X11/DesktopCheck.h"
-#include "App/X11/DesktopServices.h"
-#include "App/X11/TerminationGuard.h"
+#include "App/Wayland/WaylandPlatform.h"
+#include "App/X11/X11Platform.h"
 #include "Diagnostics/DiagnosticsReport.h"
 #include "Diagnostics/Log/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
@@ -28,15 +29,6 @@
 #include "Platform/LocalEventMonitors.h"
 #include "Platform/QtScheduler.h"
 #include "Platform/SystemClock.h"
-#include "Platform/X11/X11Accessibility.h"
-#include "Platform/X11/X11AccessibilityTrust.h"
-#include "Platform/X11/X11Beeper.h"
-#include "Platform/X11/X11Connection.h"
-#include "Platform/X11/X11DesktopWatcher.h"
-#include "Platform/X11/X11HotKeyService.h"
-#include "Platform/X11/X11PanelHost.h"
-#include "Platform/X11/X11ScreenList.h"
-#include "Platform/X11/XkbKeyboardLayout.h"
 #include "Preferences/PreferencesFile.h"
 #include "Settings/UI/SettingsWindow.h"
 #include "Updates/AppcastUpdateService.h"
@@ -54,61 +46,66 @@
 
 namespace mosaro {
 
-namespace {} // namespace
+namespace {
+
+// The report's operating-system line names the session too: what Mosaro can do depends on it.
+class SessionOperatingSystemInfo final : public OperatingSystemInfo {
+public:
+    explicit SessionOperatingSystemInfo(DesktopPlatform& platform) : m_platform(platform) {}
+    QString versionText() const override
+    {
+        return m_system.versionText() + QStringLiteral("; ") + m_platform.sessionDescription();
+    }
+
+private:
+    LinuxOperatingSystemInfo m_system;
+    DesktopPlatform& m_platform;
+};
+
+} // namespace
 
 // Declared in the order they are built; destroyed in reverse, the windows before the services
 // they use.
 struct MosaroApplication::Services {
-    explicit Services(std::unique_ptr<X11Connection> x11)
-        : connection(std::move(x11)), screens(*connection), accessibility(*connection), trust(*connection),
-          beeper(*connection), hotKeys(*connection), layout(*connection),
-          watcher(*connection, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter()),
-          panelHost(*connection, screens, &hotKeys), panels(panelHost, monitors, NotificationCenter::defaultCenter()),
-          welcomeWindows(NotificationCenter::defaultCenter()),
-          help([this] { return describeWindowManager(*connection); }),
+    explicit Services(DesktopPlatform& desktop)
+        : platform(desktop), panels(platform.panelHost(), monitors, NotificationCenter::defaultCenter()),
+          welcomeWindows(NotificationCenter::defaultCenter()), help([this] { return platform.describeDesktop(); }),
           delegate(AppEnvironment{
-              accessibility,
-              trust,
+              platform.accessibility(),
+              platform.trust(),
               defaults,
               urlOpener,
               scheduler,
-              application,
-              OverlayPlatform{screens, beeper, application, monitors, panels, NotificationCenter::defaultCenter(),
-                              NotificationCenter::workspaceCenter(), preferencesFileURL()},
+              platform.application(),
+              OverlayPlatform{platform.screens(), platform.beeper(), platform.application(), monitors, panels,
+                              NotificationCenter::defaultCenter(), NotificationCenter::workspaceCenter(),
+                              preferencesFileURL()},
               [this](std::function<void()> onContinue) {
                   auto& onboarding = OnboardingPresenter::shared();
-                  onboarding.configure(delegate.permissionGate(), &welcomeWindows, &application);
+                  onboarding.configure(delegate.permissionGate(), &welcomeWindows, &platform.application());
                   onboarding.showIfNeeded(std::move(onContinue));
               },
           }),
-          diagnostics(DiagnosticsSources{bundle, operatingSystem, hardware, screens, trust, preferencesFileURL(),
-                                         logReader, clock, pasteboard, urlOpener}),
+          operatingSystem(platform),
+          diagnostics(DiagnosticsSources{bundle, operatingSystem, hardware, platform.screens(), platform.trust(),
+                                         preferencesFileURL(), logReader, clock, pasteboard, urlOpener}),
           updateAnswers(urlOpener),
           updateService(AppcastUpdateService::Environment{defaults, scheduler, clock, updateAnswers,
                                                           bundle.shortVersion().value_or(QString())}),
           updater(updateService)
     {}
 
-    std::unique_ptr<X11Connection> connection;
-    X11ScreenList screens;
-    X11Accessibility accessibility;
-    X11AccessibilityTrust trust;
-    X11Beeper beeper;
-    X11HotKeyService hotKeys;
-    XkbKeyboardLayout layout;
+    DesktopPlatform& platform;
     FileDefaultsStore defaults;
     LocalEventMonitors monitors;
     QtScheduler scheduler;
     DesktopUrlOpener urlOpener;
-    X11Application application;
-    X11DesktopWatcher watcher;
-    X11PanelHost panelHost;
     PanelOverlayWindowFactory panels;
     QtOnboardingWindowFactory welcomeWindows;
     WindowManagerHelp help;
     AppDelegate delegate;
     BuildBundleInfo bundle;
-    LinuxOperatingSystemInfo operatingSystem;
+    SessionOperatingSystemInfo operatingSystem;
     LinuxHardwareInfo hardware;
     ProcessLogReader logReader;
     SystemClock clock;
@@ -125,34 +122,25 @@ struct MosaroApplication::Services {
     bool terminated = false;
 };
 
-std::unique_ptr<MosaroApplication> MosaroApplication::create(QString* error)
-{
-    auto connection = std::make_unique<X11Connection>();
-    if (!connection->isConnected()) {
-        if (error)
-            *error = QStringLiteral("cannot connect to the X display %1").arg(qEnvironmentVariable("DISPLAY"));
-        return nullptr;
-    }
-    connection->attachToEventLoop();
-    return std::unique_ptr<MosaroApplication>(new MosaroApplication(std::make_unique<Services>(std::move(connection))));
-}
-
-MosaroApplication::MosaroApplication(std::unique_ptr<Services> services) : m_services(std::move(services))
+MosaroApplication::MosaroApplication(std::unique_ptr<DesktopPlatform> platform)
+    : m_platform(std::move(platform)), m_services(std::make_unique<Services>(*m_platform))
 {
     Services& s = *m_services;
-    s.screens.onDisplaysChanged = [&s] { s.watcher.displaysChanged(); };
-    // A window the manager holds inside the free area it did not fit has landed; the display
-    // list knows that area.
-    s.accessibility.mover().setHoldingAreas([&s] { return s.screens.xHoldingAreas(); });
     // Where the host would open its accessibility settings or show its prompt, the help on
     // window managers comes to the front.
     s.urlOpener.showAccessibilitySettings = [&s] { s.help.show(); };
-    s.trust.showPrompt = [&s] { s.help.show(); };
+    m_platform->showHelp = [&s] { s.help.show(); };
+    // A lost desktop ends the run as any quit does, saving first, with exit code 1.
+    m_platform->onConnectionLost = [this] {
+        terminate();
+        QCoreApplication::exit(1);
+    };
 
-    KeyboardShortcuts::configure({&s.defaults, &s.hotKeys, &s.layout, &NotificationCenter::defaultCenter()});
+    KeyboardShortcuts::configure(
+        {&s.defaults, &m_platform->hotKeys(), &m_platform->keyboardLayout(), &NotificationCenter::defaultCenter()});
     KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));
 
-    s.menu = std::make_unique<MenuContent>(AccessibilityStatusMonitor::shared(), s.updater, s.application,
+    s.menu = std::make_unique<MenuContent>(AccessibilityStatusMonitor::shared(), s.updater, m_platform->application(),
                                            MenuContent::Actions{
                                                [this] { showAbout(); },
                                                [&s] {
@@ -171,6 +159,10 @@ MosaroApplication::~MosaroApplication()
 {
     terminate();
     OnboardingPresenter::shared().configure(nullptr, nullptr, nullptr);
+    m_platform->showHelp = nullptr;
+    m_platform->onConnectionLost = nullptr;
+    // The services go before the platform they were built over.
+    m_services.reset();
 }
 
 void MosaroApplication::start()
@@ -203,7 +195,7 @@ void MosaroApplication::handle(RemoteCommand command)
         showSettingsFromOutside();
         break;
     case RemoteCommand::showAbout:
-        m_services->application.activateIgnoringOtherApps();
+        m_platform->application().activateIgnoringOtherApps();
         showAbout();
         break;
     case RemoteCommand::quit:
@@ -232,7 +224,7 @@ void MosaroApplication::openSettings()
     if (!s.settings) {
         s.settings = std::make_unique<SettingsWindowController>(SettingsEnvironment{
             NotificationCenter::defaultCenter(),
-            s.screens,
+            m_platform->screens(),
             s.loginItems,
             s.updater,
             *gate,
@@ -241,13 +233,13 @@ void MosaroApplication::openSettings()
             BundleFacts{s.bundle.shortVersion(), s.bundle.buildVersion(), QStringLiteral("tech.brenmark.mosaro")},
         });
     }
-    s.application.activateIgnoringOtherApps();
+    m_platform->application().activateIgnoringOtherApps();
     s.settings->show();
 }
 
 void MosaroApplication::showSettingsFromOutside()
 {
-    m_services->application.activateIgnoringOtherApps();
+    m_platform->application().activateIgnoringOtherApps();
     openSettings();
 }
 
@@ -256,13 +248,13 @@ DBusSingleInstance::TriggerState MosaroApplication::triggerState()
     const auto shortcut = KeyboardShortcuts::getShortcut(nameFor(HotkeyAction::trigger));
     if (!shortcut)
         return {};
-    return {m_services->hotKeys.holds(std::uint32_t(shortcut->carbonKeyCode), std::uint32_t(shortcut->carbonModifiers)),
+    return {m_platform->holdsHotKey(std::uint32_t(shortcut->carbonKeyCode), std::uint32_t(shortcut->carbonModifiers)),
             shortcut->description()};
 }
 
-X11Connection& MosaroApplication::connection()
+DesktopPlatform& MosaroApplication::platform()
 {
-    return *m_services->connection;
+    return *m_platform;
 }
 
 AppDelegate& MosaroApplication::delegate()
@@ -349,6 +341,14 @@ int sendToRunningInstance(int argc, char** argv, const CommandLine& line, Remote
     return outcome.exitCode;
 }
 
+// The platform is chosen once, from the session: a Wayland session is driven through its
+// compositor's channel (XWayland cannot place native Wayland windows), anything else is X11.
+bool isWaylandSession()
+{
+    return !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
+           qEnvironmentVariable("XDG_SESSION_TYPE").compare(QLatin1String("wayland"), Qt::CaseInsensitive) == 0;
+}
+
 } // namespace
 
 int runMosaro(int argc, char** argv)
@@ -372,26 +372,22 @@ int runMosaro(int argc, char** argv)
     case CommandLine::Action::sendQuit:
         return sendToRunningInstance(argc, argv, line, RemoteCommand::quit);
     case CommandLine::Action::checkDesktop:
-        return runDesktopCheck(argc, argv);
+        return isWaylandSession() ? runWaylandDesktopCheck(argc, argv) : runX11DesktopCheck(argc, argv);
     case CommandLine::Action::run:
         break;
     }
 
     // Before Qt, which aborts when it cannot connect; before anything is written.
-    {
-        X11Connection probe;
-        if (!probe.isConnected()) {
-            const QString display = qEnvironmentVariable("DISPLAY");
-            const int error = probe.connection() ? xcb_connection_has_error(probe.connection()) : 0;
-            printLine(stderr, display.isEmpty() ? QStringLiteral("mosaro: cannot open display")
-                                                : QStringLiteral("mosaro: cannot open display %1 (%2)")
-                                                      .arg(display, X11Connection::describeConnectionError(error)));
-            return 1;
-        }
+    const bool wayland = isWaylandSession();
+    QString error;
+    if (!(wayland ? probeWaylandDisplay(&error) : probeX11Display(&error))) {
+        printLine(stderr, QStringLiteral("mosaro: ") + error);
+        return 1;
     }
-    // All geometry is in X pixels, whatever scaling Qt would apply.
+    // All geometry is in the desktop's layout pixels, whatever scaling Qt would apply.
     qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
-    qputenv("QT_QPA_PLATFORM", "xcb");
+    // Qt's own choice follows XDG_SESSION_TYPE; the panel needs the platform of the session.
+    qputenv("QT_QPA_PLATFORM", wayland ? "wayland" : "xcb");
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Mosaro"));
@@ -413,19 +409,18 @@ int runMosaro(int argc, char** argv)
         return outcome.exitCode;
     }
 
-    QString error;
-    const auto mosaro = MosaroApplication::create(&error);
-    if (!mosaro) {
+    auto platform = wayland ? makeWaylandPlatform(&error) : makeX11Platform(&error);
+    if (!platform) {
         printLine(stderr, QStringLiteral("mosaro: ") + error);
         return 1;
     }
+    const auto mosaro = std::make_unique<MosaroApplication>(std::move(platform));
     // `mosaro --check` asks the running one whether it holds its trigger.
     instance.triggerState = [&running] {
         return running ? running->triggerState() : DBusSingleInstance::TriggerState{};
     };
     quitOnSignals(app);
-    TerminationGuard termination(mosaro->connection(), [&mosaro] { mosaro->terminate(); });
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, [&termination] { termination.terminate(); });
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [&mosaro] { mosaro->terminate(); });
     mosaro->start();
     running = mosaro.get();
     const int status = QApplication::exec();

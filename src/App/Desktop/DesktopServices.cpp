@@ -1,4 +1,4 @@
-#include "App/X11/DesktopServices.h"
+#include "App/Desktop/DesktopServices.h"
 
 #include "Diagnostics/Log/Log.h"
 #include "Platform/Linux/JournalLog.h"
@@ -27,23 +27,25 @@ bool DesktopUrlOpener::openUrl(const QString& url)
     return QDesktopServices::openUrl(parsed);
 }
 
-void X11Application::activateIgnoringOtherApps()
+void QtDesktopApplication::activateIgnoringOtherApps()
 {
     for (QWidget* w : QApplication::topLevelWidgets()) {
         if (w->isVisible() && !w->windowTitle().isEmpty()) {
             w->raise();
             w->activateWindow();
+            if (activate)
+                activate(w);
             return;
         }
     }
 }
 
-bool X11Application::isActive() const
+bool QtDesktopApplication::isActive() const
 {
     return QApplication::activeWindow() != nullptr;
 }
 
-bool X11Application::hasVisibleTitledWindow() const
+bool QtDesktopApplication::hasVisibleTitledWindow() const
 {
     for (QWidget* w : QApplication::topLevelWidgets())
         if (w->isVisible() && !w->windowTitle().isEmpty())
@@ -51,7 +53,7 @@ bool X11Application::hasVisibleTitledWindow() const
     return false;
 }
 
-void X11Application::hide()
+void QtDesktopApplication::hide()
 {
     // With no window of ours left, the window manager hands focus back by itself.
 }

@@ -1,4 +1,4 @@
-#include "App/X11/DesktopServices.h"
+#include "App/Desktop/DesktopServices.h"
 
 #include "support/QtPrinters.h"
 

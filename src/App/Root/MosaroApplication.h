@@ -11,17 +11,17 @@
 namespace mosaro {
 
 class AppDelegate;
+class DesktopPlatform;
 class UpdaterController;
 class LoginItemService;
-class X11Connection;
 
-// The application: every long-lived service built on X11, the delegate that starts them in their
-// order, the tray menu, the About and help windows, and the answers to the session's other
-// Mosaro processes. Lives as long as the event loop runs.
+// The application: every long-lived service built over the desktop platform chosen at start, the
+// delegate that starts them in their order, the tray menu, the About and help windows, and the
+// answers to the session's other Mosaro processes. Lives as long as the event loop runs.
 class MosaroApplication {
 public:
-    // Needs the QApplication. Null, with the reason in `error`, when the X display is unusable.
-    static std::unique_ptr<MosaroApplication> create(QString* error);
+    // Needs the QApplication; takes the platform over.
+    explicit MosaroApplication(std::unique_ptr<DesktopPlatform> platform);
     ~MosaroApplication();
     MosaroApplication(const MosaroApplication&) = delete;
     MosaroApplication& operator=(const MosaroApplication&) = delete;
@@ -42,16 +42,16 @@ public:
     // Whether the trigger's grab is held, and the trigger as the desktop writes it.
     DBusSingleInstance::TriggerState triggerState();
 
-    X11Connection& connection();
+    DesktopPlatform& platform();
     AppDelegate& delegate();
     UpdaterController& updater();
     LoginItemService& loginItems();
 
 private:
     struct Services;
-    explicit MosaroApplication(std::unique_ptr<Services> services);
     void showSettingsFromOutside();
 
+    std::unique_ptr<DesktopPlatform> m_platform;
     std::unique_ptr<Services> m_services;
 };
 

@@ -1,0 +1,160 @@
+// The real Mosaro on a real headless sway: keys typed by wtype, windows read from sway's tree.
+// Every scenario runs on Debian 12's sway 1.7 and on the Debian 13 root's sway 1.10.
+#include "Platform/Geometry.h"
+#include "support/wayland/MosaroProcess.h"
+#include "support/wayland/SwaySession.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+const QString bottomBar = QStringLiteral("bar {\n position bottom\n height 25\n}");
+const QString panelTitle = QStringLiteral("Mosaro overlay");
+
+bool spin(const std::function<bool()>& condition, int ms = 5000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > ms)
+            return false;
+        QThread::msleep(20);
+    }
+    return true;
+}
+
+struct Compositor {
+    const char* name;
+    bool root;
+};
+
+class MosaroOnSway : public ::testing::TestWithParam<Compositor> {
+protected:
+    void start(SwaySession::Options options = {})
+    {
+        options.root = GetParam().root;
+        const QString rootDir = qEnvironmentVariable("MOSARO_WAYLAND_ROOT_DIR", QStringLiteral(MOSARO_DEBIAN_ROOT_DIR));
+        if (options.root && !QFile::exists(rootDir + QStringLiteral("/trixie/usr/bin/sway")))
+            GTEST_SKIP() << "the Debian 13 root is not built (debian-root.sh ensure)";
+        session = std::make_unique<SwaySession>(options);
+        ASSERT_TRUE(session->ok()) << session->error().toStdString();
+        target = session->startFoot(QStringLiteral("mosaro-target"));
+        ASSERT_TRUE(target);
+        app = std::make_unique<MosaroProcess>(*session);
+        ASSERT_TRUE(app->start()) << app->log().toStdString();
+    }
+    // The panel as sway sees it: shown, and holding the keyboard.
+    QJsonObject panel()
+    {
+        QJsonObject found;
+        std::function<void(const QJsonObject&)> search = [&](const QJsonObject& node) {
+            if (node.value(QLatin1String("name")).toString() == panelTitle)
+                found = node;
+            for (const char* children : {"nodes", "floating_nodes"})
+                for (const auto& child : node.value(QLatin1String(children)).toArray())
+                    search(child.toObject());
+        };
+        search(QJsonDocument::fromJson(session->ask(QStringLiteral("get_tree"))).object());
+        return found;
+    }
+    bool panelHoldsKeyboard()
+    {
+        return spin([&] { return panel().value(QLatin1String("focused")).toBool(); });
+    }
+    bool panelGone()
+    {
+        return spin([&] { return panel().isEmpty(); });
+    }
+    bool trigger(const QString& keys = QStringLiteral("logo+Return"))
+    {
+        return session->press(keys) && panelHoldsKeyboard();
+    }
+    bool frameIs(std::int64_t id, const Rect& frame)
+    {
+        return spin([&] { return session->frameOf(id) == frame; }, 3000);
+    }
+    void TearDown() override
+    {
+        if (HasFailure() && app)
+            std::fprintf(stderr, "%s\n", qPrintable(app->log().right(4000)));
+    }
+
+    std::unique_ptr<SwaySession> session;
+    std::optional<SwaySession::Window> target;
+    std::unique_ptr<MosaroProcess> app;
+};
+
+// The grid's worked frames (3 x 2, no margin) on a 1440 x 900 output with a 25 px bar at the bottom
+// and without one: a tiled terminal placed (made floating), moves between cells of different
+// sizes, a Qt window, and Escape leaving the window where it is.
+TEST_P(MosaroOnSway, PlacesWindowsOnTheWorkedFrames)
+{
+    struct Step {
+        const char* keys; // typed between the trigger and Return; "Escape" ends the showing instead
+        Rect frame;       // sway's layout pixels, title bar included
+    };
+    struct Row {
+        const char* name;
+        QString config;
+        bool qtWindow;
+        std::vector<Step> steps;
+    };
+    const Row rows[] = {
+        {"bar at the bottom",
+         bottomBar,
+         false,
+         {{"Left", {0, 437, 480, 438}},
+          {"shift+Right", {480, 437, 960, 438}},
+          {"Up", {480, 0, 480, 437}},
+          {"Escape", {480, 0, 480, 437}}}},
+        {"no bar", {}, true, {{"", {480, 450, 480, 450}}, {"Up", {480, 0, 480, 450}}}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        ASSERT_NO_FATAL_FAILURE(start({1440, 900, row.config}));
+        if (IsSkipped())
+            return;
+        auto window = *target;
+        if (row.qtWindow) {
+            const auto qt = session->startQtWindow(QStringLiteral("mosaro-qt"));
+            ASSERT_TRUE(qt);
+            window = *qt;
+        }
+        for (const Step& step : row.steps) {
+            SCOPED_TRACE(step.keys);
+            ASSERT_TRUE(trigger()) << "no panel";
+            const QString keys = QString::fromLatin1(step.keys);
+            if (!keys.isEmpty()) {
+                ASSERT_TRUE(session->press(keys));
+            }
+            if (keys != QLatin1String("Escape")) {
+                ASSERT_TRUE(session->press(QStringLiteral("Return")));
+            }
+            EXPECT_TRUE(panelGone());
+            EXPECT_TRUE(frameIs(window.id, step.frame)) << describe(*session->frameOf(window.id)).toStdString();
+            EXPECT_EQ(session->container(window.id).value(QLatin1String("type")).toString(),
+                      QLatin1String("floating_con"));
+            // The keyboard is back with the window.
+            EXPECT_TRUE(spin([&] { return session->container(window.id).value(QLatin1String("focused")).toBool(); }));
+        }
+        app.reset();
+        session.reset();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sway, MosaroOnSway,
+                         ::testing::Values(Compositor{"sway_1_7", false}, Compositor{"sway_1_10", true}),
+                         [](const ::testing::TestParamInfo<Compositor>& row) { return std::string(row.param.name); });
+
+} // namespace
