@@ -153,6 +153,127 @@ TEST_P(MosaroOnSway, PlacesWindowsOnTheWorkedFrames)
     }
 }
 
+// Debian's default configuration binds Super+Return to a terminal ($mod, $term, included files,
+// modes): Mosaro refuses it and says so in --check, the grid (opened by `mosaro --trigger`) jumps
+// to a second output with Super+Shift+Right, and after Mosaro the user's binding still works.
+TEST_P(MosaroOnSway, UnderDebiansDefaultsRefusesTheTriggerAndJumpsToASecondOutput)
+{
+    SwaySession::Options options;
+    options.debianDefaults = true;
+    ASSERT_NO_FATAL_FAILURE(start(options));
+    if (IsSkipped())
+        return;
+    EXPECT_TRUE(app->waitForLog(QStringLiteral("sway already binds Mod4+Return to \"exec foot\"")));
+    QString check;
+    EXPECT_EQ(app->run({QStringLiteral("--check")}, &check), 0) << check.toStdString();
+    for (const char* line :
+         {"(Wayland session)", "ok: compositor: sway 1.", "ok: keys: the panel takes every key",
+          "warning: trigger: Super+Return is bound by the compositor's configuration to “exec foot”"})
+        EXPECT_TRUE(check.contains(QString::fromUtf8(line))) << line << "\n" << check.toStdString();
+
+    ASSERT_TRUE(session->addOutput());
+    ASSERT_TRUE(session->command(QStringLiteral("[con_id=%1] focus").arg(target->id)));
+    ASSERT_EQ(app->run({QStringLiteral("--trigger")}), 0);
+    ASSERT_TRUE(panelHoldsKeyboard());
+    ASSERT_TRUE(session->press(QStringLiteral("logo+shift+Right")));
+    EXPECT_TRUE(spin([&] {
+        const QJsonObject p = panel();
+        return p.value(QLatin1String("rect")).toObject().value(QLatin1String("x")).toInt() >= 1440 &&
+               p.value(QLatin1String("focused")).toBool();
+    })) << "the panel did not move to the second output";
+    ASSERT_TRUE(session->press(QStringLiteral("Return")));
+    EXPECT_TRUE(panelGone());
+    EXPECT_TRUE(spin([&] {
+        const auto frame = session->frameOf(target->id);
+        return frame && frame->x >= 1440 && frame->width == 640; // a third of the 1920 px output
+    })) << describe(*session->frameOf(target->id)).toStdString();
+
+    app->stop();
+    ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
+    EXPECT_TRUE(session->waitForWindow(QStringLiteral("foot"), 10000)) << "the user's binding is gone";
+}
+
+// The three dismissals: the focus taken away, a workspace switch, an output added. The window
+// stays where it was and gets the keyboard back where it still can.
+TEST_P(MosaroOnSway, TheDesktopsEventsDismissTheGrid)
+{
+    ASSERT_NO_FATAL_FAILURE(start());
+    if (IsSkipped())
+        return;
+    const auto other = session->startFoot(QStringLiteral("mosaro-other"));
+    ASSERT_TRUE(other);
+    const auto before = session->frameOf(target->id);
+    struct Row {
+        const char* name;
+        QString command;
+    };
+    const Row rows[] = {
+        {"the focus taken away", QStringLiteral("[con_id=%1] focus").arg(other->id)},
+        {"a workspace switch", QStringLiteral("workspace 2")},
+        {"an output added", QStringLiteral("create_output")},
+    };
+    int dismissed = 0;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        ASSERT_TRUE(session->command(QStringLiteral("workspace 1; [con_id=%1] focus").arg(target->id)));
+        ASSERT_TRUE(trigger());
+        ASSERT_TRUE(session->command(row.command));
+        EXPECT_TRUE(panelGone());
+        EXPECT_TRUE(app->waitForLog(QStringLiteral("overlay dismiss"), ++dismissed));
+        EXPECT_EQ(session->frameOf(target->id), before);
+    }
+}
+
+// A compositor that stops answering costs one bounded wait and one line, and the grid closes; one
+// that goes away ends Mosaro as a lost X display does: one line, exit status 1.
+TEST_P(MosaroOnSway, AStoppedCompositorIsBoundedAndAVanishedOneEndsMosaro)
+{
+    ASSERT_NO_FATAL_FAILURE(start());
+    if (IsSkipped())
+        return;
+    ASSERT_TRUE(trigger());
+    session->pauseCompositor();
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(app->run({QStringLiteral("--trigger")}), 0);
+    EXPECT_TRUE(app->waitForLog(QStringLiteral("no answer within 1000 ms")));
+    EXPECT_LT(timer.elapsed(), 3000);
+    session->resumeCompositor();
+    EXPECT_TRUE(panelGone());
+    EXPECT_EQ(app->count(QStringLiteral("no answer within 1000 ms")), 1);
+
+    session->stopCompositor();
+    EXPECT_EQ(app->waitForExit(), 1);
+    EXPECT_EQ(app->count(QStringLiteral("has gone away")), 1);
+}
+
+// A trigger recorded in the settings window (reached by keys alone) opens the grid; the old one no
+// longer does.
+TEST_P(MosaroOnSway, ARecordedTriggerReplacesTheOldOne)
+{
+    ASSERT_NO_FATAL_FAILURE(start());
+    if (IsSkipped())
+        return;
+    ASSERT_EQ(app->run({}), 0); // a second start opens the settings window of the running one
+    const auto settings = session->waitForTitle(QStringLiteral("Mosaro Settings - General"), 10000);
+    ASSERT_TRUE(settings);
+    ASSERT_TRUE(session->press(QStringLiteral("ctrl+Tab")));
+    ASSERT_TRUE(session->waitForTitle(QStringLiteral("Mosaro Settings - Shortcuts"), 5000));
+    // Three steps of the window's tab order lead from the tab bar to the trigger's recorder.
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(session->press(QStringLiteral("Tab")));
+    ASSERT_TRUE(session->press(QStringLiteral("space")));
+    ASSERT_TRUE(session->press(QStringLiteral("ctrl+alt+t")));
+    ASSERT_TRUE(app->waitForDefaults(QStringLiteral(R"(carbonKeyCode\":17)")));
+
+    ASSERT_TRUE(session->command(QStringLiteral("[con_id=%1] focus").arg(target->id)));
+    EXPECT_TRUE(trigger(QStringLiteral("ctrl+alt+t")));
+    ASSERT_TRUE(session->press(QStringLiteral("Escape")));
+    ASSERT_TRUE(panelGone());
+    ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
+    EXPECT_FALSE(spin([&] { return !panel().isEmpty(); }, 700)) << "the old trigger still opens the grid";
+}
+
 INSTANTIATE_TEST_SUITE_P(Sway, MosaroOnSway,
                          ::testing::Values(Compositor{"sway_1_7", false}, Compositor{"sway_1_10", true}),
                          [](const ::testing::TestParamInfo<Compositor>& row) { return std::string(row.param.name); });

@@ -122,8 +122,11 @@ std::optional<KeyboardShortcuts::Shortcut> readStoredTrigger(DesktopFacts& facts
 void readSessionFacts(DesktopFacts& facts, const QDBusConnection& bus)
 {
     if (const auto running = askRunningMosaro(bus)) {
-        facts.triggerOwner =
-            running->grabbed ? DesktopFacts::TriggerOwner::mosaro : DesktopFacts::TriggerOwner::mosaroWithoutGrab;
+        // A binding of the desktop's own says more than "another program holds it".
+        if (running->grabbed)
+            facts.triggerOwner = DesktopFacts::TriggerOwner::mosaro;
+        else if (facts.triggerOwner != DesktopFacts::TriggerOwner::desktopBinding)
+            facts.triggerOwner = DesktopFacts::TriggerOwner::mosaroWithoutGrab;
         if (!running->shortcut.isEmpty())
             facts.triggerText = running->shortcut;
     }

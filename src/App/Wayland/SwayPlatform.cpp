@@ -4,20 +4,32 @@
 #include "Overlay/HotkeyAction.h"
 #include "Platform/HostTexts.h"
 #include "Platform/NotificationCenter.h"
+#include "Platform/UI/DesktopShortcuts.h"
 #include "Platform/Wayland/Sway/SwayAccessibility.h"
 #include "Platform/Wayland/Sway/SwayDesktop.h"
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
 #include "Platform/Wayland/Sway/SwayPanelRules.h"
 #include "Platform/Wayland/WaylandPanelHost.h"
+#include "Platform/Wayland/WaylandShortcutInhibitor.h"
 
 #include <QWidget>
 
+#include <cstdio>
 #include <unistd.h>
 
 namespace mosaro {
 
 namespace {
+
+class SwayPlatform;
+SwayPlatform* g_platform = nullptr;
+QtMessageHandler g_previousHandler = nullptr;
+
+// Qt ends the process itself (_exit) right after it says its Wayland connection broke, and when
+// sway goes away that may come before the channel's own end is read. Its message is the last
+// moment to say so and to run the termination path.
+void watchQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message);
 
 // Declared in the order they are built; destroyed in reverse, the panel before the channel.
 class SwayPlatform final : public DesktopPlatform {
@@ -49,6 +61,11 @@ public:
             if (showHelp)
                 showHelp();
         };
+        // The recorder sees every combination, sway's own bindings included.
+        DesktopShortcuts::inhibitFor = [](QWindow* window) { WaylandShortcutInhibitor::shared().inhibit(window); };
+        DesktopShortcuts::restore = [] { WaylandShortcutInhibitor::shared().release(); };
+        g_platform = this;
+        g_previousHandler = qInstallMessageHandler(&watchQtMessages);
         // No client may raise itself on Wayland: sway focuses our window when asked.
         m_application.activate = [this](QWidget* window) {
             m_ipc.run(
@@ -95,6 +112,16 @@ public:
         return m_hotKeys.holds(keyCode, modifiers);
     }
 
+    ~SwayPlatform() override
+    {
+        qInstallMessageHandler(g_previousHandler);
+        g_platform = nullptr;
+        DesktopShortcuts::inhibitFor = nullptr;
+        DesktopShortcuts::restore = nullptr;
+    }
+
+    void waylandConnectionBroke() { m_ipc.declareGone(); }
+
 private:
     Sway::Ipc m_ipc;
     SwayScreenList m_screens;
@@ -109,6 +136,16 @@ private:
     WaylandPanelHost m_panelHost;
     QString m_version;
 };
+
+void watchQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (g_previousHandler)
+        g_previousHandler(type, context, message);
+    else
+        std::fprintf(stderr, "%s\n", qPrintable(message));
+    if (g_platform && message.startsWith(QLatin1String("The Wayland connection")))
+        g_platform->waylandConnectionBroke();
+}
 
 } // namespace
 

@@ -9,11 +9,14 @@
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QTimer>
 
 namespace mosaro {
 
 namespace {
 
+// How long a panel moved to another display waits for the focus to follow it.
+constexpr int refocusMs = 250;
 constexpr const char* inputRegionMessage = "the panel on Wayland takes no pointer input; input region ignored";
 
 // A key of the panel's window in the portable key model. The native modifiers of Qt's Wayland
@@ -62,6 +65,9 @@ public:
         if (m_host.m_owner != this)
             return;
         m_host.m_owner = nullptr;
+        // The focus is on its way to the target: a showing that follows at once (a jump to another
+        // display) must wait for its own focus rather than take this one's.
+        m_host.m_focused = false;
         WaylandShortcutInhibitor::shared().release();
         if (m_host.m_hook.returnKeyboard)
             m_host.m_hook.returnKeyboard();
@@ -242,8 +248,17 @@ PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
     if (!m_window->isShown() && m_hook.prepare)
         m_hook.prepare();
     m_window->prepare(QSize(int(frame.width), int(frame.height)));
-    // Shown already (the panel goes to another display): the compositor moves it now.
-    if (moved && m_hook.place)
+    // Shown already (the panel goes to another display): the compositor moves it now. The focus
+    // may leave it on the way and come back; only a focus that stays away is the keyboard lost.
+    if (moved) {
+        m_refocusing = true;
+        QTimer::singleShot(refocusMs, m_window.get(), [this] {
+            m_refocusing = false;
+            if (!m_focused && m_owner)
+                m_owner->lost();
+        });
+    }
+    if (m_hook.place)
         m_hook.place(frame);
     return *m_window;
 }
@@ -261,15 +276,13 @@ void WaylandPanelHost::handle(QEvent* event)
     switch (event->type()) {
     case QEvent::FocusIn:
         m_focused = true;
+        m_refocusing = false;
         if (m_owner)
             m_owner->held();
-        // Mapped and focused: wherever the compositor put it, it goes over the frame.
-        if (m_hook.place)
-            m_hook.place(m_frame);
         break;
     case QEvent::FocusOut:
         m_focused = false;
-        if (m_owner)
+        if (m_owner && !m_refocusing)
             m_owner->lost();
         break;
     case QEvent::KeyPress:

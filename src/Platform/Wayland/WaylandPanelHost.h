@@ -22,7 +22,8 @@ struct WaylandPanelHook {
     // Before a showing maps the window: what makes the compositor float it without borders must
     // be in place by then.
     std::function<void()> prepare;
-    // The window is mapped: over the frame (screen coordinates) it must show on.
+    // Each showing, and each move to another display: the frame (screen coordinates) it must show
+    // over, once the compositor has mapped it.
     std::function<void(const Rect& frame)> place;
     // The panel closed: the keyboard goes back to the target window.
     std::function<void()> returnKeyboard;
@@ -91,6 +92,7 @@ private:
     Rect m_frame;
     WaylandPanelKeyboard* m_owner = nullptr; // the showing that asked last receives the keys
     bool m_focused = false;
+    bool m_refocusing = false; // moved by the compositor, the focus on its way back
 };
 
 } // namespace mosaro

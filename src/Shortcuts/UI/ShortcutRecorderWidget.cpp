@@ -2,6 +2,7 @@
 
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Platform/KeyCodeMap.h"
+#include "Platform/UI/DesktopShortcuts.h"
 #include "Platform/UI/QtKeyCodes.h"
 #include "Platform/UI/Symbols.h"
 #include "Shortcuts/ShortcutRecorder.h"
@@ -144,6 +145,8 @@ void ShortcutRecorderWidget::startCapture()
     m_main->setFocus(Qt::OtherFocusReason);
     // Keys the window manager would otherwise take for itself come to us too.
     grabKeyboard();
+    if (DesktopShortcuts::inhibitFor)
+        DesktopShortcuts::inhibitFor(window()->windowHandle());
 }
 
 void ShortcutRecorderWidget::endCapture()
@@ -152,6 +155,8 @@ void ShortcutRecorderWidget::endCapture()
         return;
     m_capturing = false;
     releaseKeyboard();
+    if (DesktopShortcuts::restore)
+        DesktopShortcuts::restore();
     KeyboardShortcuts::setEnabled(m_resumeHotkeysTo);
     if (!m_swallowReleaseOf && m_filterInstalled) {
         qApp->removeEventFilter(this);

@@ -132,4 +132,14 @@ bool MosaroProcess::waitForLog(const QString& needle, int times, int timeoutMs) 
     return until([&] { return count(needle) >= times; }, timeoutMs);
 }
 
+bool MosaroProcess::waitForDefaults(const QString& needle, int timeoutMs) const
+{
+    return until(
+        [&] {
+            QFile file(m_folder + QStringLiteral("/config/Mosaro/defaults.json"));
+            return file.open(QIODevice::ReadOnly) && QString::fromUtf8(file.readAll()).contains(needle);
+        },
+        timeoutMs);
+}
+
 } // namespace mosaro::test

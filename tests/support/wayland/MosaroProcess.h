@@ -33,6 +33,8 @@ public:
     QString log() const;
     int count(const QString& needle) const { return int(log().count(needle)); }
     bool waitForLog(const QString& needle, int times = 1, int timeoutMs = 5000) const;
+    // Until its stored defaults (the shortcuts) hold the text.
+    bool waitForDefaults(const QString& needle, int timeoutMs = 5000) const;
 
 private:
     QStringList environment() const;

@@ -134,7 +134,7 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
 SwaySession::~SwaySession()
 {
     if (m_sway > 0)
-        ::kill(m_sway, SIGCONT);
+        ::kill(compositorPid(), SIGCONT);
     // What sway started carries its environment, the runtime directory included.
     std::vector<pid_t> pids = processes();
     pids.insert(pids.end(), m_children.begin(), m_children.end());
@@ -277,9 +277,19 @@ std::vector<pid_t> SwaySession::processes() const
 
 std::optional<SwaySession::Window> SwaySession::waitForWindow(const QString& appId, int timeoutMs)
 {
+    return waitFor(QStringLiteral("app_id"), appId, timeoutMs);
+}
+
+std::optional<SwaySession::Window> SwaySession::waitForTitle(const QString& title, int timeoutMs)
+{
+    return waitFor(QStringLiteral("name"), title, timeoutMs);
+}
+
+std::optional<SwaySession::Window> SwaySession::waitFor(const QString& field, const QString& value, int timeoutMs)
+{
     std::optional<Window> window;
     std::function<void(const QJsonObject&)> search = [&](const QJsonObject& node) {
-        if (node.value(QLatin1String("app_id")).toString() == appId)
+        if (node.value(field).toString() == value)
             window =
                 Window{node.value(QLatin1String("id")).toInteger(), pid_t(node.value(QLatin1String("pid")).toInt())};
         for (const char* children : {"nodes", "floating_nodes"})
@@ -405,18 +415,34 @@ bool SwaySession::addOutput()
     return command(QStringLiteral("create_output"));
 }
 
+pid_t SwaySession::compositorPid() const
+{
+    if (!m_root)
+        return m_sway;
+    // In the root, m_sway is the script that runs it: sway is the process of that name carrying
+    // the session's runtime folder.
+    for (pid_t pid : processes()) {
+        QFile comm(QStringLiteral("/proc/%1/comm").arg(pid));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == "sway")
+            return pid;
+    }
+    return -1;
+}
+
 void SwaySession::pauseCompositor()
 {
-    ::kill(m_sway, SIGSTOP);
+    ::kill(compositorPid(), SIGSTOP);
 }
 
 void SwaySession::resumeCompositor()
 {
-    ::kill(m_sway, SIGCONT);
+    ::kill(compositorPid(), SIGCONT);
 }
 
 void SwaySession::stopCompositor()
 {
+    if (m_root)
+        ::kill(compositorPid(), SIGTERM);
     stop(m_sway);
     m_sway = -1;
 }

@@ -51,7 +51,7 @@ public:
     QString runtimeDirectory() const { return m_runtime; }
     QString busAddress() const { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
     QString configPath() const { return m_runtime + QStringLiteral("/sway.config"); }
-    pid_t compositorPid() const { return m_sway; }
+    pid_t compositorPid() const;
 
     // Starts a program of the compositor's system as the session's user, with the session's
     // environment plus `extra`; its output goes to a log file named after it. Returns its pid.
@@ -67,6 +67,7 @@ public:
     // A Qt window on the Wayland platform (the test client program).
     std::optional<Window> startQtWindow(const QString& appId, int timeoutMs = 10000);
     std::optional<Window> waitForWindow(const QString& appId, int timeoutMs);
+    std::optional<Window> waitForTitle(const QString& title, int timeoutMs);
     // What a program started by `spawn` has printed so far.
     QString output(const QString& program) const;
 
@@ -94,6 +95,7 @@ public:
 
 private:
     bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
+    std::optional<Window> waitFor(const QString& field, const QString& value, int timeoutMs);
     // Debian's default configuration of the compositor's system.
     QString defaultConfig();
     QString m_error;

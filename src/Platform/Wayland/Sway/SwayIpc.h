@@ -88,6 +88,8 @@ public:
 
     // Called once when the event connection ends and sway cannot be reached again.
     std::function<void()> onGone;
+    // Something else saw sway go first (its Wayland connection): the same line and onGone, once.
+    void declareGone() { eventsLost(IpcError{IpcError::Kind::closed, m_path}, /*reconnect*/ false); }
     bool isGone() const { return m_gone; }
 
 private:

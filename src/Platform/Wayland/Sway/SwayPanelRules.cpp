@@ -37,6 +37,9 @@ QString SwayPanelRules::criteria() const
 
 void SwayPanelRules::prepare()
 {
+    // A new mapping: the container of the last one is going, whatever its events say yet.
+    m_panel.reset();
+    m_placedAt.reset();
     if (m_ruleAdded)
         return;
     // The command list is one quoted argument: unquoted, its commas would end the rule and run the
@@ -57,12 +60,20 @@ void SwayPanelRules::place(const Rect& frame)
     if (!main)
         return;
     // Screen frames are y-up from the bottom of the display at the layout origin.
-    const Point at{frame.x, main->frame().height - frame.y - frame.height};
-    if (m_placedAt && *m_placedAt == at && m_panel)
+    m_wanted = Point{frame.x, main->frame().height - frame.y - frame.height};
+    // Not mapped yet: its window event brings it here.
+    if (m_panel)
+        apply();
+}
+
+void SwayPanelRules::apply()
+{
+    if (!m_panel || !m_wanted || m_placedAt == m_wanted)
         return;
-    const QString target = m_panel ? QStringLiteral("[con_id=%1]").arg(*m_panel) : criteria();
-    const QString command =
-        target + QStringLiteral(" move absolute position %1 px %2 px").arg(number(at.x), number(at.y));
+    // Moved onto another output, the panel would leave the focus behind on the first one.
+    const QString command = QStringLiteral("[con_id=%1] move absolute position %2 px %3 px, focus")
+                                .arg(*m_panel)
+                                .arg(number(m_wanted->x), number(m_wanted->y));
     const auto results = m_ipc.run(command);
     if (!results)
         return;
@@ -70,12 +81,11 @@ void SwayPanelRules::place(const Rect& frame)
         Log::overlay().error(commandFailedMessage, command, results->empty() ? QString() : results->front().error);
         return;
     }
-    m_placedAt = at;
+    m_placedAt = m_wanted;
 }
 
 void SwayPanelRules::returnKeyboard()
 {
-    m_placedAt.reset();
     const auto target = m_windows.target();
     if (!target)
         return;
@@ -103,10 +113,12 @@ void SwayPanelRules::handle(std::uint32_t type, const QByteArray& payload)
         return;
     const QString change = Sway::eventChange(payload);
     if (change == QLatin1String("close")) {
-        m_panel.reset();
-        m_placedAt.reset();
-    } else {
+        if (m_panel == container->id)
+            m_panel.reset();
+    } else if (change == QLatin1String("new") || !m_panel) {
         m_panel = container->id;
+        m_placedAt.reset();
+        apply();
     }
 }
 

@@ -27,7 +27,8 @@ public:
 
     // Before the window maps: the rule is in place.
     void prepare();
-    // The window is mapped: over the frame (y-up screen coordinates).
+    // The window goes over the frame (y-up screen coordinates): now if it is mapped, else as soon
+    // as sway says it is.
     void place(const Rect& frame);
     // The keyboard goes back to the window the trigger found.
     void returnKeyboard();
@@ -36,6 +37,7 @@ public:
 
 private:
     void handle(std::uint32_t type, const QByteArray& payload);
+    void apply();
     QString criteria() const;
 
     Sway::Ipc& m_ipc;
@@ -43,8 +45,9 @@ private:
     const SwayAccessibility& m_windows;
     QString m_title;
     bool m_ruleAdded = false;
-    std::optional<std::int64_t> m_panel; // the panel's container while it is mapped
-    std::optional<Point> m_placedAt;     // where it was last put, in layout pixels
+    std::optional<std::int64_t> m_panel; // the panel's container while it is mapped, from events
+    std::optional<Point> m_wanted;       // where it goes, in layout pixels
+    std::optional<Point> m_placedAt;     // where it was last put
     int m_eventHandler = 0;
 };
 
