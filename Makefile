@@ -81,6 +81,7 @@ bench: build
 	@build/bench/mosaro_bench --wm $(BENCH_WM) --compositor $(BENCH_COMPOSITOR) \
 		--out build/bench/results.md --plot-data build/bench/screen-size.dat
 	@bench/plot.sh build/bench/screen-size.dat build/bench/screen-size.png
+	@build/bench/sway_bench
 
 clean:
 	rm -rf build build-asan build-fuzz

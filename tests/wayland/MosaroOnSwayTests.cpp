@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -38,6 +39,11 @@ struct Compositor {
     const char* name;
     bool root;
 };
+// Test names and failures show the compositor, not its bytes.
+[[maybe_unused]] void PrintTo(const Compositor& compositor, std::ostream* out)
+{
+    *out << compositor.name;
+}
 
 class MosaroOnSway : public ::testing::TestWithParam<Compositor> {
 protected:
@@ -272,6 +278,29 @@ TEST_P(MosaroOnSway, ARecordedTriggerReplacesTheOldOne)
     ASSERT_TRUE(panelGone());
     ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
     EXPECT_FALSE(spin([&] { return !panel().isEmpty(); }, 700)) << "the old trigger still opens the grid";
+}
+
+// What a person sees: the panel translucent over the display's visible frame only (the bar below
+// it untouched), the highlight drawn. MOSARO_SCREENSHOT_DIR keeps the picture (the README's).
+TEST_P(MosaroOnSway, ThePanelIsDrawnOverTheVisibleFrame)
+{
+    ASSERT_NO_FATAL_FAILURE(start({1440, 900, bottomBar}));
+    if (IsSkipped())
+        return;
+    ASSERT_TRUE(session->startQtWindow(QStringLiteral("mosaro-qt")));
+    const QImage before = session->screenshot(QStringLiteral("before"));
+    ASSERT_TRUE(trigger());
+    QImage shot;
+    // Drawn when sway has shown the panel's frame: the highlight (the bottom-middle cell) differs.
+    ASSERT_TRUE(spin([&] {
+        shot = session->screenshot(QStringLiteral("panel"));
+        return !shot.isNull() && shot.pixel(720, 650) != before.pixel(720, 650);
+    }));
+    EXPECT_NE(shot.pixel(240, 200), before.pixel(240, 200)); // dimmed
+    for (int x : {5, 720, 1430})
+        EXPECT_EQ(shot.pixel(x, 890), before.pixel(x, 890)) << "the bar is covered at x " << x;
+    if (const QString dir = qEnvironmentVariable("MOSARO_SCREENSHOT_DIR"); !dir.isEmpty())
+        shot.save(dir + QStringLiteral("/overlay-sway-%1.png").arg(QString::fromLatin1(GetParam().name)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Sway, MosaroOnSway,

@@ -17,6 +17,7 @@ namespace {
 
 // How long a panel moved to another display waits for the focus to follow it.
 constexpr int refocusMs = 250;
+constexpr const char* frameSentMessage = "panel frame sent: %d rectangles";
 constexpr const char* inputRegionMessage = "the panel on Wayland takes no pointer input; input region ignored";
 
 // A key of the panel's window in the portable key model. The native modifiers of Qt's Wayland
@@ -196,6 +197,7 @@ void WaylandPanelWindow::send(const QRegion& region)
     }
     m_store.endPaint();
     m_store.flush(region);
+    Log::overlay().debug(frameSentMessage, int(region.rectCount()));
 }
 
 void WaylandPanelWindow::exposeEvent(QExposeEvent* event)
