@@ -29,9 +29,9 @@ fuzz: build-fuzz
 run: build
 	@scripts/run.sh
 
-# Unit tests in the normal build; everything, X server integration tests included, under the
-# sanitizers (they find more there) but the Wayland compositor cases, which run in the normal build
-# only; the lint pass on what changed since the previous commit.
+# Unit tests and the Wayland integration tests (a headless sway each) in the normal build;
+# everything else, X server integration tests included, under the sanitizers (they find more
+# there); the lint pass on what changed since the previous commit.
 # Of the desktop matrix CI runs openbox, xfwm4, icewm and i3; `make test-desktops` runs all.
 # Both builds replay the fuzz corpus as ordinary tests, and every fuzzer then runs 20 s of its own.
 test: build build-asan
@@ -46,7 +46,7 @@ test-desktops: build
 	@cd build && ctest --output-on-failure -R 'Desktops/'
 
 test-unit: build
-	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
+	@cd build && ctest --output-on-failure -j $(JOBS) -LE 'x11|wayland'
 
 # The Debian package in build/package/, and lintian's verdict on it (errors fail).
 package: build
@@ -54,8 +54,10 @@ package: build
 	@cd build && cpack -G DEB >/dev/null
 	@ls build/package/mosaro_*.deb
 
+# lintian's verdict, then the package installed with apt and run in the Debian 13 root.
 package-check: package
 	@lintian --fail-on error build/package/mosaro_*.deb && echo "lintian: no errors"
+	@tests/Install/check_package_in_root.sh build/package/mosaro_*.deb
 
 lint: build
 	@scripts/lint.sh
@@ -80,6 +82,7 @@ bench: build
 		--out build/bench/results.md --plot-data build/bench/screen-size.dat
 	@bench/plot.sh build/bench/screen-size.dat build/bench/screen-size.png
 	@tests/wayland/kwin/kwin-session.sh --client build/wayland-clients/mosaro_kwin_client -- build/bench/kwin_scripts_bench
+	@build/bench/sway_bench
 
 clean:
 	rm -rf build build-asan build-fuzz
