@@ -183,7 +183,7 @@ int main(int argc, char** argv)
                                  {"interface", kInterface},
                                  {"pid", int(app.applicationPid())},
                                  {"panelCaption", "Mosaro Overlay"},
-                                 {"trigger", trigger}}) +
+                                 {"shortcuts", QJsonArray{trigger}}}) +
                            QStringLiteral(";\n");
     const QString common = readText(kScripts + QStringLiteral("common.js"));
     const QString sessionFile = dir + QStringLiteral("/session.js");

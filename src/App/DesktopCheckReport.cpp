@@ -162,9 +162,10 @@ bool addCompositor(const DesktopFacts::Compositor& c, std::vector<CheckFinding>&
     }
     out.push_back(ok(QStringLiteral("display %1 (Wayland session)").arg(c.waylandDisplay)));
     if (c.name.isEmpty()) {
-        out.push_back(error(QStringLiteral("compositor: not one Mosaro can drive; it places windows through a "
-                                           "compositor's own channel and knows sway's IPC ($SWAYSOCK), and "
-                                           "XWayland cannot place native Wayland windows")));
+        out.push_back(
+            error(QStringLiteral("compositor: not one Mosaro can drive; it places windows through a "
+                                 "compositor's own channel and knows sway's IPC ($SWAYSOCK) and "
+                                 "KWin's scripting (org.kde.KWin), and XWayland cannot place native Wayland windows")));
         return false;
     }
     const QString name = c.version.isEmpty() ? c.name : c.name + QLatin1Char(' ') + c.version;
@@ -174,8 +175,9 @@ bool addCompositor(const DesktopFacts::Compositor& c, std::vector<CheckFinding>&
         return false;
     }
     out.push_back(ok(QStringLiteral("compositor: %1, answering on %2").arg(name, c.channel)));
-    out.push_back(ok(QStringLiteral("moves: through the compositor's channel; a tiled window is made floating to "
-                                    "take its cell")));
+    out.push_back(ok(!c.moves.isEmpty() ? c.moves
+                                        : QStringLiteral("moves: through the compositor's channel; a tiled window is "
+                                                         "made floating to take its cell")));
     out.push_back(c.shortcutsInhibit
                       ? ok(QStringLiteral("keys: the panel takes every key while it shows, the compositor's own "
                                           "bindings included (keyboard-shortcuts-inhibit)"))

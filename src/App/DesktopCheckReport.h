@@ -70,6 +70,7 @@ struct DesktopFacts {
         bool outputEvents = false;     // it says when outputs change
         int outputs = 0;
         QString beepPlayer; // the program that plays the beep; empty when none
+        QString moves;      // how windows are moved, where it differs from a tiling compositor's
     };
     std::optional<Compositor> wayland;
 

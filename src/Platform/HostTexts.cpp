@@ -136,6 +136,35 @@ constexpr std::array kSessionTexts{
                 "sway's IPC socket does not answer. Window positioning will not work until it does."},
     SessionText{HostSession::sway, HostText::permissionNotDeterminedTooltip, "Mosaro hasn't asked sway yet."},
     SessionText{HostSession::sway, HostText::systemShortcutOwner, "sway"},
+    SessionText{HostSession::kwin, HostText::welcomeAccessHeading, "About compositor access"},
+    SessionText{HostSession::kwin, HostText::welcomeAccessBody,
+                "Mosaro asks KWin, through a small script it loads into KWin over D-Bus, for the position and size "
+                "of the focused window so it can move and resize it; window contents are never read. The next step "
+                "checks that the script runs and, if it does not, shows what to do."},
+    SessionText{HostSession::kwin, HostText::welcomeChangeBody,
+                "Access follows KWin: it is on whenever KWin's scripting interface (org.kde.KWin) answers and "
+                "Mosaro's script is loaded. Mosaro also surfaces the current status in Settings → About."},
+    SessionText{HostSession::kwin, HostText::welcomeAllowButton, "Check Compositor"},
+    SessionText{HostSession::kwin, HostText::menuPermissionGranted, "Compositor connected"},
+    SessionText{HostSession::kwin, HostText::menuOpenAccessibilitySettings, "Open Compositor Help…"},
+    SessionText{HostSession::kwin, HostText::accessibilitySettingsTitle, "Compositor Help"},
+    SessionText{HostSession::kwin, HostText::accessibilityAccessRow, "Window control"},
+    SessionText{HostSession::kwin, HostText::permissionNotDeterminedExplanation,
+                "Mosaro will ask KWin for window control the first time you trigger the overlay."},
+    SessionText{HostSession::kwin, HostText::permissionDeniedExplanation,
+                "Mosaro cannot move windows without this. Click \"Open Compositor Help…\", then make sure Mosaro "
+                "runs in the Plasma session, where KWin's scripting interface is on the session bus."},
+    SessionText{HostSession::kwin, HostText::openAccessibilitySettingsButton, "Open Compositor Help…"},
+    SessionText{HostSession::kwin, HostText::openAccessibilitySettingsHelp,
+                "Mosaro needs its KWin script to move and resize windows."},
+    SessionText{HostSession::kwin, HostText::showWelcomeAgainHelp,
+                "Re-display the welcome screen shown when window control is not available."},
+    SessionText{HostSession::kwin, HostText::permissionGrantedTooltip,
+                "Mosaro's script runs in KWin — window positioning will work."},
+    SessionText{HostSession::kwin, HostText::permissionDeniedTooltip,
+                "Mosaro's script does not run in KWin. Window positioning will not work until it does."},
+    SessionText{HostSession::kwin, HostText::permissionNotDeterminedTooltip, "Mosaro hasn't asked KWin yet."},
+    SessionText{HostSession::kwin, HostText::systemShortcutOwner, "KDE Plasma"},
 };
 
 HostSession g_session = HostSession::x11;

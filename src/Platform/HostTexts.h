@@ -66,6 +66,7 @@ enum class HostText {
 enum class HostSession {
     x11,
     sway,
+    kwin,
 };
 // Set once at start, by the platform chosen; X11 until then.
 void setHostSession(HostSession session);

@@ -1,13 +1,17 @@
 #include "App/Wayland/WaylandPlatform.h"
 
 #include "App/Desktop/DesktopCheckFacts.h"
+#include "App/Wayland/KWinPlatform.h"
 #include "App/Wayland/SwayPlatform.h"
 #include "Diagnostics/Log/Log.h"
+#include "Platform/Wayland/KWin/KWinDesktop.h"
+#include "Platform/Wayland/KWin/KWinScripting.h"
 #include "Platform/Wayland/Sway/SwayDesktop.h"
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
 
 #include <QCoreApplication>
+#include <QDBusConnectionInterface>
 #include <QFileInfo>
 
 #include <wayland-client.h>
@@ -22,7 +26,8 @@ namespace {
 
 constexpr const char* unknownCompositorMessage =
     "no channel to this Wayland compositor: Mosaro places windows through the compositor's own channel and "
-    "knows sway's IPC ($SWAYSOCK); XWayland cannot place native Wayland windows";
+    "knows sway's IPC ($SWAYSOCK) and KWin's scripting (org.kde.KWin on the session bus); XWayland cannot place native "
+    "Wayland windows";
 
 QString waylandDisplayName()
 {
@@ -89,6 +94,51 @@ void readSway(const QString& socket, DesktopFacts& facts)
     }
 }
 
+// KWin's side of `--check`: whether Mosaro's script loads and calls back (a running Mosaro has it
+// loaded already, under the same name, so then the running one is taken at its word).
+void readKWin(const QString& service, DesktopFacts& facts)
+{
+    DesktopFacts::Compositor& c = *facts.wayland;
+    c.name = QStringLiteral("KWin");
+    c.channel = service + QStringLiteral(" (scripts over D-Bus)");
+    c.moves = QStringLiteral("moves: through Mosaro's KWin script, the frame KWin settles at taken as the answer");
+    c.outputEvents = true;
+    KWinScripting kwin;
+    c.version = kwin.version();
+    const auto running = askRunningMosaro(QDBusConnection::sessionBus());
+    if (running) {
+        c.channelAnswers = true;
+    } else if (kwin.load({})) {
+        c.channelAnswers = true;
+    } else {
+        c.channelProblem = kwin.problem();
+        return;
+    }
+    if (const auto answer =
+            kwin.loaded() ? kwin.request({{QStringLiteral("op"), QStringLiteral("outputs")}}) : std::nullopt)
+        if (const auto outputs = KWin::outputs(answer->value(QStringLiteral("outputs"))))
+            c.outputs = int(outputs->size());
+    const QStringList beep = SwayBeeper::command();
+    c.beepPlayer = beep.isEmpty() ? QString() : QFileInfo(beep.first()).fileName();
+
+    SwayKeyboardLayout layout;
+    const auto trigger = readStoredTrigger(facts, layout);
+    const auto keymap = Sway::Keymap::create();
+    if (!trigger || !keymap)
+        return;
+    KWinHotKeyService hotKeys(
+        kwin, [&](std::uint32_t code, std::uint32_t modifiers) { return kdeKeyFor(*keymap, code, modifiers); });
+    const auto binding =
+        hotKeys.desktopBinding(std::uint32_t(trigger->carbonKeyCode), std::uint32_t(trigger->carbonModifiers));
+    // The running Mosaro holds its own trigger: that is no conflict.
+    if (binding && !(running && running->grabbed)) {
+        facts.triggerOwner = DesktopFacts::TriggerOwner::desktopBinding;
+        facts.triggerBinding = QStringLiteral("“%1” (KDE's shortcuts)").arg(*binding);
+    } else if (facts.triggerOwner == DesktopFacts::TriggerOwner::unknown) {
+        facts.triggerOwner = DesktopFacts::TriggerOwner::free;
+    }
+}
+
 } // namespace
 
 WaylandChoice chooseWaylandBackend()
@@ -99,6 +149,10 @@ WaylandChoice chooseWaylandBackend()
         if (probe.open(sway, Sway::IpcSocket::Clock::now() + Sway::Ipc::messagingTimeout))
             return {WaylandBackend::sway, sway};
     }
+    const QString kwin = QStringLiteral("org.kde.KWin");
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (bus.isConnected() && bus.interface()->isServiceRegistered(kwin).value())
+        return {WaylandBackend::kwin, kwin};
     return {};
 }
 
@@ -121,6 +175,8 @@ std::unique_ptr<DesktopPlatform> makeWaylandPlatform(QString* error)
     switch (choice.backend) {
     case WaylandBackend::sway:
         return makeSwayPlatform(choice.channel);
+    case WaylandBackend::kwin:
+        return makeKWinPlatform();
     case WaylandBackend::unknown:
         break;
     }
@@ -146,6 +202,8 @@ int runWaylandDesktopCheck(int argc, char** argv)
         const WaylandChoice choice = chooseWaylandBackend();
         if (choice.backend == WaylandBackend::sway)
             readSway(choice.channel, facts);
+        else if (choice.backend == WaylandBackend::kwin)
+            readKWin(choice.channel, facts);
     }
     readSessionFacts(facts, QDBusConnection::sessionBus());
     const auto findings = desktopFindings(facts);

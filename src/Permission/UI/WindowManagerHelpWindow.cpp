@@ -20,8 +20,10 @@ QString pageTemplate()
 {
     initResources();
     // The page of the session: what window control needs differs between X11 and each compositor.
-    QFile page(hostSession() == HostSession::sway ? QStringLiteral(":/help/window-manager-help-sway.html")
-                                                  : QStringLiteral(":/help/window-manager-help.html"));
+    const HostSession session = hostSession();
+    QFile page(session == HostSession::sway   ? QStringLiteral(":/help/window-manager-help-sway.html")
+               : session == HostSession::kwin ? QStringLiteral(":/help/window-manager-help-kwin.html")
+                                              : QStringLiteral(":/help/window-manager-help.html"));
     if (!page.open(QIODevice::ReadOnly))
         return QStringLiteral("<p>{{status}}</p>");
     return QString::fromUtf8(page.readAll());

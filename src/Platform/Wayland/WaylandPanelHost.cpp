@@ -109,6 +109,9 @@ WaylandPanelWindow::WaylandPanelWindow(std::function<void(QEvent*)> onEvent)
     setFormat(format);
     // No decoration, and an empty input region: clicks reach the windows below.
     setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowTransparentForInput | Qt::WindowStaysOnTopHint);
+    // Qt 6.4 sends no empty input region for the flag above (a click reached the panel on KWin);
+    // the mask becomes the input region: one pixel in the corner, clicks elsewhere go through.
+    setMask(QRegion(0, 0, 1, 1));
     setTitle(QString::fromLatin1(title));
 }
 
@@ -273,6 +276,13 @@ ScreenRef WaylandPanelHost::screenOf(const Rect& frame) const
     return nullptr;
 }
 
+void WaylandPanelHost::keyboardLeft()
+{
+    m_focused = false;
+    if (m_owner && !m_refocusing)
+        m_owner->lost();
+}
+
 void WaylandPanelHost::handle(QEvent* event)
 {
     switch (event->type()) {
@@ -283,15 +293,17 @@ void WaylandPanelHost::handle(QEvent* event)
             m_owner->held();
         break;
     case QEvent::FocusOut:
-        m_focused = false;
-        if (m_owner && !m_refocusing)
-            m_owner->lost();
+        keyboardLeft();
         break;
     case QEvent::KeyPress:
-    case QEvent::KeyRelease:
+    case QEvent::KeyRelease: {
+        const KeyEvent key = keyEvent(*static_cast<QKeyEvent*>(event));
+        if (m_hook.takeKey && m_hook.takeKey(key))
+            break;
         if (m_owner && m_owner->onKey)
-            m_owner->onKey(keyEvent(*static_cast<QKeyEvent*>(event)));
+            m_owner->onKey(key);
         break;
+    }
     case QEvent::ShortcutOverride:
         // Every key is the panel's: nothing in the application takes it as a shortcut.
         event->accept();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/KeyEvent.h"
 #include "Platform/Screen.h"
 #include "Platform/UI/PanelSurface.h"
 
@@ -27,6 +28,9 @@ struct WaylandPanelHook {
     std::function<void(const Rect& frame)> place;
     // The panel closed: the keyboard goes back to the target window.
     std::function<void()> returnKeyboard;
+    // A key the panel received that is the backend's own (a hotkey the panel's inhibitor kept from
+    // the compositor): true when the backend took it.
+    std::function<bool(const KeyEvent& key)> takeKey;
 };
 
 // The panel's window: an ordinary Qt window on the Wayland platform (frameless, translucent, an
@@ -81,6 +85,8 @@ public:
     std::unique_ptr<PanelKeyboard> makeKeyboard() override;
     PanelSurface& surfaceFor(const Rect& frame) override;
     ScreenRef screenOf(const Rect& frame) const override;
+    // The compositor says the panel no longer holds the keyboard (as a focus-out does).
+    void keyboardLeft();
 
 private:
     friend class WaylandPanelKeyboard;

@@ -1,6 +1,6 @@
 // What Mosaro's KWin scripts share: the names that differ between KWin 5.27 and 6, the window and
 // output records sent to Mosaro, and the requests Mosaro makes. Mosaro writes a script file as
-//   var mosaroConfig = {...};   (its bus name, object path, interface, pid, panel caption, trigger)
+//   var mosaroConfig = {...};   (its bus name, object path, interface, pid, panel caption, shortcuts)
 // followed by this text and the text of session.js (or request.js). Everything crossing D-Bus is
 // one JSON text, so that no value depends on how KWin turns script values into D-Bus types.
 
@@ -261,6 +261,18 @@ var ops = {
                     reply({window: describe(w), active: activeWindow() === w});
             });
         });
+    },
+    // Brings one of Mosaro's own windows (settings, About) to the front: no client may raise itself.
+    activateOwn: function (request, reply) {
+        var list = allWindows();
+        for (var i = 0; i < list.length; ++i) {
+            if (list[i].pid === mosaroConfig.pid && String(list[i].caption) === String(request.caption)) {
+                activate(list[i]);
+                reply({active: activeWindow() === list[i]});
+                return;
+            }
+        }
+        reply({active: false});
     },
     // Gives the keyboard to a window, the target when the panel closes.
     activate: function (request, reply) {

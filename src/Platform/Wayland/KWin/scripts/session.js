@@ -26,8 +26,13 @@ function notify(dismissal)
     callMosaro("dismissal", JSON.stringify({dismissal: dismissal}));
 }
 
-registerShortcut(mosaroConfig.trigger.name, mosaroConfig.trigger.text, mosaroConfig.trigger.keys, function () {
-    callMosaro("trigger", JSON.stringify({window: describe(activeWindow()), outputs: outputs()}));
+// Mosaro's system-wide shortcuts, each calling back with the window that has the keyboard now: the
+// panel becomes the active window once it shows, so the target is fixed here.
+mosaroConfig.shortcuts.forEach(function (shortcut) {
+    registerShortcut(shortcut.name, shortcut.text, shortcut.keys, function () {
+        callMosaro("trigger", JSON.stringify({shortcut: shortcut.name, window: describe(activeWindow()),
+                                              outputs: outputs()}));
+    });
 });
 
 // The dismissals: the panel losing the keyboard, a desktop switch, a change of outputs.

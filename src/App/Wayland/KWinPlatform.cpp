@@ -1,0 +1,193 @@
+#include "App/Wayland/KWinPlatform.h"
+
+#include "Diagnostics/Log/Log.h"
+#include "KeyboardShortcuts/KeyboardShortcuts.h"
+#include "Overlay/HotkeyAction.h"
+#include "Platform/HostTexts.h"
+#include "Platform/KeyEvent.h"
+#include "Platform/NotificationCenter.h"
+#include "Platform/UI/DesktopShortcuts.h"
+#include "Platform/Wayland/KWin/KWinDesktop.h"
+#include "Platform/Wayland/KWin/KWinScripting.h"
+#include "Platform/Wayland/Sway/SwayDesktop.h"
+#include "Platform/Wayland/WaylandPanelHost.h"
+#include "Platform/Wayland/WaylandShortcutInhibitor.h"
+
+#include <QDBusServiceWatcher>
+#include <QJsonObject>
+#include <QKeySequence>
+#include <QWidget>
+
+namespace mosaro {
+
+namespace {
+
+constexpr const char* goneMessage = "KWin has left the session bus";
+
+// Declared in the order they are built; destroyed in reverse: the panel and the hotkeys before
+// the channel, which unloads the script last.
+class KWinPlatform final : public DesktopPlatform {
+public:
+    KWinPlatform()
+        : m_keymap(Sway::Keymap::create()), m_screens(m_kwin), m_accessibility(m_kwin), m_trust(m_kwin),
+          m_hotKeys(m_kwin, [this](std::uint32_t code, std::uint32_t modifiers) { return kdeKey(code, modifiers); }),
+          m_watcher(m_kwin, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter(),
+                    [this] { m_panelHost.keyboardLeft(); }),
+          m_panelHost(m_screens, WaylandPanelHook{{},
+                                                  [this](const Rect& frame) { placePanel(frame); },
+                                                  [this] { returnKeyboard(); },
+                                                  [this](const KeyEvent& key) { return m_hotKeys.takeKey(key); }}),
+          m_kwinWatch(QStringLiteral("org.kde.KWin"), m_kwin.bus(), QDBusServiceWatcher::WatchForUnregistration)
+    {
+        m_kwin.load({});
+        m_kwin.onTrigger = [this](const QJsonObject& fired) {
+            if (const auto outputs = KWin::outputs(fired.value(QStringLiteral("outputs"))))
+                m_screens.take(*outputs);
+            m_accessibility.setShortcutWindow(KWin::window(fired.value(QStringLiteral("window"))), true);
+            m_hotKeys.fire(fired.value(QStringLiteral("shortcut")).toString());
+            m_accessibility.setShortcutWindow(std::nullopt, false);
+        };
+        QObject::connect(&m_kwinWatch, &QDBusServiceWatcher::serviceUnregistered, &m_kwinWatch, [this] {
+            Log::lifecycle().error(goneMessage);
+            if (onConnectionLost)
+                onConnectionLost();
+        });
+        m_trust.showPrompt = [this] {
+            if (showHelp)
+                showHelp();
+        };
+        // The recorder sees every combination, KDE's own shortcuts included.
+        DesktopShortcuts::inhibitFor = [](QWindow* window) { WaylandShortcutInhibitor::shared().inhibit(window); };
+        DesktopShortcuts::restore = [] { WaylandShortcutInhibitor::shared().release(); };
+        // No client may raise itself on Wayland: the script activates our window when asked.
+        m_application.activate = [this](QWidget* window) {
+            m_kwin.send({{QStringLiteral("op"), QStringLiteral("activateOwn")},
+                         {QStringLiteral("caption"), window->windowTitle()}});
+        };
+    }
+
+    ~KWinPlatform() override
+    {
+        DesktopShortcuts::inhibitFor = nullptr;
+        DesktopShortcuts::restore = nullptr;
+    }
+
+    ScreenList& screens() override { return m_screens; }
+    Accessibility& accessibility() override { return m_accessibility; }
+    AccessibilityTrust& trust() override { return m_trust; }
+    Beeper& beeper() override { return m_beeper; }
+    HotKeyService& hotKeys() override { return m_hotKeys; }
+    KeyboardLayout& keyboardLayout() override { return m_layout; }
+    PanelHost& panelHost() override { return m_panelHost; }
+    QtDesktopApplication& application() override { return m_application; }
+
+    QString sessionDescription() override
+    {
+        const QString version = m_kwin.version();
+        return version.isEmpty() ? QStringLiteral("Wayland, KWin") : QStringLiteral("Wayland, KWin ") + version;
+    }
+
+    QString describeDesktop() override
+    {
+        if (!m_trust.isProcessTrustedWithOptions(false))
+            return QStringLiteral("Mosaro's script is not running in KWin (%1), so no window can be moved.")
+                .arg(m_kwin.problem());
+        const QString status = QStringLiteral("KWin %1 runs Mosaro's script.").arg(m_kwin.version());
+        const auto trigger = KeyboardShortcuts::getShortcut(nameFor(HotkeyAction::trigger));
+        if (!trigger)
+            return status;
+        const auto binding =
+            m_hotKeys.desktopBinding(std::uint32_t(trigger->carbonKeyCode), std::uint32_t(trigger->carbonModifiers));
+        if (!binding)
+            return status;
+        return status + QStringLiteral(" KDE already uses %1 for %2, so Mosaro leaves it alone and has no trigger: "
+                                       "choose another trigger in Mosaro's settings (Shortcuts), or change that "
+                                       "shortcut in KDE's System Settings (Shortcuts).")
+                            .arg(trigger->description(), *binding);
+    }
+
+    bool holdsHotKey(std::uint32_t keyCode, std::uint32_t modifiers) override
+    {
+        return m_hotKeys.holds(keyCode, modifiers);
+    }
+
+private:
+    std::optional<int> kdeKey(std::uint32_t code, std::uint32_t modifiers) const
+    {
+        return m_keymap ? kdeKeyFor(*m_keymap, code, modifiers) : std::nullopt;
+    }
+
+    void placePanel(const Rect& frame)
+    {
+        const Rect r = m_screens.toKWin(frame);
+        m_kwin.send({{QStringLiteral("op"), QStringLiteral("panel")},
+                     {QStringLiteral("frame"), QJsonObject{{QStringLiteral("x"), r.x},
+                                                           {QStringLiteral("y"), r.y},
+                                                           {QStringLiteral("width"), r.width},
+                                                           {QStringLiteral("height"), r.height}}},
+                     {QStringLiteral("waitMs"), 500}});
+    }
+
+    void returnKeyboard()
+    {
+        // KWin gives the keyboard back to the window it had before by itself; this makes sure.
+        if (const auto target = m_accessibility.target())
+            m_kwin.send({{QStringLiteral("op"), QStringLiteral("activate")}, {QStringLiteral("id"), *target}});
+    }
+
+    KWinScripting m_kwin;
+    std::unique_ptr<Sway::Keymap> m_keymap;
+    KWinScreenList m_screens;
+    KWinAccessibility m_accessibility;
+    KWinAccessibilityTrust m_trust;
+    SwayBeeper m_beeper;
+    KWinHotKeyService m_hotKeys;
+    SwayKeyboardLayout m_layout;
+    QtDesktopApplication m_application;
+    KWinDesktopWatcher m_watcher;
+    WaylandPanelHost m_panelHost;
+    QDBusServiceWatcher m_kwinWatch;
+};
+
+} // namespace
+
+std::optional<int> kdeKeyFor(const Sway::Keymap& keymap, std::uint32_t keyCode, std::uint32_t modifiers)
+{
+    if (keyCode > 0xFFFF)
+        return std::nullopt;
+    const auto bare = keymap.bindsymText({std::uint16_t(keyCode), 0});
+    if (!bare)
+        return std::nullopt;
+    // Qt names keys that print by their character, the others mostly as XKB does.
+    QString name = *bare;
+    const auto printed = keymap.printed(std::uint16_t(keyCode));
+    if (printed && printed->size() == 1 && printed->at(0).isPrint() && !printed->at(0).isSpace())
+        name = printed->toUpper();
+    static const std::pair<const char*, const char*> renamed[] = {
+        {"Prior", "PgUp"}, {"Next", "PgDown"}, {"space", "Space"}, {"BackSpace", "Backspace"},
+        {"Escape", "Esc"}, {"Delete", "Del"},  {"Insert", "Ins"},  {"KP_Enter", "Enter"}};
+    for (const auto& [xkb, qt] : renamed)
+        if (name == QLatin1String(xkb))
+            name = QLatin1String(qt);
+    QString text;
+    if (modifiers & CarbonModifier::command)
+        text += QLatin1String("Meta+");
+    if (modifiers & CarbonModifier::control)
+        text += QLatin1String("Ctrl+");
+    if (modifiers & CarbonModifier::option)
+        text += QLatin1String("Alt+");
+    if (modifiers & CarbonModifier::shift)
+        text += QLatin1String("Shift+");
+    const QKeySequence sequence = QKeySequence::fromString(text + name, QKeySequence::PortableText);
+    if (sequence.count() != 1 || sequence[0].key() == Qt::Key_unknown)
+        return std::nullopt;
+    return sequence[0].toCombined();
+}
+
+std::unique_ptr<DesktopPlatform> makeKWinPlatform()
+{
+    setHostSession(HostSession::kwin);
+    return std::make_unique<KWinPlatform>();
+}
+
+} // namespace mosaro

@@ -1,0 +1,106 @@
+#include "Platform/Wayland/KWin/KWinRecords.h"
+
+#include <QJsonArray>
+#include <QKeySequence>
+
+#include <cmath>
+
+namespace mosaro::KWin {
+
+namespace {
+
+// Far past any real layout: a value beyond it is a mistake, not a frame.
+constexpr double coordinateLimit = 1e6;
+
+std::optional<double> number(const QJsonObject& o, const char* key)
+{
+    const QJsonValue v = o.value(QLatin1String(key));
+    if (!v.isDouble() || !std::isfinite(v.toDouble()) || std::abs(v.toDouble()) > coordinateLimit)
+        return std::nullopt;
+    return v.toDouble();
+}
+
+} // namespace
+
+std::optional<Rect> rect(const QJsonValue& value)
+{
+    const QJsonObject o = value.toObject();
+    const auto x = number(o, "x"), y = number(o, "y"), w = number(o, "width"), h = number(o, "height");
+    if (!x || !y || !w || !h || *w < 0 || *h < 0)
+        return std::nullopt;
+    return Rect{*x, *y, *w, *h};
+}
+
+std::optional<Window> window(const QJsonValue& value)
+{
+    const QJsonObject o = value.toObject();
+    const auto frame = rect(o.value(QLatin1String("frame")));
+    const QString id = o.value(QLatin1String("id")).toString();
+    if (!frame || id.isEmpty() || !o.value(QLatin1String("pid")).isDouble())
+        return std::nullopt;
+    Window w;
+    w.id = id;
+    w.caption = o.value(QLatin1String("caption")).toString();
+    w.pid = o.value(QLatin1String("pid")).toInt();
+    w.frame = *frame;
+    w.fullScreen = o.value(QLatin1String("fullScreen")).toBool();
+    w.minimized = o.value(QLatin1String("minimized")).toBool();
+    w.resizeable = o.value(QLatin1String("resizeable")).toBool();
+    w.moveable = o.value(QLatin1String("moveable")).toBool();
+    w.output = o.value(QLatin1String("output")).toInt(-1);
+    return w;
+}
+
+std::optional<std::vector<Output>> outputs(const QJsonValue& value)
+{
+    if (!value.isArray())
+        return std::nullopt;
+    std::vector<Output> list;
+    for (const QJsonValue& entry : value.toArray()) {
+        const QJsonObject o = entry.toObject();
+        const auto frame = rect(o.value(QLatin1String("frame")));
+        const auto visible = rect(o.value(QLatin1String("visible")));
+        if (!frame || !visible || frame->width <= 0 || frame->height <= 0)
+            return std::nullopt;
+        list.push_back(Output{*frame, *visible, o.value(QLatin1String("name")).toString(),
+                              o.value(QLatin1String("model")).toString()});
+    }
+    return list;
+}
+
+QStringList actionsHolding(const QString& fileText, int key, const QString& ownPrefix)
+{
+    QStringList found;
+    QString component;
+    for (const QString& raw : fileText.split(QLatin1Char('\n'))) {
+        const QString line = raw.trimmed();
+        if (line.startsWith(QLatin1Char('[')) && line.endsWith(QLatin1Char(']'))) {
+            component = line.mid(1, line.size() - 2);
+            continue;
+        }
+        const auto equals = line.indexOf(QLatin1Char('='));
+        if (equals <= 0 || line.startsWith(QLatin1Char('#')) || component.isEmpty())
+            continue;
+        const QString action = line.left(equals);
+        if (action == QLatin1String("_k_friendly_name") ||
+            (component == QLatin1String("kwin") && action.startsWith(ownPrefix)))
+            continue;
+        // Active keys, default keys, friendly name; a comma inside a key is escaped as "\,".
+        QString active = line.mid(equals + 1);
+        active.replace(QLatin1String("\\,"), QStringLiteral("\x01"));
+        active = active.section(QLatin1Char(','), 0, 0).replace(QLatin1Char('\x01'), QLatin1Char(','));
+        active.replace(QLatin1String("\\t"), QStringLiteral("\t"));
+        for (const QString& keys : active.split(QLatin1Char('\t'), Qt::SkipEmptyParts)) {
+            if (keys == QLatin1String("none"))
+                continue;
+            const QKeySequence sequence = QKeySequence::fromString(keys, QKeySequence::PortableText);
+            if (sequence.count() == 1 && sequence[0].toCombined() == key) {
+                found << QStringLiteral("%1 (%2)").arg(action, component);
+                break;
+            }
+        }
+    }
+    return found;
+}
+
+} // namespace mosaro::KWin
