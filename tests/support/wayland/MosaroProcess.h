@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/wayland/SwaySession.h"
+#include "support/wayland/SessionProcesses.h"
 
 #include <QString>
 #include <QStringList>
@@ -12,10 +12,10 @@
 namespace mosaro::test {
 
 // The real `mosaro` program on a compositor's session, reached only through the session's sockets
-// and bus, with folders of its own; its log is its standard error.
+// and bus, with folders of its own, as the session's user; its log is its standard error.
 class MosaroProcess {
 public:
-    explicit MosaroProcess(SwaySession& session);
+    explicit MosaroProcess(CompositorSession& session);
     ~MosaroProcess();
     MosaroProcess(const MosaroProcess&) = delete;
     MosaroProcess& operator=(const MosaroProcess&) = delete;
@@ -39,8 +39,9 @@ public:
 private:
     QStringList environment() const;
 
-    SwaySession& m_session;
+    CompositorSession& m_session;
     QString m_folder;
+    QString m_binary;
     pid_t m_pid = -1;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Geometry.h"
+#include "support/wayland/SessionProcesses.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -24,7 +25,7 @@ namespace mosaro::test {
 // starts programs (`spawn`) is the only place that knows where they live, so that the compositor
 // can come from another system root. Everything started is stopped by pid on destruction,
 // including what sway itself started (the harness makes itself the reaper of orphans).
-class SwaySession {
+class SwaySession final : public CompositorSession {
 public:
     struct Options {
         int width = 1440;
@@ -39,7 +40,7 @@ public:
 
     explicit SwaySession(const Options& options);
     SwaySession() : SwaySession(Options{}) {}
-    ~SwaySession();
+    ~SwaySession() override;
     SwaySession(const SwaySession&) = delete;
     SwaySession& operator=(const SwaySession&) = delete;
 
@@ -47,9 +48,10 @@ public:
     QString error() const { return m_error; }
     QString swaySocket() const { return m_runtime + QStringLiteral("/sway.sock"); }
     // The compositor's socket as it named it (sway 1.7 and 1.10 take the first free wayland-N).
-    QString waylandDisplay() const;
-    QString runtimeDirectory() const { return m_runtime; }
-    QString busAddress() const { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
+    QString waylandDisplay() const override;
+    QString runtimeDirectory() const override { return m_runtime; }
+    QString busAddress() const override { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
+    QStringList mosaroEnvironment() const override { return {QStringLiteral("SWAYSOCK=") + swaySocket()}; }
     QString configPath() const { return m_runtime + QStringLiteral("/sway.config"); }
     pid_t compositorPid() const;
 

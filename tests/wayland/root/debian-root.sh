@@ -4,7 +4,8 @@
 # with it. Root only (mounts, chroot).
 #
 #   debian-root.sh ensure
-#       Builds the root if it is missing or its package lists (*.packages beside this script)
+#       Builds the root if it is missing or its package lists (*.packages beside this script, each
+#       with an optional *.setup run in the root afterwards)
 #       changed, and prints its path. Building takes a minute or two and needs Debian's registry.
 #   debian-root.sh run [options] -- command [argument...]
 #       Runs the command in the root, in the foreground, as the unprivileged user, in a mount
@@ -68,7 +69,7 @@ packages() {
 }
 
 stamp() {
-    { echo "suite=$suite recipe=$recipe variant=minbase"; packages; } | sha256sum | cut -d' ' -f1
+    { echo "suite=$suite recipe=$recipe variant=minbase"; packages; cat "$here"/*.setup 2>/dev/null; } | sha256sum | cut -d' ' -f1
 }
 
 up_to_date() {
@@ -133,8 +134,16 @@ build_root() {
         { stamp; echo "mmdebstrap failed: $(grep -E '^E:' "$log" | head -n1) (log: $log)"; } >"$failed"
         unavailable "$(tail -n1 "$failed")"
     fi
-    # mmdebstrap empties machine-id last (a booting system makes its own); D-Bus needs one.
+    # mmdebstrap empties machine-id last (a booting system makes its own); D-Bus needs one, and
+    # refuses to fill an empty file.
+    [ -s "$new/etc/machine-id" ] || rm -f "$new/etc/machine-id"
     chroot "$new" dbus-uuidgen --ensure=/etc/machine-id
+    # What a package list needs beyond its packages, in a <list>.setup beside it.
+    local setup
+    for setup in "$here"/*.setup; do
+        [ -e "$setup" ] || continue
+        chroot "$new" /bin/sh -e <"$setup" >>"$log" 2>&1 || { rm -rf "$new"; unavailable "$(basename "$setup") failed (log: $log)"; }
+    done
     stamp >"$new/.mosaro-stamp"
     rm -rf "$root" "$failed"
     mv "$new" "$root"

@@ -1,5 +1,6 @@
 #include "Platform/Wayland/KWin/KWinRecords.h"
 
+#include <QHash>
 #include <QJsonArray>
 #include <QKeySequence>
 
@@ -70,7 +71,12 @@ std::optional<std::vector<Output>> outputs(const QJsonValue& value)
 
 QStringList actionsHolding(const QString& fileText, int key, const QString& ownPrefix)
 {
-    QStringList found;
+    struct Hit {
+        QString component;
+        QString action;
+    };
+    std::vector<Hit> hits;
+    QHash<QString, QString> componentNames;
     QString component;
     for (const QString& raw : fileText.split(QLatin1Char('\n'))) {
         const QString line = raw.trimmed();
@@ -82,24 +88,30 @@ QStringList actionsHolding(const QString& fileText, int key, const QString& ownP
         if (equals <= 0 || line.startsWith(QLatin1Char('#')) || component.isEmpty())
             continue;
         const QString action = line.left(equals);
-        if (action == QLatin1String("_k_friendly_name") ||
-            (component == QLatin1String("kwin") && action.startsWith(ownPrefix)))
+        // Active keys, default keys, the name people see; a comma inside a key is escaped ("\,").
+        QString value = line.mid(equals + 1);
+        value.replace(QLatin1String("\\,"), QStringLiteral("\x01"));
+        const QStringList fields = value.split(QLatin1Char(','));
+        if (action == QLatin1String("_k_friendly_name")) {
+            componentNames.insert(component, value);
             continue;
-        // Active keys, default keys, friendly name; a comma inside a key is escaped as "\,".
-        QString active = line.mid(equals + 1);
-        active.replace(QLatin1String("\\,"), QStringLiteral("\x01"));
-        active = active.section(QLatin1Char(','), 0, 0).replace(QLatin1Char('\x01'), QLatin1Char(','));
+        }
+        if (component == QLatin1String("kwin") && action.startsWith(ownPrefix))
+            continue;
+        QString active = fields.value(0).replace(QLatin1Char('\x01'), QLatin1Char(','));
         active.replace(QLatin1String("\\t"), QStringLiteral("\t"));
         for (const QString& keys : active.split(QLatin1Char('\t'), Qt::SkipEmptyParts)) {
-            if (keys == QLatin1String("none"))
-                continue;
             const QKeySequence sequence = QKeySequence::fromString(keys, QKeySequence::PortableText);
-            if (sequence.count() == 1 && sequence[0].toCombined() == key) {
-                found << QStringLiteral("%1 (%2)").arg(action, component);
+            if (keys != QLatin1String("none") && sequence.count() == 1 && sequence[0].toCombined() == key) {
+                const QString shown = fields.value(2).trimmed();
+                hits.push_back({component, shown.isEmpty() ? action : shown});
                 break;
             }
         }
     }
+    QStringList found;
+    for (const Hit& hit : hits)
+        found << QStringLiteral("%1 (%2)").arg(hit.action, componentNames.value(hit.component, hit.component));
     return found;
 }
 

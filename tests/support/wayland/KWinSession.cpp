@@ -1,0 +1,283 @@
+#include "support/wayland/KWinSession.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcessEnvironment>
+
+#include <csignal>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace mosaro::test {
+
+namespace {
+
+// A bar that reserves space, as Plasma's panel does: GTK's layer-shell.
+constexpr const char* barScript = R"(import sys, gi
+gi.require_version("Gtk", "3.0")
+gi.require_version("GtkLayerShell", "0.1")
+from gi.repository import Gtk, GtkLayerShell
+height, edge = int(sys.argv[1]), sys.argv[2]
+w = Gtk.Window(title="Mosaro test bar")
+GtkLayerShell.init_for_window(w)
+for e in (GtkLayerShell.Edge.LEFT, GtkLayerShell.Edge.RIGHT,
+          GtkLayerShell.Edge.TOP if edge == "top" else GtkLayerShell.Edge.BOTTOM):
+    GtkLayerShell.set_anchor(w, e, True)
+GtkLayerShell.set_exclusive_zone(w, height)
+w.set_size_request(-1, height)
+w.show_all()
+Gtk.main()
+)";
+
+bool copyFor(const QString& from, const QString& to, bool asNobody)
+{
+    return (QFile::exists(to) || QFile::copy(from, to)) && ownFile(to, asNobody, 0755);
+}
+
+} // namespace
+
+KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QStringLiteral("/mosaro-kwin-XXXXXX"))
+{
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    m_base.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_KEEP_KWIN_SESSION"));
+    m_asNobody = ::geteuid() == 0;
+    m_root = options.root;
+    m_runtime = m_base.path() + QStringLiteral("/run");
+    m_logs = m_base.path() + QStringLiteral("/logs");
+    const QString home = m_base.path() + QStringLiteral("/home");
+    // KWin reads its configuration, the .desktop files that grant fake input and Mosaro's script
+    // from the runtime folder, which the Debian 13 root sees at the same path.
+    for (const QString& dir : {m_runtime, home, m_logs, m_runtime + QStringLiteral("/config/menus"),
+                               m_runtime + QStringLiteral("/share/applications"), m_runtime + QStringLiteral("/bin")})
+        QDir().mkpath(dir);
+    m_client = m_runtime + QStringLiteral("/bin/mosaro_kwin_client");
+    m_frames = m_runtime + QStringLiteral("/bin/frames.js");
+    const auto write = [&](const QString& path, const QByteArray& text) {
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
+    };
+    bool prepared = m_base.isValid() && ownFile(m_base.path(), false, 0711) &&
+                    copyFor(QStringLiteral(MOSARO_KWIN_CLIENT_PATH), m_client, false) &&
+                    copyFor(QStringLiteral(MOSARO_KWIN_FRAMES_SCRIPT), m_frames, false) &&
+                    write(m_runtime + QStringLiteral("/share/applications/mosaro-test-client.desktop"),
+                          QStringLiteral("[Desktop Entry]\nType=Application\nName=Mosaro test client\nExec=%1\n"
+                                         "NoDisplay=true\nX-KDE-Wayland-Interfaces=org_kde_kwin_fake_input\n")
+                              .arg(m_client)
+                              .toUtf8()) &&
+                    write(m_runtime + QStringLiteral("/config/menus/applications.menu"),
+                          "<Menu><Name>Applications</Name><DefaultAppDirs/><Include><All/></Include></Menu>\n") &&
+                    write(m_runtime + QStringLiteral("/config/kglobalshortcutsrc"), options.shortcuts.toUtf8()) &&
+                    write(m_base.path() + QStringLiteral("/bar.py"), barScript);
+    for (const QString& path : {m_runtime, home})
+        prepared = prepared && ownFile(path, m_asNobody, 0700);
+    // Everything below the runtime folder belongs to the session's user.
+    if (prepared && m_asNobody)
+        prepared = QProcess::execute(QStringLiteral("chown"),
+                                     {QStringLiteral("-R"), QStringLiteral("65534:65534"), m_runtime, home}) == 0;
+    if (!prepared) {
+        m_error = QStringLiteral("cannot prepare the session under %1").arg(m_base.path());
+        return;
+    }
+    if (!m_root)
+        m_children.push_back(
+            spawn({QStringLiteral("dbus-daemon"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                   QStringLiteral("--config-file=") + QStringLiteral(MOSARO_SESSION_BUS_CONFIG),
+                   QStringLiteral("--address=") + busAddress()}));
+    m_kwin = spawn({QStringLiteral("kwin_wayland"), QStringLiteral("--virtual"), QStringLiteral("--width"),
+                    QStringLiteral("1440"), QStringLiteral("--height"), QStringLiteral("900"),
+                    QStringLiteral("--output-count"), QString::number(options.outputs), QStringLiteral("--socket"),
+                    QStringLiteral("wayland-kwin"), QStringLiteral("--no-lockscreen")},
+                   {QStringLiteral("KWIN_COMPOSE=Q")});
+    const auto answers = [&] {
+        return QFile::exists(m_runtime + QStringLiteral("/bus")) &&
+               call(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"),
+                    QStringLiteral("org.kde.kwin.Scripting"), QStringLiteral("isScriptLoaded"), {QString()})
+                   .isValid();
+    };
+    if (!waitUntil(answers, 30000)) {
+        m_error = QStringLiteral("KWin did not start: %1").arg(log(QStringLiteral("kwin_wayland")).right(1500));
+        return;
+    }
+    // One injector for the whole session: the seat loses its pointer when one disconnects.
+    m_keys = std::make_unique<QProcess>();
+    QStringList command = userCommand() << QStringLiteral("/usr/bin/env") << QStringLiteral("-i");
+    command << QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime << QStringLiteral("WAYLAND_DISPLAY=wayland-kwin")
+            << m_client << QStringLiteral("keys") << QStringLiteral("-");
+    m_keys->start(command.takeFirst(), command);
+    if (!m_keys->waitForStarted(5000) || !press(QStringLiteral("Shift")))
+        m_error = QStringLiteral("the fake-input client was refused: %1").arg(QString::fromUtf8(m_keys->readAll()));
+}
+
+KWinSession::~KWinSession()
+{
+    if (m_keys) {
+        m_keys->closeWriteChannel();
+        if (!m_keys->waitForFinished(2000))
+            m_keys->kill();
+        m_keys->waitForFinished(1000);
+    }
+    // KWin first, its bus last.
+    if (m_kwin > 0)
+        ::kill(m_kwin, SIGTERM);
+    waitUntil([&] { return ::waitpid(m_kwin, nullptr, WNOHANG) != 0; }, 3000);
+    stopSession(m_runtime, m_children, m_asNobody);
+}
+
+QStringList KWinSession::userCommand() const
+{
+    if (!m_asNobody)
+        return {};
+    return {QStringLiteral("/usr/bin/setpriv"), QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+            QStringLiteral("--clear-groups"), QStringLiteral("--")};
+}
+
+QString KWinSession::executable(const QString& path)
+{
+    // The build folder may be closed to the session's user.
+    QDir().mkpath(m_base.path() + QStringLiteral("/bin"));
+    const QString copy = m_base.path() + QStringLiteral("/bin/") + QFileInfo(path).fileName();
+    return copyFor(path, copy, false) ? copy : path;
+}
+
+pid_t KWinSession::spawn(const QStringList& argv, const QStringList& extra)
+{
+    QStringList environment = {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"),
+                               QStringLiteral("HOME=") + m_base.path() + QStringLiteral("/home"),
+                               QStringLiteral("LANG=C.UTF-8"),
+                               QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
+                               QStringLiteral("XDG_CONFIG_HOME=") + m_runtime + QStringLiteral("/config"),
+                               QStringLiteral("XDG_DATA_HOME=") + m_runtime + QStringLiteral("/share"),
+                               QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress(),
+                               QStringLiteral("WAYLAND_DISPLAY=wayland-kwin"),
+                               QStringLiteral("QT_QPA_PLATFORM=wayland")};
+    environment << extra;
+    // The one place that knows where KWin lives: a copy without the file capability, from this
+    // system or, with its own session bus, from the Debian 13 root. Its clients run here.
+    QStringList command;
+    QString program = argv.value(0);
+    if (program == QLatin1String("kwin_wayland") && m_root) {
+        command << QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT) << QStringLiteral("run") << QStringLiteral("--runtime")
+                << m_runtime << QStringLiteral("--session-bus");
+        for (const QString& variable : environment)
+            if (!variable.startsWith(QLatin1String("PATH=")) && !variable.startsWith(QLatin1String("HOME=")) &&
+                !variable.startsWith(QLatin1String("XDG_RUNTIME_DIR=")) &&
+                !variable.startsWith(QLatin1String("DBUS_SESSION_BUS_ADDRESS=")))
+                command << QStringLiteral("--env") << variable;
+        command << QStringLiteral("--") << QStringLiteral("/usr/local/bin/kwin_wayland");
+        environment[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin");
+    } else {
+        if (program == QLatin1String("kwin_wayland")) {
+            program = m_runtime + QStringLiteral("/bin/kwin_wayland");
+            copyFor(QStringLiteral("/usr/bin/kwin_wayland"), program, false); // cp drops the capability
+        }
+        command << userCommand() << program;
+    }
+    command << argv.mid(1);
+    const pid_t pid =
+        launch(command, environment, m_logs + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + ".log");
+    if (pid > 0)
+        m_children.push_back(pid);
+    return pid;
+}
+
+QString KWinSession::log(const QString& program) const
+{
+    QFile file(m_logs + QLatin1Char('/') + program + QStringLiteral(".log"));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+std::optional<QJsonObject> KWinSession::startWindow(const QString& title, const QStringList& how)
+{
+    spawn(QStringList{m_client, QStringLiteral("window"), title} + how);
+    QJsonObject found;
+    waitUntil(
+        [&] {
+            found = window(title);
+            return !found.isEmpty();
+        },
+        10000);
+    return found.isEmpty() ? std::nullopt : std::optional<QJsonObject>(found);
+}
+
+bool KWinSession::startBar(int height, bool top)
+{
+    const int before = report().value(QLatin1String("windows")).toArray().size();
+    spawn({QStringLiteral("/usr/bin/python3"), m_base.path() + QStringLiteral("/bar.py"), QString::number(height),
+           top ? QStringLiteral("top") : QStringLiteral("bottom")},
+          {QStringLiteral("GDK_BACKEND=wayland")});
+    return waitUntil([&] { return report().value(QLatin1String("windows")).toArray().size() > before; }, 10000);
+}
+
+bool KWinSession::press(const QString& keys)
+{
+    if (!m_keys || m_keys->state() != QProcess::Running)
+        return false;
+    m_keys->write(keys.toUtf8() + '\n');
+    QByteArray answer;
+    while (!answer.contains('\n') && m_keys->waitForReadyRead(3000))
+        answer += m_keys->readAllStandardOutput();
+    return answer.startsWith("ok");
+}
+
+QJsonObject KWinSession::report()
+{
+    QProcess frames;
+    QStringList command = userCommand() << QStringLiteral("/usr/bin/env") << QStringLiteral("-i")
+                                        << QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime
+                                        << QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress()
+                                        << QStringLiteral("WAYLAND_DISPLAY=wayland-kwin")
+                                        << QStringLiteral("QT_QPA_PLATFORM=wayland") << m_client
+                                        << QStringLiteral("frames") << m_frames;
+    frames.start(command.takeFirst(), command);
+    if (!frames.waitForFinished(5000))
+        frames.kill();
+    return QJsonDocument::fromJson(frames.readAllStandardOutput()).object();
+}
+
+QJsonObject KWinSession::window(const QString& caption)
+{
+    for (const QJsonValue& w : report().value(QLatin1String("windows")).toArray())
+        if (w.toObject().value(QLatin1String("caption")).toString() == caption)
+            return w.toObject();
+    return {};
+}
+
+std::optional<Rect> KWinSession::frameOf(const QString& caption)
+{
+    const QJsonObject f = window(caption).value(QLatin1String("frame")).toObject();
+    if (f.isEmpty())
+        return std::nullopt;
+    return Rect{f.value(QLatin1String("x")).toDouble(), f.value(QLatin1String("y")).toDouble(),
+                f.value(QLatin1String("width")).toDouble(), f.value(QLatin1String("height")).toDouble()};
+}
+
+QVariant KWinSession::call(const QString& service, const QString& path, const QString& interface, const QString& method,
+                           const QVariantList& arguments)
+{
+    QVariant result;
+    {
+        QDBusConnection bus = QDBusConnection::connectToBus(busAddress(), m_runtime);
+        auto message = QDBusMessage::createMethodCall(service, path, interface, method);
+        message.setArguments(arguments);
+        const QDBusMessage reply = bus.call(message, QDBus::Block, 3000);
+        if (reply.type() == QDBusMessage::ReplyMessage)
+            result = reply.arguments().value(0, QVariant(true));
+    }
+    QDBusConnection::disconnectFromBus(m_runtime);
+    return result;
+}
+
+bool KWinSession::scriptLoaded(const QString& name)
+{
+    return call(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"), QStringLiteral("org.kde.kwin.Scripting"),
+                QStringLiteral("isScriptLoaded"), {name})
+        .toBool();
+}
+
+} // namespace mosaro::test

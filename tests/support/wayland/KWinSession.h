@@ -1,0 +1,78 @@
+#pragma once
+
+#include "Platform/Geometry.h"
+#include "support/wayland/SessionProcesses.h"
+
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <memory>
+#include <optional>
+
+namespace mosaro::test {
+
+// A private headless KWin with its own runtime folder, session bus and configuration, its clients,
+// keys typed through KWin's fake-input protocol and the windows read by a read-only script of the
+// tests' own: for the KDE Plasma integration tests. KWin runs from a copy of its binary without
+// the file capability a container may refuse, as the unprivileged user when the tests run as root,
+// and so do its clients (KWin grants fake input by the client's executable, which it reads from
+// /proc). The one function that starts programs (`spawn`) is the only place that knows where KWin
+// lives: this system's 5.27 or the Debian 13 root's 6.3; everything else runs here and reaches
+// KWin through the shared runtime folder's sockets only. Everything is stopped by pid.
+class KWinSession final : public CompositorSession {
+public:
+    struct Options {
+        int outputs = 1;
+        bool root = false; // KWin 6 from the Debian 13 root
+        QString shortcuts; // kglobalshortcutsrc as KDE would have it before KWin starts
+    };
+
+    explicit KWinSession(const Options& options);
+    KWinSession() : KWinSession(Options{}) {}
+    ~KWinSession() override;
+    KWinSession(const KWinSession&) = delete;
+    KWinSession& operator=(const KWinSession&) = delete;
+
+    bool ok() const { return m_error.isEmpty(); }
+    QString error() const { return m_error; }
+    QString runtimeDirectory() const override { return m_runtime; }
+    QString waylandDisplay() const override { return m_runtime + QStringLiteral("/wayland-kwin"); }
+    QString busAddress() const override { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
+    QStringList userCommand() const override;
+    QString executable(const QString& path) override;
+
+    pid_t spawn(const QStringList& argv, const QStringList& extra = {});
+    QString log(const QString& program) const;
+
+    // The test client's window (a Qt window that prints the keys it gets), once KWin shows it.
+    std::optional<QJsonObject> startWindow(const QString& title, const QStringList& how = {});
+    // A GTK layer-shell bar that reserves `height` pixels at the top or bottom of the output.
+    bool startBar(int height, bool top);
+    // Chords through fake input: "Meta+Return", "Right", "Meta+Shift+Left"; waits until KWin has them.
+    bool press(const QString& keys);
+
+    // The read-only script's report: every window, the active one, each output's areas.
+    QJsonObject report();
+    QJsonObject window(const QString& caption);
+    std::optional<Rect> frameOf(const QString& caption);
+    bool scriptLoaded(const QString& name);
+    // A D-Bus call to KWin's side of the session bus; the reply's first argument.
+    QVariant call(const QString& service, const QString& path, const QString& interface, const QString& method,
+                  const QVariantList& arguments = {});
+
+private:
+    QString m_error;
+    QTemporaryDir m_base;
+    QString m_runtime;
+    QString m_logs;
+    QString m_client;
+    QString m_frames;
+    bool m_asNobody = false;
+    bool m_root = false;
+    pid_t m_kwin = -1;
+    std::vector<pid_t> m_children;
+    std::unique_ptr<QProcess> m_keys;
+};
+
+} // namespace mosaro::test
