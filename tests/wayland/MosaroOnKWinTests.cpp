@@ -233,10 +233,10 @@ TEST_P(MosaroOnKWin, RefusesATriggerKDEAlreadyBinds)
     ASSERT_NO_FATAL_FAILURE(start(0, {}, options));
     if (IsSkipped())
         return;
-    EXPECT_TRUE(app->waitForLog(QStringLiteral("KDE already binds Meta+Return to Peek at Desktop (KWin)")));
+    EXPECT_TRUE(app->waitForLog(QStringLiteral("KDE already binds Meta+Return to ")));
     QString check;
     EXPECT_EQ(app->run({QStringLiteral("--check")}, &check), 0) << check.toStdString();
-    EXPECT_TRUE(check.contains(QStringLiteral("is bound by the compositor's configuration to “Peek at Desktop (KWin)")))
+    EXPECT_TRUE(check.contains(QStringLiteral("warning: trigger: Super+Return is bound by the compositor's configuration to “")))
         << check.toStdString();
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Return")));
     EXPECT_FALSE(waitUntil([&] { return !panel().isEmpty(); }, 700)) << "Mosaro took KDE's shortcut";
@@ -253,25 +253,22 @@ TEST_P(MosaroOnKWin, ARecordedTriggerReplacesTheOldOne)
     ASSERT_TRUE(waitUntil(
         [&] { return session->window(QStringLiteral("Mosaro Settings - General"))[QLatin1String("active")].toBool(); },
         10000));
-    ASSERT_TRUE(session->press(QStringLiteral("Ctrl+Tab")));
-    ASSERT_TRUE(
-        waitUntil([&] { return !session->window(QStringLiteral("Mosaro Settings - Shortcuts")).isEmpty(); }, 5000));
+    // The window may take a moment to give its tab bar the keyboard: asked again until it switches.
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            return session->press(QStringLiteral("Ctrl+Tab")) &&
+                   waitUntil([&] { return !session->window(QStringLiteral("Mosaro Settings - Shortcuts")).isEmpty(); },
+                             1000);
+        },
+        5000));
     for (int i = 0; i < 3; ++i)
         ASSERT_TRUE(session->press(QStringLiteral("Tab")));
     ASSERT_TRUE(session->press(QStringLiteral("Space")));
     ASSERT_TRUE(session->press(QStringLiteral("Ctrl+Alt+T")));
     ASSERT_TRUE(app->waitForDefaults(QStringLiteral(R"(carbonKeyCode\":17)")));
 
-    // A click gives the target the keyboard where the settings window leaves it visible.
-    const Rect target = *session->frameOf(QStringLiteral("Mosaro target"));
-    const Rect settings = *session->frameOf(QStringLiteral("Mosaro Settings - Shortcuts"));
-    for (const Point at : {Point{target.x + 20, target.y + 10}, Point{target.maxX() - 20, target.y + 10},
-                           Point{target.x + 20, target.maxY() - 10}, Point{target.maxX() - 20, target.maxY() - 10}}) {
-        if (!settings.contains(at)) {
-            ASSERT_TRUE(session->press(QStringLiteral("click:%1,%2").arg(at.x).arg(at.y)));
-            break;
-        }
-    }
+    // Alt+F4 (evdev 62) closes the settings window under KDE's defaults; the target has the keyboard again.
+    ASSERT_TRUE(session->press(QStringLiteral("Alt+62")));
     ASSERT_TRUE(waitUntil(
         [&] { return session->window(QStringLiteral("Mosaro target"))[QLatin1String("active")].toBool(); }, 3000));
     EXPECT_TRUE(trigger(QStringLiteral("Ctrl+Alt+T")));

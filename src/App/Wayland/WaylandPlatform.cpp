@@ -199,6 +199,7 @@ int runWaylandDesktopCheck(int argc, char** argv)
         facts.wayland->displayReachable = true;
         facts.wayland->shortcutsInhibit =
             globals->contains(QStringLiteral("zwp_keyboard_shortcuts_inhibit_manager_v1"));
+        facts.wayland->outputs = int(globals->count(QStringLiteral("wl_output")));
         const WaylandChoice choice = chooseWaylandBackend();
         if (choice.backend == WaylandBackend::sway)
             readSway(choice.channel, facts);

@@ -92,10 +92,10 @@ QStringList serviceActionsHolding(QDBusConnection& bus, int key)
     const QDBusArgument list = reply.arguments().first().value<QDBusArgument>();
     list.beginArray();
     while (!list.atEnd()) {
-        QString component, action, componentName, actionName, context, contextName;
+        QString context, contextName, component, componentName, action, actionName;
         QList<int> keys, defaults;
         list.beginStructure();
-        list >> component >> action >> componentName >> actionName >> context >> contextName >> keys >> defaults;
+        list >> context >> contextName >> component >> componentName >> action >> actionName >> keys >> defaults;
         list.endStructure();
         if (component == QLatin1String("kwin") && action.startsWith(QLatin1String(KWinScripting::shortcutPrefix)))
             continue;
