@@ -8,6 +8,8 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QThread>
 
 #include <csignal>
 
@@ -172,19 +174,23 @@ TEST_P(MosaroOnKWin, TheJumpKeysReachThePanelUnderKDEsDefaults)
     ASSERT_NO_FATAL_FAILURE(start(0, {}, options));
     if (IsSkipped())
         return;
+    // KWin 6 activates the moved panel before it re-activates the panel's shortcut inhibitor: a key
+    // in between is KWin's. A person is never that quick; the test waits a moment.
     const auto panelOn = [&](double x) {
-        return waitUntil(
+        const bool on = waitUntil(
             [&] {
                 const QJsonObject p = panel();
                 return rectOf(p.value(QLatin1String("frame"))).x == x && p.value(QLatin1String("active")).toBool();
             },
             5000);
+        QThread::msleep(150);
+        return on;
     };
     ASSERT_TRUE(trigger());
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Shift+Right")));
     EXPECT_TRUE(panelOn(1440)) << "the panel did not move to the second output";
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Shift+Left")));
-    EXPECT_TRUE(panelOn(0)) << "the panel did not come back";
+    EXPECT_TRUE(panelOn(0)) << "the panel did not come back: " << QJsonDocument(panel()).toJson().toStdString();
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Shift+Right")));
     ASSERT_TRUE(panelOn(1440));
     ASSERT_TRUE(session->press(QStringLiteral("Return")));
@@ -236,7 +242,8 @@ TEST_P(MosaroOnKWin, RefusesATriggerKDEAlreadyBinds)
     EXPECT_TRUE(app->waitForLog(QStringLiteral("KDE already binds Meta+Return to ")));
     QString check;
     EXPECT_EQ(app->run({QStringLiteral("--check")}, &check), 0) << check.toStdString();
-    EXPECT_TRUE(check.contains(QStringLiteral("warning: trigger: Super+Return is bound by the compositor's configuration to “")))
+    EXPECT_TRUE(check.contains(
+        QStringLiteral("warning: trigger: Super+Return is bound by the compositor's configuration to “")))
         << check.toStdString();
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Return")));
     EXPECT_FALSE(waitUntil([&] { return !panel().isEmpty(); }, 700)) << "Mosaro took KDE's shortcut";
