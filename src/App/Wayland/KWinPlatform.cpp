@@ -114,7 +114,7 @@ public:
 private:
     std::optional<int> kdeKey(std::uint32_t code, std::uint32_t modifiers) const
     {
-        return m_keymap ? kdeKeyFor(*m_keymap, code, modifiers) : std::nullopt;
+        return m_keymap ? KWin::kdeKey(*m_keymap, code, modifiers) : std::nullopt;
     }
 
     void placePanel(const Rect& frame)
@@ -150,39 +150,6 @@ private:
 };
 
 } // namespace
-
-std::optional<int> kdeKeyFor(const Sway::Keymap& keymap, std::uint32_t keyCode, std::uint32_t modifiers)
-{
-    if (keyCode > 0xFFFF)
-        return std::nullopt;
-    const auto bare = keymap.bindsymText({std::uint16_t(keyCode), 0});
-    if (!bare)
-        return std::nullopt;
-    // Qt names keys that print by their character, the others mostly as XKB does.
-    QString name = *bare;
-    const auto printed = keymap.printed(std::uint16_t(keyCode));
-    if (printed && printed->size() == 1 && printed->at(0).isPrint() && !printed->at(0).isSpace())
-        name = printed->toUpper();
-    static const std::pair<const char*, const char*> renamed[] = {
-        {"Prior", "PgUp"}, {"Next", "PgDown"}, {"space", "Space"}, {"BackSpace", "Backspace"},
-        {"Escape", "Esc"}, {"Delete", "Del"},  {"Insert", "Ins"},  {"KP_Enter", "Enter"}};
-    for (const auto& [xkb, qt] : renamed)
-        if (name == QLatin1String(xkb))
-            name = QLatin1String(qt);
-    QString text;
-    if (modifiers & CarbonModifier::command)
-        text += QLatin1String("Meta+");
-    if (modifiers & CarbonModifier::control)
-        text += QLatin1String("Ctrl+");
-    if (modifiers & CarbonModifier::option)
-        text += QLatin1String("Alt+");
-    if (modifiers & CarbonModifier::shift)
-        text += QLatin1String("Shift+");
-    const QKeySequence sequence = QKeySequence::fromString(text + name, QKeySequence::PortableText);
-    if (sequence.count() != 1 || sequence[0].key() == Qt::Key_unknown)
-        return std::nullopt;
-    return sequence[0].toCombined();
-}
 
 std::unique_ptr<DesktopPlatform> makeKWinPlatform()
 {

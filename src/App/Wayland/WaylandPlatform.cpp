@@ -127,7 +127,7 @@ void readKWin(const QString& service, DesktopFacts& facts)
     if (!trigger || !keymap)
         return;
     KWinHotKeyService hotKeys(
-        kwin, [&](std::uint32_t code, std::uint32_t modifiers) { return kdeKeyFor(*keymap, code, modifiers); });
+        kwin, [&](std::uint32_t code, std::uint32_t modifiers) { return KWin::kdeKey(*keymap, code, modifiers); });
     const auto binding =
         hotKeys.desktopBinding(std::uint32_t(trigger->carbonKeyCode), std::uint32_t(trigger->carbonModifiers));
     // The running Mosaro holds its own trigger: that is no conflict.

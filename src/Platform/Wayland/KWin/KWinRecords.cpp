@@ -1,5 +1,7 @@
 #include "Platform/Wayland/KWin/KWinRecords.h"
 
+#include "Platform/KeyEvent.h"
+
 #include <QHash>
 #include <QJsonArray>
 #include <QKeySequence>
@@ -113,6 +115,39 @@ QStringList actionsHolding(const QString& fileText, int key, const QString& ownP
     for (const Hit& hit : hits)
         found << QStringLiteral("%1 (%2)").arg(hit.action, componentNames.value(hit.component, hit.component));
     return found;
+}
+
+std::optional<int> kdeKey(const Sway::Keymap& keymap, std::uint32_t keyCode, std::uint32_t modifiers)
+{
+    if (keyCode > 0xFFFF)
+        return std::nullopt;
+    const auto bare = keymap.bindsymText({std::uint16_t(keyCode), 0});
+    if (!bare)
+        return std::nullopt;
+    // Qt names keys that print by their character, the others mostly as XKB does.
+    QString name = *bare;
+    const auto printed = keymap.printed(std::uint16_t(keyCode));
+    if (printed && printed->size() == 1 && printed->at(0).isPrint() && !printed->at(0).isSpace())
+        name = printed->toUpper();
+    static const std::pair<const char*, const char*> renamed[] = {
+        {"Prior", "PgUp"}, {"Next", "PgDown"}, {"space", "Space"}, {"BackSpace", "Backspace"},
+        {"Escape", "Esc"}, {"Delete", "Del"},  {"Insert", "Ins"},  {"KP_Enter", "Enter"}};
+    for (const auto& [xkb, qt] : renamed)
+        if (name == QLatin1String(xkb))
+            name = QLatin1String(qt);
+    QString text;
+    if (modifiers & CarbonModifier::command)
+        text += QLatin1String("Meta+");
+    if (modifiers & CarbonModifier::control)
+        text += QLatin1String("Ctrl+");
+    if (modifiers & CarbonModifier::option)
+        text += QLatin1String("Alt+");
+    if (modifiers & CarbonModifier::shift)
+        text += QLatin1String("Shift+");
+    const QKeySequence sequence = QKeySequence::fromString(text + name, QKeySequence::PortableText);
+    if (sequence.count() != 1 || sequence[0].key() == Qt::Key_unknown)
+        return std::nullopt;
+    return sequence[0].toCombined();
 }
 
 } // namespace mosaro::KWin

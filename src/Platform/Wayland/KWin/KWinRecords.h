@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Geometry.h"
+#include "Platform/Wayland/Sway/SwayConfig.h"
 
 #include <QJsonObject>
 #include <QString>
@@ -42,5 +43,8 @@ std::optional<std::vector<Output>> outputs(const QJsonValue& value);
 // a kglobalshortcutsrc: the actions whose active keys hold `key` (KDE's key int), each named
 // "Action (component)". Mosaro's own entries are left out.
 QStringList actionsHolding(const QString& fileText, int key, const QString& ownPrefix);
+
+// A shortcut as KDE's key int (Qt's key and modifiers), the key named by the default layout.
+std::optional<int> kdeKey(const Sway::Keymap& keymap, std::uint32_t keyCode, std::uint32_t modifiers);
 
 } // namespace mosaro::KWin
