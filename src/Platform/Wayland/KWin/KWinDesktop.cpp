@@ -3,7 +3,6 @@
 #include "Diagnostics/Log/Log.h"
 #include "Platform/KeyCodeMap.h"
 
-#include <QAbstractEventDispatcher>
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QFile>
@@ -12,6 +11,7 @@
 #include <QKeySequence>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QTimer>
 
 #include <unistd.h>
 
@@ -112,12 +112,7 @@ QStringList serviceActionsHolding(QDBusConnection& bus, int key)
 // Displays
 
 KWinScreenList::KWinScreenList(KWinScripting& kwin) : m_kwin(kwin)
-{
-    if (auto* dispatcher = QAbstractEventDispatcher::instance()) {
-        m_turnWatch = std::make_unique<QObject>();
-        QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, m_turnWatch.get(), [this] { ++m_turn; });
-    }
-}
+{}
 
 KWinScreenList::~KWinScreenList() = default;
 
@@ -143,12 +138,12 @@ void KWinScreenList::take(const std::vector<KWin::Output>& outputs) const
                                                           qt ? qt->devicePixelRatio() : 1.0));
         }
     }
-    m_readTurn = m_turn;
+    m_fresh = true;
 }
 
 std::vector<ScreenRef> KWinScreenList::read() const
 {
-    if (m_turnWatch && m_readTurn == m_turn)
+    if (m_fresh)
         return m_last;
     const auto answer = m_kwin.request({{QStringLiteral("op"), QStringLiteral("outputs")}});
     // Without an answer the last list stands: the displays did not go away because KWin is slow.
@@ -193,6 +188,7 @@ std::int32_t KWinAccessibility::currentProcessID()
 
 std::optional<std::int32_t> KWinAccessibility::frontmostApplicationProcessID()
 {
+    flush();
     m_written = false;
     if (m_shortcutActive) {
         m_focused = m_shortcutWindow;
@@ -282,25 +278,46 @@ AXError KWinAccessibility::setAttributeValue(const AXElementRef& element, const 
         !std::isfinite(g->b) || g->a < low || g->b < low || g->a > coordinateLimit || g->b > coordinateLimit)
         return AXErrorCode::illegalArgument;
     const double a = std::round(g->a), b = std::round(g->b);
-    Rect asked = window->frame;
-    QJsonObject write;
     if (isPosition) {
-        asked.x = a;
-        asked.y = b;
-        write = {{QStringLiteral("x"), a}, {QStringLiteral("y"), b}};
-    } else {
-        asked.width = a;
-        asked.height = b;
-        write = {{QStringLiteral("width"), a}, {QStringLiteral("height"), b}};
+        const Rect asked{a, b, window->frame.width, window->frame.height};
+        // The position written again after the size usually holds already.
+        if (m_written && asked == window->frame)
+            return AXErrorCode::success;
+        // A first position waits for the size that follows, to travel with it in one request; alone,
+        // it goes at the next turn of the event loop.
+        if (!m_written && !m_pendingPosition) {
+            m_pendingPosition = Point{a, b};
+            QTimer::singleShot(0, &m_flushContext, [this] { flush(); });
+            return AXErrorCode::success;
+        }
+        return place(QJsonArray{QJsonObject{{QStringLiteral("x"), a}, {QStringLiteral("y"), b}}}, asked);
     }
-    // The position written again after the size usually holds already. The first write always goes:
-    // it also takes a maximized window out of its maximized state.
-    if (m_written && asked == window->frame)
-        return AXErrorCode::success;
-    const QString id = window->id;
+    QJsonArray writes;
+    Rect asked{window->frame.x, window->frame.y, a, b};
+    if (const auto position = std::exchange(m_pendingPosition, std::nullopt)) {
+        writes.append(QJsonObject{{QStringLiteral("x"), position->x}, {QStringLiteral("y"), position->y}});
+        asked.x = position->x;
+        asked.y = position->y;
+    }
+    writes.append(QJsonObject{{QStringLiteral("width"), a}, {QStringLiteral("height"), b}});
+    return place(writes, asked);
+}
+
+void KWinAccessibility::flush()
+{
+    const auto position = std::exchange(m_pendingPosition, std::nullopt);
+    if (position && m_focused)
+        place(QJsonArray{QJsonObject{{QStringLiteral("x"), position->x}, {QStringLiteral("y"), position->y}}},
+              Rect{position->x, position->y, m_focused->frame.width, m_focused->frame.height});
+}
+
+AXError KWinAccessibility::place(const QJsonArray& writes, const Rect& asked)
+{
+    // The first write of a placement also takes a maximized window out of its maximized state.
+    const QString id = m_focused->id;
     const auto answer = m_kwin.request({{QStringLiteral("op"), QStringLiteral("place")},
                                         {QStringLiteral("id"), id},
-                                        {QStringLiteral("writes"), QJsonArray{write}}});
+                                        {QStringLiteral("writes"), writes}});
     m_written = true;
     if (!answer)
         return AXErrorCode::cannotComplete;

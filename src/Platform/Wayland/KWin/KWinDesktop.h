@@ -10,6 +10,7 @@
 #include "Platform/Wayland/KWin/KWinRecords.h"
 #include "Platform/Wayland/KWin/KWinScripting.h"
 
+#include <QJsonArray>
 #include <QObject>
 
 #include <cstdio>
@@ -24,7 +25,8 @@ namespace mosaro {
 // at the layout origin (else the first); the visible frame is the area KWin leaves for windows
 // (clientArea's placement area). The display key is the monitor's product name: KWin 6 tells the
 // script, 5.27 does not, so the Wayland output Qt knows at the same geometry gives its model.
-// One reading serves a turn of the event loop.
+// A reading holds until the script says the outputs changed or a trigger brings fresh ones: a
+// commit then reads no display list (KWin is busy taking the panel down just then).
 class KWinScreenList : public ScreenList {
 public:
     explicit KWinScreenList(KWinScripting& kwin);
@@ -35,7 +37,7 @@ public:
 
     // Outputs the script sent along (with a trigger): this turn's reading.
     void take(const std::vector<KWin::Output>& outputs) const;
-    void invalidate() const { m_readTurn.reset(); }
+    void invalidate() const { m_fresh = false; }
     // A y-up screen frame in KWin's coordinates.
     Rect toKWin(const Rect& frame) const;
 
@@ -45,16 +47,16 @@ private:
     KWinScripting& m_kwin;
     mutable std::vector<KWin::Output> m_outputs;
     mutable std::vector<ScreenRef> m_last;
-    std::unique_ptr<QObject> m_turnWatch;
-    std::uint64_t m_turn = 0;
-    mutable std::optional<std::uint64_t> m_readTurn;
+    mutable bool m_fresh = false;
 };
 
 // Other applications' windows through the session script. The focused window is the one a
 // shortcut found when it fired (Mosaro's own panel takes the keyboard as it shows), else the
-// script's active window; a window element is KWin's internalId. Each write is one placement
-// request, which answers once KWin reports the frame it settled at: a frame other than the one
-// asked is that window's answer, logged.
+// script's active window; a window element is KWin's internalId. A placement request answers once
+// KWin reports the frame it settled at: a frame other than the one asked is that window's answer,
+// logged. The first position of a placement travels with the size that follows it, in one request
+// (one round trip and one wait for the client less); the position written again after the size
+// costs nothing when it holds already.
 class KWinAccessibility : public Accessibility {
 public:
     explicit KWinAccessibility(KWinScripting& kwin) : m_kwin(kwin) {}
@@ -76,6 +78,8 @@ public:
 
 private:
     const KWin::Window* windowOf(const AXElementRef& element) const;
+    AXError place(const QJsonArray& writes, const Rect& asked);
+    void flush();
 
     KWinScripting& m_kwin;
     std::optional<KWin::Window> m_shortcutWindow;
@@ -83,6 +87,8 @@ private:
     std::optional<KWin::Window> m_focused;
     std::optional<QString> m_target;
     bool m_written = false; // a write of this placement went out
+    std::optional<Point> m_pendingPosition;
+    QObject m_flushContext;
 };
 
 // "Trusted" on KWin: its scripting interface answers and Mosaro's script loaded. When the answer

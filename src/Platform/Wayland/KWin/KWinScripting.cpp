@@ -299,8 +299,10 @@ void KWinScripting::expire(int seq)
     if (done)
         done(std::nullopt);
     // No call of the script's came for a whole second: the chain is broken (the script is gone,
-    // or its call timed out). One more load, said once.
-    if (neverSent && !m_next && !m_reloading && !m_kwinOwner.isEmpty()) {
+    // or its call timed out). Loaded again when KWin itself still answers; a KWin that does not
+    // costs no more waits.
+    if (neverSent && !m_next && !m_reloading && !m_kwinOwner.isEmpty() &&
+        scripting(QStringLiteral("isScriptLoaded"), {QLatin1String(scriptName)}).type() == QDBusMessage::ReplyMessage) {
         Log::lifecycle().error(reloadMessage);
         m_reloading = true;
         load(m_shortcuts);
