@@ -16,7 +16,6 @@
 #include <QDBusServiceWatcher>
 #include <QJsonObject>
 #include <QKeySequence>
-#include <QTimer>
 #include <QWidget>
 
 namespace mosaro {
@@ -131,14 +130,9 @@ private:
 
     void returnKeyboard()
     {
-        // KWin gives the keyboard back to the window it had before by itself; this makes sure, after
-        // a commit's placement, which goes out in this same turn of the event loop.
-        const auto target = m_accessibility.target();
-        if (!target)
-            return;
-        QTimer::singleShot(0, &m_kwinWatch, [this, id = *target] {
-            m_kwin.send({{QStringLiteral("op"), QStringLiteral("activate")}, {QStringLiteral("id"), id}});
-        });
+        // KWin gives the keyboard back to the window it had before by itself; this makes sure.
+        if (const auto target = m_accessibility.target())
+            m_kwin.send({{QStringLiteral("op"), QStringLiteral("activate")}, {QStringLiteral("id"), *target}});
     }
 
     KWinScripting m_kwin;

@@ -18,23 +18,6 @@ namespace mosaro::test {
 
 namespace {
 
-// A bar that reserves space, as Plasma's panel does: GTK's layer-shell.
-constexpr const char* barScript = R"(import sys, gi
-gi.require_version("Gtk", "3.0")
-gi.require_version("GtkLayerShell", "0.1")
-from gi.repository import Gtk, GtkLayerShell
-height, edge = int(sys.argv[1]), sys.argv[2]
-w = Gtk.Window(title="Mosaro test bar")
-GtkLayerShell.init_for_window(w)
-for e in (GtkLayerShell.Edge.LEFT, GtkLayerShell.Edge.RIGHT,
-          GtkLayerShell.Edge.TOP if edge == "top" else GtkLayerShell.Edge.BOTTOM):
-    GtkLayerShell.set_anchor(w, e, True)
-GtkLayerShell.set_exclusive_zone(w, height)
-w.set_size_request(-1, height)
-w.show_all()
-Gtk.main()
-)";
-
 bool copyFor(const QString& from, const QString& to, bool asNobody)
 {
     return (QFile::exists(to) || QFile::copy(from, to)) && ownFile(to, asNobody, 0755);
@@ -73,7 +56,7 @@ KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QSt
                     write(m_runtime + QStringLiteral("/config/menus/applications.menu"),
                           "<Menu><Name>Applications</Name><DefaultAppDirs/><Include><All/></Include></Menu>\n") &&
                     write(m_runtime + QStringLiteral("/config/kglobalshortcutsrc"), options.shortcuts.toUtf8()) &&
-                    write(m_base.path() + QStringLiteral("/bar.py"), barScript);
+                    QFile::copy(QStringLiteral(MOSARO_KWIN_BAR_SCRIPT), m_base.path() + QStringLiteral("/bar.py"));
     for (const QString& path : {m_runtime, home})
         prepared = prepared && ownFile(path, m_asNobody, 0700);
     // Everything below the runtime folder belongs to the session's user.
