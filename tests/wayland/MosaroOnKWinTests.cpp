@@ -188,11 +188,11 @@ TEST_P(MosaroOnKWin, TheJumpKeysReachThePanelUnderKDEsDefaults)
     };
     ASSERT_TRUE(trigger());
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Shift+Right")));
-    EXPECT_TRUE(panelOn(1440)) << "the panel did not move to the second output";
+    EXPECT_TRUE(panelOn(1440)) << "the panel did not move: " << QJsonDocument(panel()).toJson().toStdString();
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Shift+Left")));
     EXPECT_TRUE(panelOn(0)) << "the panel did not come back: " << QJsonDocument(panel()).toJson().toStdString();
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Shift+Right")));
-    ASSERT_TRUE(panelOn(1440));
+    ASSERT_TRUE(panelOn(1440)) << QJsonDocument(session->report()).toJson().toStdString();
     ASSERT_TRUE(session->press(QStringLiteral("Return")));
     EXPECT_TRUE(panelGone());
     EXPECT_TRUE(frameIs({1920, 450, 480, 450}));

@@ -16,6 +16,7 @@
 #include <QDBusServiceWatcher>
 #include <QJsonObject>
 #include <QKeySequence>
+#include <QTimer>
 #include <QWidget>
 
 namespace mosaro {
@@ -23,6 +24,7 @@ namespace mosaro {
 namespace {
 
 constexpr const char* goneMessage = "KWin has left the session bus";
+constexpr const char* panelNotShownMessage = "KWin's script did not show the panel: %{public}s";
 
 // Declared in the order they are built; destroyed in reverse: the panel and the hotkeys before
 // the channel, which unloads the script last.
@@ -33,10 +35,10 @@ public:
           m_hotKeys(m_kwin, [this](std::uint32_t code, std::uint32_t modifiers) { return kdeKey(code, modifiers); }),
           m_watcher(m_kwin, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter(),
                     [this] { m_panelHost.keyboardLeft(); }),
-          m_panelHost(m_screens, WaylandPanelHook{{},
-                                                  [this](const Rect& frame) { placePanel(frame); },
-                                                  [this] { returnKeyboard(); },
-                                                  [this](const KeyEvent& key) { return m_hotKeys.takeKey(key); }}),
+          m_panelHost(m_screens,
+                      WaylandPanelHook{[this] { m_freshMapping = true; },
+                                       [this](const Rect& frame) { placePanel(frame); }, [this] { returnKeyboard(); },
+                                       [this](const KeyEvent& key) { return m_hotKeys.takeKey(key); }}),
           m_kwinWatch(QStringLiteral("org.kde.KWin"), m_kwin.bus(), QDBusServiceWatcher::WatchForUnregistration)
     {
         m_kwin.load({});
@@ -81,10 +83,19 @@ public:
     PanelHost& panelHost() override { return m_panelHost; }
     QtDesktopApplication& application() override { return m_application; }
 
+    // "Wayland, KWin 5.27.5 (script loaded, every key to the panel, 2 outputs)": what this session
+    // can do, in the report's one line.
     QString sessionDescription() override
     {
         const QString version = m_kwin.version();
-        return version.isEmpty() ? QStringLiteral("Wayland, KWin") : QStringLiteral("Wayland, KWin ") + version;
+        QStringList can;
+        can << (m_kwin.loaded() ? QStringLiteral("script loaded")
+                                : QStringLiteral("script not loaded: ") + m_kwin.problem());
+        can << (WaylandShortcutInhibitor::shared().isAvailable() ? QStringLiteral("every key to the panel")
+                                                                 : QStringLiteral("KWin's shortcuts keep their keys"));
+        can << QStringLiteral("%1 outputs").arg(m_screens.screens().size());
+        return (version.isEmpty() ? QStringLiteral("Wayland, KWin") : QStringLiteral("Wayland, KWin ") + version) +
+               QStringLiteral(" (") + can.join(QStringLiteral(", ")) + QLatin1Char(')');
     }
 
     QString describeDesktop() override
@@ -119,20 +130,45 @@ private:
 
     void placePanel(const Rect& frame)
     {
+        // Asked for once the window is shown (later in this turn of the event loop), so that KWin
+        // has the new mapping by the time the script looks for it.
+        ++m_showings;
         const Rect r = m_screens.toKWin(frame);
+        const bool fresh = std::exchange(m_freshMapping, false);
+        QTimer::singleShot(0, &m_kwinWatch, [this, r, fresh] { placePanelAt(r, fresh); });
+    }
+
+    // A fresh mapping is a new window in KWin, not the one the script placed last.
+    void placePanelAt(const Rect& r, bool fresh)
+    {
         m_kwin.send({{QStringLiteral("op"), QStringLiteral("panel")},
                      {QStringLiteral("frame"), QJsonObject{{QStringLiteral("x"), r.x},
                                                            {QStringLiteral("y"), r.y},
                                                            {QStringLiteral("width"), r.width},
                                                            {QStringLiteral("height"), r.height}}},
-                     {QStringLiteral("waitMs"), 500}});
+                     {QStringLiteral("waitMs"), 500},
+                     {QStringLiteral("fresh"), fresh}},
+                    [](const std::optional<QJsonObject>& answer) {
+                        if (answer && answer->contains(QStringLiteral("error")))
+                            Log::lifecycle().error(panelNotShownMessage,
+                                                   answer->value(QStringLiteral("error")).toString());
+                        else if (answer && !answer->value(QStringLiteral("active")).toBool())
+                            Log::lifecycle().error(panelNotShownMessage, QStringLiteral("not active"));
+                    });
     }
 
     void returnKeyboard()
     {
-        // KWin gives the keyboard back to the window it had before by itself; this makes sure.
-        if (const auto target = m_accessibility.target())
-            m_kwin.send({{QStringLiteral("op"), QStringLiteral("activate")}, {QStringLiteral("id"), *target}});
+        // KWin gives the keyboard back to the window it had before by itself; this makes sure, at the
+        // next turn of the event loop: after a commit's placement, and not at all when a showing
+        // follows at once (a jump to another display), whose panel would lose the keyboard to it.
+        const auto target = m_accessibility.target();
+        if (!target)
+            return;
+        QTimer::singleShot(0, &m_kwinWatch, [this, id = *target, showings = m_showings] {
+            if (showings == m_showings)
+                m_kwin.send({{QStringLiteral("op"), QStringLiteral("activate")}, {QStringLiteral("id"), id}});
+        });
     }
 
     KWinScripting m_kwin;
@@ -147,6 +183,8 @@ private:
     KWinDesktopWatcher m_watcher;
     WaylandPanelHost m_panelHost;
     QDBusServiceWatcher m_kwinWatch;
+    bool m_freshMapping = false; // the panel's window maps anew at this showing
+    int m_showings = 0;          // panel placements so far
 };
 
 } // namespace

@@ -53,9 +53,12 @@ public:
     }
     void settle() override
     {
-        // A panel moving to another display keeps the focus it has.
-        if (m_host.m_owner == this && m_host.m_focused)
+        // A panel moving to another display keeps the focus it has, also when the showing before
+        // this one let it go but the window stayed mapped and focused.
+        if (m_host.m_owner == this && (m_host.m_focused || (m_host.m_window && m_host.m_window->isActive()))) {
+            m_host.m_focused = true;
             held();
+        }
     }
     void release() override
     {
@@ -144,7 +147,8 @@ void WaylandPanelWindow::show()
     m_shown = true;
     // A new mapping starts from an empty buffer: everything goes.
     m_dirty = QRegion(m_image.rect());
-    QWindow::show();
+    if (!std::exchange(m_hidePending, false))
+        QWindow::show();
     WaylandShortcutInhibitor::shared().inhibit(this);
     flush();
 }
@@ -155,7 +159,14 @@ void WaylandPanelWindow::hide()
         return;
     m_shown = false;
     WaylandShortcutInhibitor::shared().release();
-    QWindow::hide();
+    // Unmapped at the next turn of the event loop: a showing that follows in this one (the grid
+    // jumping to another display) keeps the mapping and its keyboard, instead of racing the
+    // compositor's hand-over of the keyboard with a new mapping.
+    m_hidePending = true;
+    QTimer::singleShot(0, this, [this] {
+        if (std::exchange(m_hidePending, false))
+            QWindow::hide();
+    });
 }
 
 void WaylandPanelWindow::fillRects(const std::vector<QRect>& rects, QRgb pixel)
@@ -248,9 +259,10 @@ PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
     // Made at the first showing, and kept.
     if (!m_window)
         m_window = std::make_unique<WaylandPanelWindow>([this](QEvent* event) { handle(event); });
-    const bool moved = m_window->isShown() && !(frame == m_frame);
+    const bool mapped = m_window->isShown() || m_window->hidePending();
+    const bool moved = mapped && !(frame == m_frame);
     m_frame = frame;
-    if (!m_window->isShown() && m_hook.prepare)
+    if (!mapped && m_hook.prepare)
         m_hook.prepare();
     m_window->prepare(QSize(int(frame.width), int(frame.height)));
     // Shown already (the panel goes to another display): the compositor moves it now. The focus
@@ -278,8 +290,11 @@ ScreenRef WaylandPanelHost::screenOf(const Rect& frame) const
 
 void WaylandPanelHost::keyboardLeft()
 {
-    m_focused = false;
-    if (m_owner && !m_refocusing)
+    // Said over the compositor's channel, it may come after the panel got the keyboard back (a move
+    // to another display): only a panel without the focus has lost it.
+    if (m_focused || m_refocusing)
+        return;
+    if (m_owner)
         m_owner->lost();
 }
 
@@ -293,7 +308,9 @@ void WaylandPanelHost::handle(QEvent* event)
             m_owner->held();
         break;
     case QEvent::FocusOut:
-        keyboardLeft();
+        m_focused = false;
+        if (m_owner && !m_refocusing)
+            m_owner->lost();
         break;
     case QEvent::KeyPress:
     case QEvent::KeyRelease: {

@@ -53,6 +53,8 @@ public:
     void show() override;
     void hide() override;
     bool isShown() const override { return m_shown; }
+    // Hidden, and unmapped at the next turn of the event loop unless shown again before.
+    bool hidePending() const { return m_hidePending; }
     void flush() override;
     void fillRects(const std::vector<QRect>& rects, QRgb pixel) override;
     void putImage(const QImage& image, QPoint at) override;
@@ -70,6 +72,7 @@ private:
     QRegion m_dirty;
     bool m_kept = false;
     bool m_shown = false;
+    bool m_hidePending = false;
 };
 
 // The overlay panel on Wayland, common to every compositor: one window kept between showings,

@@ -102,10 +102,12 @@ function isPanel(w)
     return w && w.pid === mosaroConfig.pid && String(w.caption) === mosaroConfig.panelCaption;
 }
 
+// The newest: a panel shown again at once (on another display) may meet its former window still
+// on its way out.
 function findPanel()
 {
     var list = allWindows();
-    for (var i = 0; i < list.length; ++i) {
+    for (var i = list.length - 1; i >= 0; --i) {
         if (isPanel(list[i]))
             return list[i];
     }
@@ -161,11 +163,12 @@ function settle(w, target, ms, done)
     limit.start();
 }
 
-// Waits up to ms milliseconds for Mosaro's panel to be mapped.
-function withPanel(ms, done)
+// Waits up to ms milliseconds for Mosaro's panel to be mapped: a window other than `former` (the
+// panel's previous mapping, which may still be on its way out when it is shown again at once).
+function withPanel(ms, former, done)
 {
     var panel = findPanel();
-    if (panel) {
+    if (panel && String(panel.internalId) !== former) {
         done(panel);
         return;
     }
@@ -182,7 +185,7 @@ function withPanel(ms, done)
     }
     function added(w)
     {
-        if (isPanel(w))
+        if (isPanel(w) && String(w.internalId) !== former)
             finish(w);
     }
     limit.singleShot = true;
@@ -191,6 +194,41 @@ function withPanel(ms, done)
         finish(null);
     });
     windowAdded().connect(added);
+    limit.start();
+}
+
+var lastPanel = null; // the internalId of the panel's last mapping
+
+// Calls done() once the window is gone, or after ms milliseconds. KWin gives the keyboard to
+// another window as one leaves, so a panel shown again must be activated after its former mapping
+// has left.
+function whenGone(id, ms, done)
+{
+    if (id === null || !findWindow(id)) {
+        done();
+        return;
+    }
+    var removed = kwin6 ? workspace.windowRemoved : workspace.clientRemoved;
+    var finished = false;
+    var limit = new QTimer();
+    function finish()
+    {
+        if (finished)
+            return;
+        finished = true;
+        limit.stop();
+        removed.disconnect(gone);
+        done();
+    }
+    function gone(w)
+    {
+        if (String(w.internalId) === id)
+            finish();
+    }
+    limit.singleShot = true;
+    limit.interval = ms;
+    limit.timeout.connect(finish);
+    removed.connect(gone);
     limit.start();
 }
 
@@ -240,11 +278,19 @@ var ops = {
     },
     // Mosaro's panel over a display's visible frame, above every window, holding the keyboard.
     panel: function (request, reply) {
-        withPanel(request.waitMs || 500, function (w) {
+        var former = request.fresh ? lastPanel : null;
+        withPanel(request.waitMs || 500, former, function (w) {
             if (!w) {
                 reply({error: "noPanel"});
                 return;
             }
+            lastPanel = String(w.internalId);
+            whenGone(former, request.waitMs || 500, function () {
+                show(w);
+            });
+        });
+        function show(w)
+        {
             w.keepAbove = true;
             w.noBorder = true;
             w.skipTaskbar = true;
@@ -253,9 +299,18 @@ var ops = {
             w.onAllDesktops = true;
             w.frameGeometry = request.frame;
             activate(w);
-            // No wait for the frame: the channel stays free for a commit that follows at once.
-            reply({window: describe(w), active: activeWindow() === w});
-        });
+            // A panel moved to another output may lose the activation on the way: given it again.
+            settle(w, request.frame, request.waitMs || 500, function () {
+                // The panel may have closed meanwhile; a closed window is not to be read.
+                if (allWindows().indexOf(w) < 0) {
+                    reply({error: "noPanel"});
+                    return;
+                }
+                if (activeWindow() !== w)
+                    activate(w);
+                reply({window: describe(w), active: activeWindow() === w});
+            });
+        }
     },
     // Brings one of Mosaro's own windows (settings, About) to the front: no client may raise itself.
     activateOwn: function (request, reply) {
