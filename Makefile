@@ -73,7 +73,8 @@ graph: build
 
 # The overlay measured from outside on private X servers: BENCH_WM picks the window manager,
 # BENCH_COMPOSITOR "both", "none" or "xcompmgr". Figures land in build/bench/ (results.md, the
-# plot); bench/results.md keeps a commented run.
+# plot); bench/results.md keeps a commented run. Then the same on a headless KWin (the channel into
+# its scripts, and the real Mosaro against the script's bare frame write) and a headless sway.
 BENCH_WM ?= openbox
 BENCH_COMPOSITOR ?= both
 bench: build

@@ -100,8 +100,9 @@ void readKWin(const QString& service, DesktopFacts& facts)
 {
     DesktopFacts::Compositor& c = *facts.wayland;
     c.name = QStringLiteral("KWin");
-    c.channel = service + QStringLiteral(" (scripts over D-Bus)");
-    c.moves = QStringLiteral("moves: through Mosaro's KWin script, the frame KWin settles at taken as the answer");
+    c.channel = service;
+    c.moves = QStringLiteral("moves: through Mosaro's KWin script, loaded over D-Bus and calling back; the frame "
+                             "KWin settles at is the answer");
     c.outputEvents = true;
     KWinScripting kwin;
     c.version = kwin.version();
