@@ -35,7 +35,7 @@ struct Figure {
             return NAN;
         std::vector<double> v = values;
         std::sort(v.begin(), v.end());
-        return v[std::min(v.size() - 1, std::size_t(q * double(v.size() - 1) + 0.5))];
+        return v[std::min(v.size() - 1, std::size_t(std::lround(q * double(v.size() - 1))))];
     }
     QString text() const
     {
@@ -45,16 +45,7 @@ struct Figure {
 
 bool spin(const std::function<bool()>& condition, int ms = 3000)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > ms)
-            return false;
-        QEventLoop loop;
-        QTimer::singleShot(1, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return true;
+    return eventually(condition, ms, 1);
 }
 
 // Milliseconds since midnight, the log's clock (which has no finer unit).
@@ -72,21 +63,6 @@ std::optional<double> loggedAt(const QString& log, const QString& text, qsizetyp
     const qsizetype line = log.lastIndexOf(QLatin1Char('\n'), at) + 1;
     const QTime time = QTime::fromString(log.mid(line, 12), QStringLiteral("HH:mm:ss.zzz"));
     return time.isValid() ? std::optional<double>(time.msecsSinceStartOfDay()) : std::nullopt;
-}
-
-// Types keys without waiting for the typing tool to end, so that the events it causes are read
-// (and timed) as they come.
-void type(SwaySession& session, const QString& keys)
-{
-    QStringList parts = keys.split(QLatin1Char('+'));
-    const QString key = parts.takeLast();
-    QStringList argv{QStringLiteral("wtype")};
-    for (const QString& modifier : parts)
-        argv << QStringLiteral("-M") << modifier;
-    argv << QStringLiteral("-k") << key;
-    for (auto it = parts.rbegin(); it != parts.rend(); ++it)
-        argv << QStringLiteral("-m") << *it;
-    session.spawn(argv);
 }
 
 } // namespace
@@ -135,7 +111,7 @@ int main(int argc, char** argv)
         bindingAt.reset();
         panelFocusAt.reset();
         qsizetype mark = mosaro.log().size();
-        type(session, QStringLiteral("logo+Return"));
+        session.type(QStringLiteral("logo+Return"));
         if (spin([&] { return bindingAt && panelFocusAt; })) {
             ready.values.push_back(*panelFocusAt - *bindingAt);
             const QString log = mosaro.log();
@@ -148,14 +124,14 @@ int main(int argc, char** argv)
         }
         const Rect& cell = cells[i % 2];
         mark = mosaro.log().size();
-        type(session, i % 2 ? QStringLiteral("Right") : QStringLiteral("Left"));
+        session.type(i % 2 ? QStringLiteral("Right") : QStringLiteral("Left"));
         spin([&] { return mosaro.log().indexOf(QStringLiteral("panel frame sent"), mark) >= 0; });
         const QString afterArrow = mosaro.log();
         if (const auto key = loggedAt(afterArrow, QStringLiteral("keyDown keyCode=12"), mark))
             if (const auto sent = loggedAt(afterArrow, QStringLiteral("panel frame sent"), mark))
                 arrow.values.push_back(*sent - *key);
         mark = mosaro.log().size();
-        type(session, QStringLiteral("Return"));
+        session.type(QStringLiteral("Return"));
         if (spin([&] { return frameIs(cell); })) {
             const double landed = now();
             const QString log = mosaro.log();

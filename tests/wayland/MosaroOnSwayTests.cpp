@@ -25,22 +25,16 @@ const QString panelTitle = QStringLiteral("Mosaro overlay");
 
 bool spin(const std::function<bool()>& condition, int ms = 5000)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > ms)
-            return false;
-        QThread::msleep(20);
-    }
-    return true;
+    return eventually(condition, ms, 20);
 }
 
 struct Compositor {
     const char* name;
     bool root;
 };
-// Test names and failures show the compositor, not its bytes.
-[[maybe_unused]] void PrintTo(const Compositor& compositor, std::ostream* out)
+// Test names and failures show the compositor, not its bytes (GoogleTest looks for this name).
+[[maybe_unused]] void PrintTo( // NOLINT(readability-identifier-naming)
+    const Compositor& compositor, std::ostream* out)
 {
     *out << compositor.name;
 }

@@ -36,16 +36,7 @@ const QString bottomBar = QStringLiteral("bar {\n position bottom\n height 25\n}
 // what is kept for one turn is read afresh) until the condition holds.
 bool spin(const std::function<bool()>& condition, int ms = 5000)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > ms)
-            return false;
-        QEventLoop loop;
-        QTimer::singleShot(10, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return true;
+    return eventually(condition, ms);
 }
 
 int logged(const char* text)

@@ -54,7 +54,7 @@ std::optional<QStringList> waylandGlobals()
 
 void readSway(const QString& socket, DesktopFacts& facts)
 {
-    DesktopFacts::Compositor& c = *facts.wayland;
+    CompositorFacts& c = *facts.wayland;
     c.name = QStringLiteral("sway");
     c.channel = socket;
     Sway::Ipc ipc(socket);
@@ -148,10 +148,7 @@ int runWaylandDesktopCheck(int argc, char** argv)
             readSway(choice.channel, facts);
     }
     readSessionFacts(facts, QDBusConnection::sessionBus());
-    const auto findings = desktopFindings(facts);
-    std::fputs(qPrintable(formatFindings(findings)), stdout);
-    std::fflush(stdout);
-    return checkExitCode(findings);
+    return printFindings(facts);
 }
 
 } // namespace mosaro

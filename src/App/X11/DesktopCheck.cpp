@@ -163,10 +163,7 @@ int runX11DesktopCheck(int argc, char** argv)
     if (!QCoreApplication::instance())
         app = std::make_unique<QCoreApplication>(argc, argv);
     X11Connection connection;
-    const auto findings = desktopFindings(gatherDesktopFacts(connection, QDBusConnection::sessionBus()));
-    std::fputs(qPrintable(formatFindings(findings)), stdout);
-    std::fflush(stdout);
-    return checkExitCode(findings);
+    return printFindings(gatherDesktopFacts(connection, QDBusConnection::sessionBus()));
 }
 
 } // namespace mosaro

@@ -12,10 +12,15 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
 namespace mosaro::test {
+
+// Until the condition holds or the time is up, turning the event loop (when there is one) every
+// `stepMs` in between, so that what a test watches arrives meanwhile.
+bool eventually(const std::function<bool()>& condition, int timeoutMs = 5000, int stepMs = 10);
 
 // A private headless sway with its own runtime directory and session bus, its clients, keys typed
 // through a virtual keyboard, screenshots and extra outputs: for the Wayland integration tests.
@@ -73,6 +78,8 @@ public:
 
     // Keys through wtype, e.g. "logo+shift+Right" or "Escape"; waits until wtype is done.
     bool press(const QString& keys);
+    // The same without waiting (its pid), for what times the keys' effects.
+    pid_t type(const QString& keys);
 
     // swaymsg as a probe: the raw reply of a message type, and run_command.
     QByteArray ask(const QString& type);
