@@ -1,6 +1,15 @@
 // The real Mosaro on a real headless sway: keys typed by wtype, windows read from sway's tree.
 // Every scenario runs on Debian 12's sway 1.7 and on the Debian 13 root's sway 1.10.
+#include "App/Desktop/DesktopPlatform.h"
+#include "App/Wayland/SwayPlatform.h"
+#include "Diagnostics/DiagnosticsReport.h"
+#include "KeyboardShortcuts/KeyboardShortcuts.h"
+#include "Overlay/HotkeyAction.h"
 #include "Platform/Geometry.h"
+#include "support/CoreApplicationEnvironment.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/FakeSystemInfo.h"
+#include "support/InMemoryDefaultsStore.h"
 #include "support/wayland/MosaroProcess.h"
 #include "support/wayland/SwaySession.h"
 
@@ -20,6 +29,8 @@ using namespace mosaro::test;
 
 namespace {
 
+MOSARO_CORE_TEST_ENVIRONMENT();
+
 const QString bottomBar = QStringLiteral("bar {\n position bottom\n height 25\n}");
 const QString panelTitle = QStringLiteral("Mosaro overlay");
 
@@ -31,6 +42,7 @@ bool spin(const std::function<bool()>& condition, int ms = 5000)
 struct Compositor {
     const char* name;
     bool root;
+    const char* version; // as the report names it
 };
 // Test names and failures show the compositor, not its bytes (GoogleTest looks for this name).
 [[maybe_unused]] void PrintTo( // NOLINT(readability-identifier-naming)
@@ -72,9 +84,10 @@ protected:
     {
         return spin([&] { return panel().value(QLatin1String("focused")).toBool(); });
     }
+    // Unmapped, or out of sight in sway's scratchpad.
     bool panelGone()
     {
-        return spin([&] { return panel().isEmpty(); });
+        return spin([&] { return !panel().value(QLatin1String("visible")).toBool(); });
     }
     bool trigger(const QString& keys = QStringLiteral("logo+Return"))
     {
@@ -271,7 +284,8 @@ TEST_P(MosaroOnSway, ARecordedTriggerReplacesTheOldOne)
     ASSERT_TRUE(session->press(QStringLiteral("Escape")));
     ASSERT_TRUE(panelGone());
     ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
-    EXPECT_FALSE(spin([&] { return !panel().isEmpty(); }, 700)) << "the old trigger still opens the grid";
+    EXPECT_FALSE(spin([&] { return panel().value(QLatin1String("visible")).toBool(); }, 700))
+        << "the old trigger still opens the grid";
 }
 
 // What a person sees: the panel translucent over the display's visible frame only (the bar below
@@ -297,8 +311,46 @@ TEST_P(MosaroOnSway, ThePanelIsDrawnOverTheVisibleFrame)
         shot.save(dir + QStringLiteral("/overlay-sway-%1.png").arg(QString::fromLatin1(GetParam().name)));
 }
 
+// The diagnostics report's six summary lines, its operating-system line naming the session and
+// the compositor, and the help window's sentence naming the configuration's binding of the
+// trigger: from the sway platform the program builds, on Debian's default configuration.
+TEST_P(MosaroOnSway, TheReportAndTheHelpNameTheSession)
+{
+    SwaySession::Options options;
+    options.debianDefaults = true;
+    ASSERT_NO_FATAL_FAILURE(start(options));
+    if (IsSkipped())
+        return;
+    auto platform = makeSwayPlatform(session->swaySocket());
+    // The trigger as the program registers it: the default, nothing stored.
+    InMemoryDefaultsStore defaults;
+    KeyboardShortcuts::configure({&defaults, nullptr, &platform->keyboardLayout(), nullptr});
+    KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));
+    FakeOperatingSystemInfo system;
+    system.text = QStringLiteral("Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18-amd64");
+    const SessionOperatingSystemInfo info(system, *platform);
+    FakeBundleInfo bundle;
+    FakeHardwareInfo hardware;
+    FakeLogReader log;
+    FakeClock clock;
+    FakePasteboard pasteboard;
+    FakeUrlOpener urlOpener;
+    const Diagnostics diagnostics({bundle, info, hardware, platform->screens(), platform->trust(),
+                                   session->configPath() + QStringLiteral(".none"), log, clock, pasteboard, urlOpener});
+    const QStringList lines = diagnostics.diagnosticsSummary().split(u'\n');
+    ASSERT_EQ(lines.size(), 6) << diagnostics.diagnosticsSummary().toStdString();
+    EXPECT_TRUE(lines[1].startsWith(QStringLiteral("macOS:    Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18-amd64; "
+                                                   "Wayland, sway ") +
+                                    QString::fromLatin1(GetParam().version)))
+        << lines[1].toStdString();
+    EXPECT_EQ(lines[4], QStringLiteral("AX perm:  granted"));
+    EXPECT_TRUE(platform->describeDesktop().contains(QStringLiteral("binds Super+Return to “exec foot”")))
+        << platform->describeDesktop().toStdString();
+    KeyboardShortcuts::resetForTesting();
+}
+
 INSTANTIATE_TEST_SUITE_P(Sway, MosaroOnSway,
-                         ::testing::Values(Compositor{"sway_1_7", false}, Compositor{"sway_1_10", true}),
+                         ::testing::Values(Compositor{"sway_1_7", false, "1.7"}, Compositor{"sway_1_10", true, "1.10"}),
                          [](const ::testing::TestParamInfo<Compositor>& row) { return std::string(row.param.name); });
 
 } // namespace

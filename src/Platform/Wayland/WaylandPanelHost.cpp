@@ -100,8 +100,8 @@ private:
 // ---------------------------------------------------------------------------------------------
 // WaylandPanelWindow
 
-WaylandPanelWindow::WaylandPanelWindow(std::function<void(QEvent*)> onEvent)
-    : m_onEvent(std::move(onEvent)), m_store(this)
+WaylandPanelWindow::WaylandPanelWindow(std::function<void(QEvent*)> onEvent, const WaylandPanelHook& hook)
+    : m_onEvent(std::move(onEvent)), m_hook(hook), m_store(this)
 {
     setSurfaceType(QSurface::RasterSurface);
     QSurfaceFormat format = requestedFormat();
@@ -139,6 +139,15 @@ void WaylandPanelWindow::show()
     if (m_shown)
         return;
     m_shown = true;
+    if (m_putAway) {
+        // Still mapped with the last showing's pixels: what changed goes first, then it comes back.
+        m_putAway = false;
+        flush();
+        WaylandShortcutInhibitor::shared().inhibit(this);
+        if (m_hook.bringBack)
+            m_hook.bringBack();
+        return;
+    }
     // A new mapping starts from an empty buffer: everything goes.
     m_dirty = QRegion(m_image.rect());
     QWindow::show();
@@ -152,7 +161,9 @@ void WaylandPanelWindow::hide()
         return;
     m_shown = false;
     WaylandShortcutInhibitor::shared().release();
-    QWindow::hide();
+    m_putAway = isExposed() && m_hook.putAway && m_hook.putAway();
+    if (!m_putAway)
+        QWindow::hide();
 }
 
 void WaylandPanelWindow::fillRects(const std::vector<QRect>& rects, QRgb pixel)
@@ -197,6 +208,8 @@ void WaylandPanelWindow::send(const QRegion& region)
     }
     m_store.endPaint();
     m_store.flush(region);
+    // On its way before anything the compositor is asked over its own channel.
+    WaylandShortcutInhibitor::shared().flushConnection();
     Log::overlay().debug(frameSentMessage, int(region.rectCount()));
 }
 
@@ -244,10 +257,10 @@ PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
 {
     // Made at the first showing, and kept.
     if (!m_window)
-        m_window = std::make_unique<WaylandPanelWindow>([this](QEvent* event) { handle(event); });
+        m_window = std::make_unique<WaylandPanelWindow>([this](QEvent* event) { handle(event); }, m_hook);
     const bool moved = m_window->isShown() && !(frame == m_frame);
     m_frame = frame;
-    if (!m_window->isShown() && m_hook.prepare)
+    if (!m_window->isShown() && !m_window->isPutAway() && m_hook.prepare)
         m_hook.prepare();
     m_window->prepare(QSize(int(frame.width), int(frame.height)));
     // Shown already (the panel goes to another display): the compositor moves it now. The focus

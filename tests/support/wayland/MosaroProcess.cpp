@@ -11,8 +11,9 @@
 
 namespace mosaro::test {
 
-MosaroProcess::MosaroProcess(SwaySession& session)
-    : m_session(session), m_folder(session.runtimeDirectory() + QStringLiteral("/../mosaro"))
+MosaroProcess::MosaroProcess(SwaySession& session, QString binary)
+    : m_session(session), m_binary(binary.isEmpty() ? QStringLiteral(MOSARO_BINARY) : std::move(binary)),
+      m_folder(session.runtimeDirectory() + QStringLiteral("/../mosaro"))
 {
     m_folder = QDir::cleanPath(m_folder);
     QDir().mkpath(m_folder + QStringLiteral("/config"));
@@ -40,7 +41,7 @@ QStringList MosaroProcess::environment() const
 bool MosaroProcess::start()
 {
     const QByteArray logPath = QFile::encodeName(m_folder + QStringLiteral("/mosaro.log"));
-    std::vector<QByteArray> storage{QByteArrayLiteral(MOSARO_BINARY), QByteArrayLiteral("--verbose")};
+    std::vector<QByteArray> storage{QFile::encodeName(m_binary), QByteArrayLiteral("--verbose")};
     const QStringList env = environment();
     for (const QString& variable : env)
         storage.push_back(variable.toLocal8Bit());
@@ -70,7 +71,7 @@ int MosaroProcess::run(const QStringList& arguments, QString* output, int timeou
         env.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
     process.setProcessEnvironment(env);
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QStringLiteral(MOSARO_BINARY), arguments);
+    process.start(m_binary, arguments);
     const bool done = process.waitForFinished(timeoutMs);
     if (output)
         *output = QString::fromUtf8(process.readAll());

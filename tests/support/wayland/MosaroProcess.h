@@ -15,7 +15,8 @@ namespace mosaro::test {
 // and bus, with folders of its own; its log is its standard error.
 class MosaroProcess {
 public:
-    explicit MosaroProcess(SwaySession& session);
+    // `binary` is the program to run: the one this build made unless another is named.
+    explicit MosaroProcess(SwaySession& session, QString binary = {});
     ~MosaroProcess();
     MosaroProcess(const MosaroProcess&) = delete;
     MosaroProcess& operator=(const MosaroProcess&) = delete;
@@ -40,6 +41,7 @@ private:
     QStringList environment() const;
 
     SwaySession& m_session;
+    QString m_binary;
     QString m_folder;
     pid_t m_pid = -1;
 };

@@ -68,7 +68,7 @@ void SwayPanelRules::place(const Rect& frame)
 
 void SwayPanelRules::apply()
 {
-    if (!m_panel || !m_wanted || m_placedAt == m_wanted)
+    if (!m_panel || !m_wanted || m_placedAt == m_wanted || m_putAway)
         return;
     // Moved onto another output, the panel would leave the focus behind on the first one.
     const QString command = QStringLiteral("[con_id=%1] move absolute position %2 px %3 px, focus")
@@ -82,6 +82,31 @@ void SwayPanelRules::apply()
         return;
     }
     m_placedAt = m_wanted;
+}
+
+bool SwayPanelRules::putAway()
+{
+    if (!m_panel)
+        return false;
+    const auto results = m_ipc.run(QStringLiteral("[con_id=%1] move scratchpad").arg(*m_panel));
+    m_putAway = results && !results->empty() && results->front().success;
+    m_placedAt.reset();
+    return m_putAway;
+}
+
+void SwayPanelRules::bringBack()
+{
+    if (!m_panel || !m_putAway || !m_wanted)
+        return;
+    const QString command = QStringLiteral("[con_id=%1] scratchpad show, move absolute position %2 px %3 px, focus")
+                                .arg(*m_panel)
+                                .arg(number(m_wanted->x), number(m_wanted->y));
+    m_putAway = false;
+    const auto results = m_ipc.run(command);
+    if (results && !results->empty() && results->front().success)
+        m_placedAt = m_wanted;
+    else if (results)
+        Log::overlay().error(commandFailedMessage, command, results->empty() ? QString() : results->front().error);
 }
 
 void SwayPanelRules::returnKeyboard()
@@ -113,8 +138,10 @@ void SwayPanelRules::handle(std::uint32_t type, const QByteArray& payload)
         return;
     const QString change = Sway::eventChange(payload);
     if (change == QLatin1String("close")) {
-        if (m_panel == container->id)
+        if (m_panel == container->id) {
             m_panel.reset();
+            m_putAway = false;
+        }
     } else if (change == QLatin1String("new") || !m_panel) {
         m_panel = container->id;
         m_placedAt.reset();
