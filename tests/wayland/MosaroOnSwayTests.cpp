@@ -6,6 +6,7 @@
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
 #include "Platform/Geometry.h"
+#include "Shortcuts/ShortcutConflict.h"
 #include "support/CoreApplicationEnvironment.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeSystemInfo.h"
@@ -235,6 +236,10 @@ TEST_P(MosaroOnSway, TheDesktopsEventsDismissTheGrid)
         EXPECT_TRUE(app->waitForLog(QStringLiteral("overlay dismiss"), ++dismissed));
         EXPECT_EQ(session->frameOf(target->id), before);
     }
+    // Between showings the panel waits in sway's scratchpad; sway's own `scratchpad show` does
+    // not bring it out for good.
+    ASSERT_TRUE(session->command(QStringLiteral("scratchpad show")));
+    EXPECT_TRUE(panelGone());
 }
 
 // A compositor that stops answering costs one bounded wait and one line, and the grid closes; one
@@ -312,8 +317,9 @@ TEST_P(MosaroOnSway, ThePanelIsDrawnOverTheVisibleFrame)
 }
 
 // The diagnostics report's six summary lines, its operating-system line naming the session and
-// the compositor, and the help window's sentence naming the configuration's binding of the
-// trigger: from the sway platform the program builds, on Debian's default configuration.
+// the compositor, the help window's sentence naming the configuration's binding of the trigger,
+// and the recorder's alert naming it: from the sway platform the program builds, on Debian's
+// default configuration.
 TEST_P(MosaroOnSway, TheReportAndTheHelpNameTheSession)
 {
     SwaySession::Options options;
@@ -324,7 +330,7 @@ TEST_P(MosaroOnSway, TheReportAndTheHelpNameTheSession)
     auto platform = makeSwayPlatform(session->swaySocket());
     // The trigger as the program registers it: the default, nothing stored.
     InMemoryDefaultsStore defaults;
-    KeyboardShortcuts::configure({&defaults, nullptr, &platform->keyboardLayout(), nullptr});
+    KeyboardShortcuts::configure({&defaults, &platform->hotKeys(), &platform->keyboardLayout(), nullptr});
     KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));
     FakeOperatingSystemInfo system;
     system.text = QStringLiteral("Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18-amd64");
@@ -346,6 +352,13 @@ TEST_P(MosaroOnSway, TheReportAndTheHelpNameTheSession)
     EXPECT_EQ(lines[4], QStringLiteral("AX perm:  granted"));
     EXPECT_TRUE(platform->describeDesktop().contains(QStringLiteral("binds Super+Return to “exec foot”")))
         << platform->describeDesktop().toStdString();
+    // The recorder: after the fixed table, the configuration's binding is a system shortcut of sway.
+    const auto conflict = findShortcutConflict(36, CarbonModifier::command, nameFor(HotkeyAction::navigateUp));
+    ASSERT_TRUE(conflict);
+    const auto alert = conflictAlertText(*conflict, *KeyboardShortcuts::getShortcut(nameFor(HotkeyAction::trigger)),
+                                         QStringLiteral("Move up"));
+    EXPECT_EQ(alert.informativeText, QStringLiteral("Super+Return is also used by sway for exec foot. Using it for "
+                                                    "Move up here may interfere with that system shortcut."));
     KeyboardShortcuts::resetForTesting();
 }
 

@@ -294,6 +294,10 @@ void WaylandPanelHost::handle(QEvent* event)
         m_refocusing = false;
         if (m_owner)
             m_owner->held();
+        // Brought out by someone else (sway's `scratchpad show` cycles through what is put away):
+        // no showing wants it, so it goes back.
+        else if (m_window->isPutAway() && m_hook.putAway)
+            m_hook.putAway();
         break;
     case QEvent::FocusOut:
         m_focused = false;

@@ -86,6 +86,7 @@ void SwayPanelRules::apply()
 
 bool SwayPanelRules::putAway()
 {
+    // Once put away it stays there unless brought back; asked again, it goes back there.
     if (!m_panel)
         return false;
     const auto results = m_ipc.run(QStringLiteral("[con_id=%1] move scratchpad").arg(*m_panel));
