@@ -125,10 +125,16 @@ std::optional<Results> measure(const QString& binary, int runs)
         const Rect& cell = cells[i % 2];
         mark = mosaro.log().size();
         session.type(i % 2 ? QStringLiteral("Right") : QStringLiteral("Left"));
-        spin([&] { return mosaro.log().indexOf(QStringLiteral("panel frame sent"), mark) >= 0; });
+        // The frame that follows the arrow's key, not one still on its way from the showing.
+        qsizetype keyAt = -1;
+        spin([&] {
+            const QString log = mosaro.log();
+            keyAt = log.indexOf(QStringLiteral("keyDown keyCode=12"), mark);
+            return keyAt >= 0 && log.indexOf(QStringLiteral("panel frame sent"), keyAt) >= 0;
+        });
         const QString afterArrow = mosaro.log();
         if (const auto key = loggedAt(afterArrow, QStringLiteral("keyDown keyCode=12"), mark))
-            if (const auto sent = loggedAt(afterArrow, QStringLiteral("panel frame sent"), mark))
+            if (const auto sent = loggedAt(afterArrow, QStringLiteral("panel frame sent"), keyAt))
                 r.arrow.values.push_back(*sent - *key);
         mark = mosaro.log().size();
         session.type(QStringLiteral("Return"));

@@ -42,11 +42,9 @@ public:
           m_hotKeys(m_ipc, Sway::Keymap::create()),
           m_watcher(m_ipc, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter()),
           m_panelRules(m_ipc, m_screens, m_accessibility, QString::fromLatin1(WaylandPanelWindow::title)),
-          m_panelHost(m_screens,
-                      WaylandPanelHook{[this] { m_panelRules.prepare(); },
-                                       [this](const Rect& frame) { m_panelRules.place(frame); },
-                                       [this] { m_panelRules.returnKeyboard(); },
-                                       [this] { return m_panelRules.putAway(); }, [this] { m_panelRules.bringBack(); }})
+          m_panelHost(m_screens, WaylandPanelHook{[this] { m_panelRules.prepare(); },
+                                                  [this](const Rect& frame) { m_panelRules.place(frame); },
+                                                  [this] { m_panelRules.returnKeyboard(); }})
     {
         // Where sway versions differ, this is the one place that knows. Each event type is
         // subscribed on its own: sway 1.7 refuses a list holding a type it does not know, and it

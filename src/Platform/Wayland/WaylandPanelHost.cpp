@@ -139,15 +139,6 @@ void WaylandPanelWindow::show()
     if (m_shown)
         return;
     m_shown = true;
-    if (m_putAway) {
-        // Still mapped with the last showing's pixels: what changed goes first, then it comes back.
-        m_putAway = false;
-        flush();
-        WaylandShortcutInhibitor::shared().inhibit(this);
-        if (m_hook.bringBack)
-            m_hook.bringBack();
-        return;
-    }
     // A new mapping starts from an empty buffer: everything goes.
     m_dirty = QRegion(m_image.rect());
     QWindow::show();
@@ -161,9 +152,9 @@ void WaylandPanelWindow::hide()
         return;
     m_shown = false;
     WaylandShortcutInhibitor::shared().release();
-    m_putAway = isExposed() && m_hook.putAway && m_hook.putAway();
-    if (!m_putAway)
-        QWindow::hide();
+    // Unmapped: a window kept mapped between showings (sway's scratchpad) measured slower to bring
+    // back than a new mapping is to show (bench/results.md).
+    QWindow::hide();
 }
 
 void WaylandPanelWindow::fillRects(const std::vector<QRect>& rects, QRgb pixel)
@@ -260,7 +251,7 @@ PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
         m_window = std::make_unique<WaylandPanelWindow>([this](QEvent* event) { handle(event); }, m_hook);
     const bool moved = m_window->isShown() && !(frame == m_frame);
     m_frame = frame;
-    if (!m_window->isShown() && !m_window->isPutAway() && m_hook.prepare)
+    if (!m_window->isShown() && m_hook.prepare)
         m_hook.prepare();
     m_window->prepare(QSize(int(frame.width), int(frame.height)));
     // Shown already (the panel goes to another display): the compositor moves it now. The focus
@@ -294,10 +285,6 @@ void WaylandPanelHost::handle(QEvent* event)
         m_refocusing = false;
         if (m_owner)
             m_owner->held();
-        // Brought out by someone else (sway's `scratchpad show` cycles through what is put away):
-        // no showing wants it, so it goes back.
-        else if (m_window->isPutAway() && m_hook.putAway)
-            m_hook.putAway();
         break;
     case QEvent::FocusOut:
         m_focused = false;

@@ -27,11 +27,6 @@ struct WaylandPanelHook {
     std::function<void(const Rect& frame)> place;
     // The panel closed: the keyboard goes back to the target window.
     std::function<void()> returnKeyboard;
-    // Out of sight without unmapping it, so that the next showing costs a move rather than a new
-    // mapping; false where the compositor cannot, and the window is unmapped.
-    std::function<bool()> putAway;
-    // Its next drawing has gone out: the window put away comes back over the frame, focused.
-    std::function<void()> bringBack;
 };
 
 // The panel's window: an ordinary Qt window on the Wayland platform (frameless, translucent, an
@@ -54,7 +49,6 @@ public:
     void show() override;
     void hide() override;
     bool isShown() const override { return m_shown; }
-    bool isPutAway() const { return m_putAway; }
     void flush() override;
     void fillRects(const std::vector<QRect>& rects, QRgb pixel) override;
     void putImage(const QImage& image, QPoint at) override;
@@ -73,7 +67,6 @@ private:
     QRegion m_dirty;
     bool m_kept = false;
     bool m_shown = false;
-    bool m_putAway = false; // mapped, out of sight
 };
 
 // The overlay panel on Wayland, common to every compositor: one window kept between showings,

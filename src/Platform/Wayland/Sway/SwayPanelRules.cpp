@@ -68,7 +68,7 @@ void SwayPanelRules::place(const Rect& frame)
 
 void SwayPanelRules::apply()
 {
-    if (!m_panel || !m_wanted || m_placedAt == m_wanted || m_putAway)
+    if (!m_panel || !m_wanted || m_placedAt == m_wanted)
         return;
     // Moved onto another output, the panel would leave the focus behind on the first one.
     const QString command = QStringLiteral("[con_id=%1] move absolute position %2 px %3 px, focus")
@@ -82,32 +82,6 @@ void SwayPanelRules::apply()
         return;
     }
     m_placedAt = m_wanted;
-}
-
-bool SwayPanelRules::putAway()
-{
-    // Once put away it stays there unless brought back; asked again, it goes back there.
-    if (!m_panel)
-        return false;
-    const auto results = m_ipc.run(QStringLiteral("[con_id=%1] move scratchpad").arg(*m_panel));
-    m_putAway = results && !results->empty() && results->front().success;
-    m_placedAt.reset();
-    return m_putAway;
-}
-
-void SwayPanelRules::bringBack()
-{
-    if (!m_panel || !m_putAway || !m_wanted)
-        return;
-    const QString command = QStringLiteral("[con_id=%1] scratchpad show, move absolute position %2 px %3 px, focus")
-                                .arg(*m_panel)
-                                .arg(number(m_wanted->x), number(m_wanted->y));
-    m_putAway = false;
-    const auto results = m_ipc.run(command);
-    if (results && !results->empty() && results->front().success)
-        m_placedAt = m_wanted;
-    else if (results)
-        Log::overlay().error(commandFailedMessage, command, results->empty() ? QString() : results->front().error);
 }
 
 void SwayPanelRules::returnKeyboard()
@@ -139,10 +113,8 @@ void SwayPanelRules::handle(std::uint32_t type, const QByteArray& payload)
         return;
     const QString change = Sway::eventChange(payload);
     if (change == QLatin1String("close")) {
-        if (m_panel == container->id) {
+        if (m_panel == container->id)
             m_panel.reset();
-            m_putAway = false;
-        }
     } else if (change == QLatin1String("new") || !m_panel) {
         m_panel = container->id;
         m_placedAt.reset();

@@ -32,9 +32,6 @@ public:
     void place(const Rect& frame);
     // The keyboard goes back to the window the trigger found.
     void returnKeyboard();
-    // Into sway's scratchpad, still mapped; and back over the frame asked last, focused.
-    bool putAway();
-    void bringBack();
     // A workspace event that only follows the panel itself to another display's workspace.
     bool isPanelFocusChange(const QByteArray& workspaceEvent) const;
 
@@ -48,7 +45,6 @@ private:
     const SwayAccessibility& m_windows;
     QString m_title;
     bool m_ruleAdded = false;
-    bool m_putAway = false;
     std::optional<std::int64_t> m_panel; // the panel's container while it is mapped, from events
     std::optional<Point> m_wanted;       // where it goes, in layout pixels
     std::optional<Point> m_placedAt;     // where it was last put
