@@ -183,6 +183,16 @@ TEST_P(MosaroOnSway, UnderDebiansDefaultsRefusesTheTriggerAndJumpsToASecondOutpu
          {"(Wayland session)", "ok: compositor: sway 1.", "ok: keys: the panel takes every key",
           "warning: trigger: Super+Return is bound by the compositor's configuration to “exec foot”"})
         EXPECT_TRUE(check.contains(QString::fromUtf8(line))) << line << "\n" << check.toStdString();
+    // A compositor whose channel Mosaro does not know: said, never a silent failure.
+    QString unknown;
+    EXPECT_EQ(app->run({QStringLiteral("--check")}, &unknown, 10000, {QStringLiteral("SWAYSOCK")}), 1);
+    EXPECT_TRUE(unknown.contains(QStringLiteral("error: compositor: not one Mosaro can drive")))
+        << unknown.toStdString();
+    // (Off the session bus, or it would hand over to the running Mosaro.)
+    EXPECT_EQ(app->run({}, &unknown, 10000, {QStringLiteral("SWAYSOCK"), QStringLiteral("DBUS_SESSION_BUS_ADDRESS")}),
+              1);
+    EXPECT_TRUE(unknown.contains(QStringLiteral("mosaro: no channel to this Wayland compositor")))
+        << unknown.toStdString();
 
     ASSERT_TRUE(session->addOutput());
     ASSERT_TRUE(session->command(QStringLiteral("[con_id=%1] focus").arg(target->id)));

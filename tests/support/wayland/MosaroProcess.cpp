@@ -63,12 +63,13 @@ bool MosaroProcess::start()
     return waitForLog(QStringLiteral("trigger hotkey should be live"), 1, 20000);
 }
 
-int MosaroProcess::run(const QStringList& arguments, QString* output, int timeoutMs)
+int MosaroProcess::run(const QStringList& arguments, QString* output, int timeoutMs, const QStringList& unset)
 {
     QProcess process;
     QProcessEnvironment env;
     for (const QString& variable : environment())
-        env.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
+        if (!unset.contains(variable.section(QLatin1Char('='), 0, 0)))
+            env.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
     process.setProcessEnvironment(env);
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(m_binary, arguments);

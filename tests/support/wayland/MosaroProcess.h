@@ -23,9 +23,10 @@ public:
 
     // Starts it and waits until its trigger is live (or refused); false with the log otherwise.
     bool start();
-    // Runs the program once more with these arguments on the same session: its exit status, or
-    // -1, and what it printed.
-    int run(const QStringList& arguments, QString* output = nullptr, int timeoutMs = 10000);
+    // Runs the program once more with these arguments on the same session (less the variables
+    // named in `unset`): its exit status, or -1, and what it printed.
+    int run(const QStringList& arguments, QString* output = nullptr, int timeoutMs = 10000,
+            const QStringList& unset = {});
     // Its exit status once it ended by itself, or nothing.
     std::optional<int> waitForExit(int timeoutMs = 10000);
     void stop();
