@@ -111,8 +111,8 @@ private:
 // ---------------------------------------------------------------------------------------------
 // WaylandPanelWindow
 
-WaylandPanelWindow::WaylandPanelWindow(std::function<void(QEvent*)> onEvent, const WaylandPanelHook& hook)
-    : m_onEvent(std::move(onEvent)), m_hook(hook), m_store(this)
+WaylandPanelWindow::WaylandPanelWindow(std::function<void(QEvent*)> onEvent)
+    : m_onEvent(std::move(onEvent)), m_store(this)
 {
     setSurfaceType(QSurface::RasterSurface);
     QSurfaceFormat format = requestedFormat();
@@ -259,7 +259,7 @@ PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
 {
     // Made at the first showing, and kept.
     if (!m_window)
-        m_window = std::make_unique<WaylandPanelWindow>([this](QEvent* event) { handle(event); }, m_hook);
+        m_window = std::make_unique<WaylandPanelWindow>([this](QEvent* event) { handle(event); });
     const bool moved = m_window->isShown() && !(frame == m_frame);
     m_frame = frame;
     if (!m_window->isShown() && m_hook.prepare)

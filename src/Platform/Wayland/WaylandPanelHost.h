@@ -37,7 +37,7 @@ public:
     // The title the backends recognise the window by; its app_id is the application's.
     static constexpr const char* title = "Mosaro overlay";
 
-    WaylandPanelWindow(std::function<void(QEvent*)> onEvent, const WaylandPanelHook& hook);
+    explicit WaylandPanelWindow(std::function<void(QEvent*)> onEvent);
     ~WaylandPanelWindow() override;
 
     // Readies a showing over the frame of that size.
@@ -61,7 +61,6 @@ private:
     void send(const QRegion& region);
 
     std::function<void(QEvent*)> m_onEvent;
-    const WaylandPanelHook& m_hook;
     QBackingStore m_store;
     QImage m_image; // what the panel shows, premultiplied ARGB
     QRegion m_dirty;
