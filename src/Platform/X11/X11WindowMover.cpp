@@ -53,6 +53,13 @@ int msUntil(Clock::time_point t)
     return int(std::max<std::int64_t>(0, std::chrono::duration_cast<milliseconds>(t - Clock::now()).count()));
 }
 
+// The rectangle a window covers in its parent, its border included.
+Rect outerOf(const xcb_get_geometry_reply_t& g)
+{
+    const double b = g.border_width;
+    return Rect{double(g.x), double(g.y), g.width + 2 * b, g.height + 2 * b};
+}
+
 std::int32_t coordinate(double v)
 {
     return std::int32_t(std::clamp(std::round(v), -32768.0, 32767.0));
@@ -106,27 +113,21 @@ X11Result<X11WindowGeometry> X11WindowMover::geometry(xcb_window_t window, xcb_w
 {
     if (!m_connection.isConnected())
         return unexpected(X11Error{X11Error::Kind::connectionLost});
-    xcb_connection_t* c = m_connection.connection();
     const xcb_window_t root = m_connection.root();
     // Everything about the client goes out at once, then one more round trip per level of
     // frames above it (one with most managers).
-    const auto geometryCookie = xcb_get_geometry(c, window);
-    const auto translateCookie = xcb_translate_coordinates(c, window, root, 0, 0);
-    const auto treeCookie = xcb_query_tree(c, window);
+    auto g = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, window);
+    auto t = m_connection.ask<xcb_translate_coordinates_reply>(xcb_translate_coordinates, window, root, std::int16_t(0),
+                                                               std::int16_t(0));
+    auto tree = m_connection.ask<xcb_query_tree_reply>(xcb_query_tree, window);
     auto frameExtentsAsked = m_connection.askProperty(window, m_connection.atom("_NET_FRAME_EXTENTS"));
     auto shadowAsked = m_connection.askProperty(window, m_connection.atom("_GTK_FRAME_EXTENTS"));
     // The frame found last time is asked for at once; the tree tells whether it still is the one.
     const auto known = m_frameOf.find(window);
     const xcb_window_t knownFrame = known != m_frameOf.end() ? known->second : xcb_window_t(XCB_WINDOW_NONE);
-    std::optional<xcb_get_geometry_cookie_t> knownFrameCookie;
+    X11Pending<xcb_get_geometry_reply> knownFrameGeometry;
     if (knownFrame != XCB_WINDOW_NONE)
-        knownFrameCookie = xcb_get_geometry(c, knownFrame);
-    auto g = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, geometryCookie);
-    auto t = m_connection.reply<xcb_translate_coordinates_reply_t>(xcb_translate_coordinates_reply, translateCookie);
-    auto tree = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, treeCookie);
-    std::optional<X11Result<XcbPtr<xcb_get_geometry_reply_t>>> knownFrameGeometry;
-    if (knownFrameCookie)
-        knownFrameGeometry = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, *knownFrameCookie);
+        knownFrameGeometry = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, knownFrame);
     if (!g)
         return unexpected(g.error());
     if (!t)
@@ -134,36 +135,30 @@ X11Result<X11WindowGeometry> X11WindowMover::geometry(xcb_window_t window, xcb_w
     if (!tree)
         return unexpected(tree.error());
 
-    auto outerOf = [](const xcb_get_geometry_reply_t& a) {
-        const double b = a.border_width;
-        return Rect{double(a.x), double(a.y), a.width + 2 * b, a.height + 2 * b};
-    };
     // The child of the root that holds the client: the manager's frame, when it reparents.
     xcb_window_t top = window;
-    xcb_window_t parent = (*tree)->parent;
+    xcb_window_t parent = tree->parent;
     std::optional<Rect> ancestor;
-    if (parent == knownFrame && knownFrameGeometry && *knownFrameGeometry) {
+    if (parent == knownFrame && knownFrameGeometry.wasSent() && knownFrameGeometry) {
         // Still in the frame we watch, which is still a child of the root (else we would have
         // been told it moved or went away).
         top = knownFrame;
         parent = root;
-        ancestor = outerOf(***knownFrameGeometry);
+        ancestor = outerOf(*knownFrameGeometry);
     } else if (knownFrame != XCB_WINDOW_NONE) {
         m_frameOf.erase(window);
     }
     int depth = 0;
     for (; depth < 16 && parent != root && parent != XCB_WINDOW_NONE; ++depth) {
-        const auto parentTree = xcb_query_tree(c, parent);
-        const auto parentGeometry = xcb_get_geometry(c, parent);
-        auto up = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, parentTree);
-        auto a = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, parentGeometry);
+        auto up = m_connection.ask<xcb_query_tree_reply>(xcb_query_tree, parent);
+        auto a = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, parent);
         if (!up)
             return unexpected(up.error());
         top = parent;
-        parent = (*up)->parent;
+        parent = up->parent;
         ancestor.reset();
         if (a)
-            ancestor = outerOf(**a);
+            ancestor = outerOf(*a);
     }
     // A frame right under the root that we watch is remembered for the next reading.
     if (depth == 1 && ancestor && parent == root && m_watched.count(top))
@@ -172,8 +167,8 @@ X11Result<X11WindowGeometry> X11WindowMover::geometry(xcb_window_t window, xcb_w
         *frameWindow = ancestor ? top : xcb_window_t(XCB_WINDOW_NONE);
 
     X11WindowGeometry out;
-    out.client = {double((*t)->dst_x), double((*t)->dst_y), double((*g)->width), double((*g)->height)};
-    out.border = (*g)->border_width;
+    out.client = {double(t->dst_x), double(t->dst_y), double(g->width), double(g->height)};
+    out.border = g->border_width;
     const auto frameExtents =
         X11Properties::extents(m_connection.propertyValue(frameExtentsAsked), maxFrameExtent, maxFrameExtent);
     out.outer = outerFrameOf(out.client, out.border, frameExtents, ancestor);
@@ -187,11 +182,10 @@ std::vector<Rect> X11WindowMover::holdingAreas()
 {
     if (m_holdingAreas)
         return m_holdingAreas();
-    auto root = m_connection.reply<xcb_get_geometry_reply_t>(
-        xcb_get_geometry_reply, xcb_get_geometry(m_connection.connection(), m_connection.root()));
+    auto root = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, m_connection.root());
     if (!root)
         return {};
-    return {Rect{0, 0, double((*root)->width), double((*root)->height)}};
+    return {Rect{0, 0, double(root->width), double(root->height)}};
 }
 
 bool X11WindowMover::maximizedIn(const std::optional<X11Property>& state)
@@ -235,27 +229,22 @@ X11WindowMover::Facts X11WindowMover::readFacts(xcb_window_t window)
     return facts;
 }
 
-std::optional<xcb_get_window_attributes_cookie_t> X11WindowMover::askToWatch(xcb_window_t window)
+X11Pending<xcb_get_window_attributes_reply> X11WindowMover::askToWatch(xcb_window_t window)
 {
-    if (window == XCB_WINDOW_NONE || m_watched.count(window) || !m_connection.isConnected())
-        return std::nullopt;
-    return xcb_get_window_attributes(m_connection.connection(), window);
+    if (window == XCB_WINDOW_NONE || m_watched.count(window))
+        return {};
+    return m_connection.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, window);
 }
 
 void X11WindowMover::watch(xcb_window_t window, std::uint32_t mask,
-                           std::optional<xcb_get_window_attributes_cookie_t> asked)
+                           X11Pending<xcb_get_window_attributes_reply> attributes)
 {
-    if (!asked)
-        asked = askToWatch(window);
-    if (!asked)
-        return;
     // Keep whatever this connection already selects on the window (it may be one of ours).
-    auto attributes = m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply, *asked);
-    if (!attributes)
+    if (!attributes.wasSent() || !attributes)
         return;
     // Not waited for: the requests that follow reach the server after it, and a window that
     // is gone says so when it is next read.
-    const std::uint32_t merged = (*attributes)->your_event_mask | mask;
+    const std::uint32_t merged = attributes->your_event_mask | mask;
     xcb_change_window_attributes(m_connection.connection(), window, XCB_CW_EVENT_MASK, &merged);
     m_watched.insert(window);
 }
@@ -278,7 +267,7 @@ bool X11WindowMover::send(Method method, xcb_window_t window, const X11MoveReque
                                     extent(request.clientSize.height)};
     constexpr std::uint16_t mask =
         XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT;
-    return m_connection.check(xcb_configure_window_checked(m_connection.connection(), window, mask, values)).hasValue();
+    return m_connection.ask<xcb_request_check>(xcb_configure_window_checked, window, mask, values).result().hasValue();
 }
 
 bool X11WindowMover::isAbout(xcb_generic_event_t* e, xcb_window_t window, xcb_window_t frame) const
@@ -387,11 +376,8 @@ bool X11WindowMover::unmaximize(xcb_window_t window, Clock::time_point deadline)
                 return false;
             Rect ancestor = now->outer;
             if (nowFrame != XCB_WINDOW_NONE) {
-                if (auto a = m_connection.reply<xcb_get_geometry_reply_t>(
-                        xcb_get_geometry_reply, xcb_get_geometry(m_connection.connection(), nowFrame))) {
-                    const double b = (*a)->border_width;
-                    ancestor = {double((*a)->x), double((*a)->y), (*a)->width + 2 * b, (*a)->height + 2 * b};
-                }
+                if (auto a = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, nowFrame))
+                    ancestor = outerOf(*a);
             }
             if (ancestor == now->outer && !drawsOwnShadow)
                 return true;
@@ -406,9 +392,9 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
 {
     m_report = {};
     const auto& log = Log::windowmanager();
-    const auto watchAsked = askToWatch(window);
+    auto watchAsked = askToWatch(window);
     Facts facts = readFacts(window);
-    watch(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE, watchAsked);
+    watch(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE, std::move(watchAsked));
     auto current = facts.geometry;
     if (!current)
         return current.error().kind == X11Error::Kind::connectionLost ? Outcome::connectionLost : Outcome::windowGone;
@@ -457,7 +443,7 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
         if (!before)
             return before.error().kind == X11Error::Kind::connectionLost ? Outcome::connectionLost
                                                                          : Outcome::windowGone;
-        watch(frame, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+        watch(frame, XCB_EVENT_MASK_STRUCTURE_NOTIFY, askToWatch(frame));
         // Earlier notifications about the window must not pass for the answer to this request.
         m_connection.processPendingEvents();
         const X11MoveRequest request = moveRequestFor(g, target, correction);

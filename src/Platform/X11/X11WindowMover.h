@@ -107,9 +107,8 @@ private:
     Facts readFacts(xcb_window_t window);
     Habits& habitsOf(xcb_window_t manager);
     // Selects events on a window once; the attributes may have been asked for already.
-    std::optional<xcb_get_window_attributes_cookie_t> askToWatch(xcb_window_t window);
-    void watch(xcb_window_t window, std::uint32_t mask,
-               std::optional<xcb_get_window_attributes_cookie_t> asked = std::nullopt);
+    X11Pending<xcb_get_window_attributes_reply> askToWatch(xcb_window_t window);
+    void watch(xcb_window_t window, std::uint32_t mask, X11Pending<xcb_get_window_attributes_reply> attributes);
     bool send(Method method, xcb_window_t window, const X11MoveRequest& request);
     Answer await(xcb_window_t window, xcb_window_t frame, const Rect& target,
                  const std::optional<X11Properties::SizeHints>& hints, Clock::time_point deadline);

@@ -95,9 +95,7 @@ bool XTestKeyboard::sync()
 {
     if (!m_connection.isConnected())
         return false;
-    auto focus = m_connection.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_reply,
-                                                                 xcb_get_input_focus(m_connection.connection()));
-    return focus.hasValue();
+    return bool(m_connection.ask<xcb_get_input_focus_reply>(xcb_get_input_focus));
 }
 
 } // namespace mosaro::test
