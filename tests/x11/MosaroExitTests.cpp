@@ -173,8 +173,8 @@ TEST_F(MosaroExitTest, ATriggerHeldByAnotherClientIsReportedInTheLifecycleLog)
 {
     X11Connection& c = session->connection();
     const auto keycode = xcb_keycode_t(*evdevForMacKeyCode(keys::returnKey) + x11KeycodeOffset);
-    ASSERT_TRUE(c.check(xcb_grab_key_checked(c.connection(), 1, c.root(), x11ModifiersFromCarbon(kCarbonCommand),
-                                             keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+    ASSERT_TRUE(c.ask<xcb_request_check>(xcb_grab_key_checked, 1, c.root(), x11ModifiersFromCarbon(kCarbonCommand),
+                                         keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     ASSERT_NO_FATAL_FAILURE(start());
     const QStringList refused = app->linesSince(0, QStringLiteral("[lifecycle] ") + logPrefix(M::hotkeyRefused));
     ASSERT_EQ(refused.size(), 1) << app->logText().toStdString();

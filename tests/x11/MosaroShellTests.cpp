@@ -47,9 +47,8 @@ std::optional<QByteArray> clipboardText(X11Session& session, int timeoutMs = 500
     const xcb_atom_t clipboard = c.atom("CLIPBOARD");
     const bool owned = session.waitUntil(
         [&] {
-            auto owner = c.reply<xcb_get_selection_owner_reply_t>(xcb_get_selection_owner_reply,
-                                                                  xcb_get_selection_owner(x, clipboard));
-            return owner && (*owner)->owner != XCB_WINDOW_NONE;
+            auto owner = c.ask<xcb_get_selection_owner_reply>(xcb_get_selection_owner, clipboard);
+            return owner && owner->owner != XCB_WINDOW_NONE;
         },
         timeoutMs);
     if (!owned)
@@ -63,12 +62,11 @@ std::optional<QByteArray> clipboardText(X11Session& session, int timeoutMs = 500
     std::optional<QByteArray> text;
     session.waitUntil(
         [&] {
-            auto reply = c.reply<xcb_get_property_reply_t>(
-                xcb_get_property_reply, xcb_get_property(x, 0, window, property, XCB_ATOM_ANY, 0, 1 << 20));
-            if (!reply || (*reply)->type == XCB_NONE)
+            auto reply = c.ask<xcb_get_property_reply>(xcb_get_property, 0, window, property, XCB_ATOM_ANY, 0, 1 << 20);
+            if (!reply || reply->type == XCB_NONE)
                 return false;
-            text = QByteArray(static_cast<const char*>(xcb_get_property_value(reply->get())),
-                              xcb_get_property_value_length(reply->get()));
+            text = QByteArray(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                              xcb_get_property_value_length(reply.get()));
             return true;
         },
         timeoutMs);
@@ -88,10 +86,9 @@ std::optional<Point> clientOrigin(X11Session& session, const QString& title, int
             for (const xcb_window_t w : list.value_or(std::vector<xcb_window_t>{})) {
                 if (c.text(w, c.atom("_NET_WM_NAME")) != title)
                     continue;
-                auto at = c.reply<xcb_translate_coordinates_reply_t>(
-                    xcb_translate_coordinates_reply, xcb_translate_coordinates(c.connection(), w, c.root(), 0, 0));
+                auto at = c.ask<xcb_translate_coordinates_reply>(xcb_translate_coordinates, w, c.root(), 0, 0);
                 if (at)
-                    origin = Point{double((*at)->dst_x), double((*at)->dst_y)};
+                    origin = Point{double(at->dst_x), double(at->dst_y)};
                 return origin.has_value();
             }
             return false;

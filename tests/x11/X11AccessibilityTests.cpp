@@ -143,13 +143,13 @@ TEST_P(X11AccessibilityTest, TrustFollowsTheWindowManager)
     // Someone redirecting the root's substructure without EWMH: a manager Mosaro cannot drive.
     X11Connection primitive(session->displayName());
     const std::uint32_t redirect = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT;
-    ASSERT_TRUE(primitive.check(
-        xcb_change_window_attributes_checked(primitive.connection(), primitive.root(), XCB_CW_EVENT_MASK, &redirect)));
+    ASSERT_TRUE(primitive.ask<xcb_request_check>(xcb_change_window_attributes_checked, primitive.root(),
+                                                 XCB_CW_EVENT_MASK, &redirect));
     EXPECT_EQ(trust.status().kind, X11WindowManagerStatus::Kind::notDrivable);
     EXPECT_FALSE(trust.isProcessTrustedWithOptions(false));
     const std::uint32_t none = 0;
-    ASSERT_TRUE(primitive.check(
-        xcb_change_window_attributes_checked(primitive.connection(), primitive.root(), XCB_CW_EVENT_MASK, &none)));
+    ASSERT_TRUE(primitive.ask<xcb_request_check>(xcb_change_window_attributes_checked, primitive.root(),
+                                                 XCB_CW_EVENT_MASK, &none));
 
     std::rewind(notices);
     char buffer[1024] = {};

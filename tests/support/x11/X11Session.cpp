@@ -120,16 +120,16 @@ Rect X11Session::outerFrame(xcb_window_t window)
     X11Connection& c = connection();
     xcb_window_t top = window;
     while (true) {
-        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), top));
-        if (!tree || (*tree)->parent == c.root() || (*tree)->parent == XCB_WINDOW_NONE)
+        auto tree = c.ask<xcb_query_tree_reply>(xcb_query_tree, top);
+        if (!tree || tree->parent == c.root() || tree->parent == XCB_WINDOW_NONE)
             break;
-        top = (*tree)->parent;
+        top = tree->parent;
     }
-    auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), top));
+    auto g = c.ask<xcb_get_geometry_reply>(xcb_get_geometry, top);
     if (!g)
         return {};
-    const double b = (*g)->border_width;
-    return {double((*g)->x), double((*g)->y), (*g)->width + 2 * b, (*g)->height + 2 * b};
+    const double b = g->border_width;
+    return {double(g->x), double(g->y), g->width + 2 * b, g->height + 2 * b};
 }
 
 QImage X11Session::screenshot()
@@ -137,13 +137,12 @@ QImage X11Session::screenshot()
     X11Connection& x = connection();
     const auto* screen = x.screen();
     const int w = screen->width_in_pixels, h = screen->height_in_pixels;
-    auto reply = x.reply<xcb_get_image_reply_t>(xcb_get_image_reply,
-                                                xcb_get_image(x.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), 0, 0,
-                                                              std::uint16_t(w), std::uint16_t(h), ~0u));
-    if (!reply || xcb_get_image_data_length(reply->get()) < w * h * 4)
+    auto reply = x.ask<xcb_get_image_reply>(xcb_get_image, XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), 0, 0, std::uint16_t(w),
+                                            std::uint16_t(h), ~0u);
+    if (!reply || xcb_get_image_data_length(reply.get()) < w * h * 4)
         return {};
     QImage image(w, h, QImage::Format_RGB32);
-    const auto* data = xcb_get_image_data(reply->get());
+    const auto* data = xcb_get_image_data(reply.get());
     for (int y = 0; y < h; ++y)
         std::memcpy(image.scanLine(y), data + std::size_t(y) * w * 4, std::size_t(w) * 4);
     return image;
@@ -222,9 +221,8 @@ bool X11Session::startTray(int timeoutMs)
     const xcb_atom_t selection = m_connection->atom("_NET_SYSTEM_TRAY_S0");
     return waitUntil(
         [&] {
-            auto owner = m_connection->reply<xcb_get_selection_owner_reply_t>(
-                xcb_get_selection_owner_reply, xcb_get_selection_owner(m_connection->connection(), selection));
-            return owner && (*owner)->owner != XCB_WINDOW_NONE;
+            auto owner = m_connection->ask<xcb_get_selection_owner_reply>(xcb_get_selection_owner, selection);
+            return owner && owner->owner != XCB_WINDOW_NONE;
         },
         timeoutMs);
 }
@@ -717,11 +715,11 @@ xcb_window_t X11Session::findClient(const QString& instance)
     while (!todo.empty()) {
         const auto [window, depth] = todo.back();
         todo.pop_back();
-        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), window));
+        auto tree = c.ask<xcb_query_tree_reply>(xcb_query_tree, window);
         if (!tree)
             continue;
-        const xcb_window_t* children = xcb_query_tree_children(tree->get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
+        const xcb_window_t* children = xcb_query_tree_children(tree.get());
+        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
             const xcb_window_t child = children[i];
             const auto wmClass = c.propertyValue(child, XCB_ATOM_WM_CLASS);
             if (wmClass && wmClass->format == 8 && c.propertyValue(child, wmState)) {
@@ -811,27 +809,24 @@ bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
     if (monitors.empty() || !m_connection)
         return false;
     X11Connection& c = *m_connection;
-    xcb_connection_t* conn = c.connection();
     // Monitors set earlier go first; the output's automatic monitor disappears once a monitor claims it.
-    auto current = c.reply<xcb_randr_get_monitors_reply_t>(xcb_randr_get_monitors_reply,
-                                                           xcb_randr_get_monitors(conn, c.root(), 0));
+    auto current = c.ask<xcb_randr_get_monitors_reply>(xcb_randr_get_monitors, c.root(), 0);
     if (!current)
         return false;
-    for (auto it = xcb_randr_get_monitors_monitors_iterator(current->get()); it.rem; xcb_randr_monitor_info_next(&it)) {
+    for (auto it = xcb_randr_get_monitors_monitors_iterator(current.get()); it.rem; xcb_randr_monitor_info_next(&it)) {
         if (!it.data->automatic &&
             run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), c.atomName(it.data->name)}) != 0)
             return false;
     }
     QString output;
-    auto resources = c.reply<xcb_randr_get_screen_resources_current_reply_t>(
-        xcb_randr_get_screen_resources_current_reply, xcb_randr_get_screen_resources_current(conn, c.root()));
-    if (resources && xcb_randr_get_screen_resources_current_outputs_length(resources->get()) > 0) {
-        const auto first = xcb_randr_get_screen_resources_current_outputs(resources->get())[0];
-        auto info = c.reply<xcb_randr_get_output_info_reply_t>(
-            xcb_randr_get_output_info_reply, xcb_randr_get_output_info(conn, first, XCB_CURRENT_TIME));
+    auto resources =
+        c.ask<xcb_randr_get_screen_resources_current_reply>(xcb_randr_get_screen_resources_current, c.root());
+    if (resources && xcb_randr_get_screen_resources_current_outputs_length(resources.get()) > 0) {
+        const auto first = xcb_randr_get_screen_resources_current_outputs(resources.get())[0];
+        auto info = c.ask<xcb_randr_get_output_info_reply>(xcb_randr_get_output_info, first, XCB_CURRENT_TIME);
         if (info)
-            output = QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info->get())),
-                                       xcb_randr_get_output_info_name_length(info->get()));
+            output = QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
+                                       xcb_randr_get_output_info_name_length(info.get()));
     }
     for (std::size_t i = 0; i < monitors.size(); ++i) {
         const X11MonitorSpec& m = monitors[i];
