@@ -4,7 +4,6 @@
 #include "Diagnostics/DiagnosticsReport.h"
 #include "Diagnostics/Log/LogMessages.h"
 #include "Platform/Linux/JournalLog.h"
-#include "Preferences/PreferencesFile.h"
 #include "support/KeyCodes.h"
 #include "support/PrivateSessionBus.h"
 #include "support/x11/MosaroAppDriver.h"
@@ -15,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <signal.h>
 
 using namespace mosaro;
 using namespace mosaro::test;
@@ -130,18 +128,15 @@ protected:
             << app->logText().toStdString();
     }
 
-    GridDimensions savedGrid()
-    {
-        const auto saved = loadPreferences(app->preferencesPath());
-        return saved ? saved->proSettings.globalGrid : GridDimensions{};
-    }
-
     PrivateSessionBus bus;
     std::unique_ptr<X11Session> session;
     std::unique_ptr<MosaroAppDriver> app;
 };
 
-TEST_F(MosaroShellTest, TheTrayIconAppearsAndItsMenuOpensWithTheEntriesInOrder)
+// The tray icon appears and its menu holds the entries in order; Copy Diagnostics puts the report
+// on the clipboard, with this run's log read back from the journal where one takes Mosaro's
+// entries, else from the entries kept in memory.
+TEST_F(MosaroShellTest, TheTrayMenuHoldsTheEntriesAndCopiesTheDiagnostics)
 {
     ASSERT_TRUE(session->startTray());
     ASSERT_NO_FATAL_FAILURE(startApp());
@@ -151,6 +146,20 @@ TEST_F(MosaroShellTest, TheTrayIconAppearsAndItsMenuOpensWithTheEntriesInOrder)
     ASSERT_TRUE(icon);
     EXPECT_LE(icon->height, 24);
     EXPECT_TRUE(app->linesSince(0, QStringLiteral("no system tray")).isEmpty());
+
+    const bool journal = ProcessLogReader::readsJournal();
+    std::printf("the report's log comes from %s\n", journal ? "the journal" : "the entries kept in memory");
+    RecordProperty("log_source", journal ? "journal" : "memory");
+    // Up from the top wraps to Quit; two more reach Copy Diagnostics.
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(app->key(keys::up));
+    ASSERT_TRUE(app->key(keys::returnKey));
+    const auto report = clipboardText(*session);
+    ASSERT_TRUE(report.has_value()) << app->logText().toStdString();
+    const QString text = QString::fromUtf8(*report);
+    EXPECT_TRUE(text.startsWith(QString::fromUtf8(DiagnosticsText::header))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QString::fromUtf8(M::didFinishLaunching))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("3×2, margin 0px, per-display OFF"))) << text.toStdString();
 }
 
 // Quit from the menu ends the process through the termination path.
@@ -165,28 +174,6 @@ TEST_F(MosaroShellTest, QuitFromTheMenuEndsMosaro)
     ASSERT_TRUE(app->key(keys::returnKey));
     EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
     EXPECT_FALSE(app->linesSince(0, QString::fromUtf8(M::willTerminate)).isEmpty());
-}
-
-// Copy Diagnostics puts the report on the clipboard, with this run's log read back from the
-// journal where one takes Mosaro's entries, else from the entries kept in memory.
-TEST_F(MosaroShellTest, CopyDiagnosticsPutsTheReportWithThisRunsLogOnTheClipboard)
-{
-    ASSERT_TRUE(session->startTray());
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    const bool journal = ProcessLogReader::readsJournal();
-    std::printf("the report's log comes from %s\n", journal ? "the journal" : "the entries kept in memory");
-    RecordProperty("log_source", journal ? "journal" : "memory");
-    ASSERT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString());
-    // Up from the top wraps to Quit; two more reach Copy Diagnostics.
-    for (int i = 0; i < 3; ++i)
-        ASSERT_TRUE(app->key(keys::up));
-    ASSERT_TRUE(app->key(keys::returnKey));
-    const auto report = clipboardText(*session);
-    ASSERT_TRUE(report.has_value()) << app->logText().toStdString();
-    const QString text = QString::fromUtf8(*report);
-    EXPECT_TRUE(text.startsWith(QString::fromUtf8(DiagnosticsText::header))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QString::fromUtf8(M::didFinishLaunching))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QStringLiteral("3×2, margin 0px, per-display OFF"))) << text.toStdString();
 }
 
 // In the running Mosaro's settings window, a trigger recorded from keys typed through XTEST opens
@@ -228,40 +215,6 @@ TEST_F(MosaroShellTest, ATriggerRecordedInTheSettingsWindowOpensTheGridAndTheOld
     ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::returnKey, ModifierFlag::command));
     EXPECT_FALSE(session->waitUntil([&] { return !app->overlayWindows().empty(); }, 700))
         << "the old trigger still opens the grid";
-}
-
-// --quit and SIGTERM take the same path: the open grid is dismissed and its new size saved.
-TEST_F(MosaroShellTest, QuitCommandAndTerminationSignalSaveAResizedGridBeforeExit)
-{
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    ASSERT_NO_FATAL_FAILURE(openAndResize());
-    QString errors;
-    EXPECT_EQ(app->runAgain({QStringLiteral("--quit")}, &errors), 0) << errors.toStdString();
-    EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
-    EXPECT_EQ(savedGrid(), (GridDimensions{4, 2}));
-
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    const int mark = app->logMark();
-    ASSERT_NO_FATAL_FAILURE(openAndResize());
-    ::kill(app->pid(), SIGTERM);
-    EXPECT_EQ(app->waitForExit(), 0) << app->logText(mark).toStdString();
-    EXPECT_EQ(savedGrid(), (GridDimensions{5, 2}));
-    EXPECT_FALSE(app->linesSince(mark, QString::fromUtf8(M::willTerminate)).isEmpty());
-}
-
-// A second start hands over and leaves with success; the running one shows its settings window.
-TEST_F(MosaroShellTest, ASecondLaunchExitsWithSuccessAndTheRunningOneReacts)
-{
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    const int mark = app->logMark();
-    QString errors;
-    EXPECT_EQ(app->runAgain({}, &errors), 0) << errors.toStdString();
-    EXPECT_TRUE(session->waitUntil([&] {
-        return app->windowTitles().contains(QStringLiteral("Mosaro Settings - General"));
-    })) << app->windowTitles().join(", ").toStdString();
-    EXPECT_TRUE(app->isRunning());
-    EXPECT_EQ(app->linesSince(mark, QString::fromUtf8(M::presenterStarted)).size(), 0)
-        << "the second process never started a presenter of its own";
 }
 
 // --trigger acts as the shortcut: the grid opens on the focused window and Return places it.

@@ -104,6 +104,31 @@ bool reaped(pid_t pid, int* status = nullptr)
     return r == pid || (r < 0 && errno == ECHILD);
 }
 
+// Reads from the pipe until a whole line came or the time is up; onIdle runs whenever nothing came
+// for half a second. The line without its end, or nothing.
+std::optional<QByteArray> readLine(int fd, int timeoutMs, const std::function<void()>& onIdle = {})
+{
+    QByteArray line;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!line.contains('\n') && Clock::now() < deadline) {
+        pollfd pfd{fd, POLLIN, 0};
+        const int ready = ::poll(&pfd, 1, std::min(500, msLeft(deadline)));
+        if (ready == 0 && onIdle)
+            onIdle();
+        if (ready == 0)
+            continue;
+        char buf[256];
+        const ssize_t got = ready < 0 ? -1 : read(fd, buf, sizeof buf);
+        if (got <= 0)
+            break;
+        line.append(buf, int(got));
+    }
+    close(fd);
+    if (!line.contains('\n'))
+        return std::nullopt;
+    return line.left(line.indexOf('\n')).trimmed();
+}
+
 QString readFileTail(const QString& path)
 {
     QFile f(path);
@@ -202,11 +227,6 @@ void X11Session::stop(pid_t pid)
     }
     ::kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
-}
-
-void X11Session::forget(pid_t pid)
-{
-    m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
 }
 
 bool X11Session::startTray(int timeoutMs)
@@ -321,20 +341,7 @@ pid_t X11Session::spawn(const QString& program, const QStringList& args, int* st
 
 int X11Session::run(const QString& program, const QStringList& args, int timeoutMs)
 {
-    const pid_t pid = spawn(program, args);
-    if (pid <= 0)
-        return -1;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    int status = 0;
-    while (Clock::now() < deadline) {
-        if (reaped(pid, &status)) {
-            m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
-            return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    stop(pid);
-    return -1;
+    return runCapturing(program, args, nullptr, timeoutMs);
 }
 
 int X11Session::runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs,
@@ -423,20 +430,8 @@ bool X11Session::startServer(const Options& options)
         m_children.push_back(pid);
         m_serverPid = pid;
 
-        QByteArray answer;
-        const auto deadline = Clock::now() + std::chrono::seconds(15);
-        while (!answer.contains('\n') && Clock::now() < deadline) {
-            pollfd pfd{ready[0], POLLIN, 0};
-            if (::poll(&pfd, 1, msLeft(deadline)) <= 0)
-                break;
-            char buf[32];
-            const ssize_t got = read(ready[0], buf, sizeof buf);
-            if (got <= 0)
-                break; // the server exited: the number was taken meanwhile
-            answer.append(buf, int(got));
-        }
-        close(ready[0]);
-        if (answer.trimmed() == QByteArray::number(n)) {
+        // No line: the server exited, most likely because the number was taken meanwhile.
+        if (readLine(ready[0], 15000) == QByteArray::number(n)) {
             m_error.clear();
             m_displayName = QString::fromStdString(display);
             for (int attempt = 0; attempt < 50; ++attempt) {
@@ -603,7 +598,6 @@ bool X11Session::startWindowManager(const QString& name, int timeoutMs)
     else if (name == QLatin1String("fluxbox"))
         args << QStringLiteral("-rc") << m_tempDir.filePath(QStringLiteral("fluxbox-init"));
     m_wmPid = spawn(name, args);
-    m_wmName = name;
     X11Connection& c = *m_connection;
     const bool up =
         m_wmPid > 0 &&
@@ -666,14 +660,6 @@ bool X11Session::waitForManagedProbe(int timeoutMs)
     return managed;
 }
 
-QString X11Session::windowManagerName()
-{
-    const xcb_window_t check = supportingWmCheck();
-    if (check == XCB_WINDOW_NONE)
-        return {};
-    return m_connection->text(check, m_connection->atom("_NET_WM_NAME")).value_or(QString());
-}
-
 QString X11Session::sessionBus()
 {
     if (!m_busAddress.isEmpty())
@@ -684,25 +670,13 @@ QString X11Session::sessionBus()
               {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")}, &out);
     if (pid <= 0)
         return {};
-    QByteArray line;
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
-    while (!line.contains('\n') && Clock::now() < deadline) {
-        pollfd pfd{out, POLLIN, 0};
-        if (::poll(&pfd, 1, msLeft(deadline)) <= 0)
-            break;
-        char buf[256];
-        const ssize_t got = read(out, buf, sizeof buf);
-        if (got <= 0)
-            break;
-        line.append(buf, int(got));
-    }
-    close(out);
-    if (!line.contains('\n')) {
+    const auto line = readLine(out, 10000);
+    if (!line) {
         stop(pid);
         return {};
     }
     m_busPid = pid;
-    m_busAddress = QString::fromUtf8(line.left(line.indexOf('\n')).trimmed());
+    m_busAddress = QString::fromUtf8(*line);
     return m_busAddress;
 }
 
@@ -765,7 +739,6 @@ void X11Session::stopWindowManager()
     if (m_wmPid > 0)
         stop(m_wmPid);
     m_wmPid = -1;
-    m_wmName.clear();
 }
 
 std::optional<X11SessionClient> X11Session::startClient(const QStringList& args, int timeoutMs)
@@ -774,26 +747,9 @@ std::optional<X11SessionClient> X11Session::startClient(const QStringList& args,
     const pid_t pid = spawn(testClientPath(), args, &out);
     if (pid <= 0)
         return std::nullopt;
-    QByteArray line;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!line.contains('\n') && Clock::now() < deadline) {
-        pollfd pfd{out, POLLIN, 0};
-        const int pr = ::poll(&pfd, 1, std::min(500, msLeft(deadline)));
-        if (pr == 0) {
-            pokeWindowManager();
-            continue;
-        }
-        if (pr < 0)
-            break;
-        char buf[64];
-        const ssize_t got = read(out, buf, sizeof buf);
-        if (got <= 0)
-            break;
-        line.append(buf, int(got));
-    }
-    close(out);
+    const auto line = readLine(out, timeoutMs, [this] { pokeWindowManager(); });
     bool ok = false;
-    const auto window = xcb_window_t(line.trimmed().toULong(&ok, 0));
+    const auto window = xcb_window_t(line.value_or(QByteArray()).toULong(&ok, 0));
     if (!ok || window == XCB_WINDOW_NONE) {
         stop(pid);
         return std::nullopt;

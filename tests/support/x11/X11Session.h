@@ -65,12 +65,7 @@ public:
     QString tempPath() const { return m_tempDir.path(); }
 
     bool startWindowManager(const QString& name, int timeoutMs = 10000);
-    // The name the running manager gives itself (_NET_WM_NAME of its check window).
-    QString windowManagerName();
     void stopWindowManager();
-    QString windowManager() const { return m_wmName; }
-    // The EWMH check window of the running WM, or none.
-    xcb_window_t supportingWmCheck();
 
     // Starts the test client with the given arguments and waits until it reports its mapped window.
     std::optional<X11SessionClient> startClient(const QStringList& args, int timeoutMs = 8000);
@@ -96,8 +91,6 @@ public:
                      const std::function<void()>& whileWaiting = {});
     // Stops a child started by this session: SIGTERM, then SIGKILL, always reaped.
     void stop(pid_t pid);
-    // Drops a child that the caller has reaped itself.
-    void forget(pid_t pid);
     // Starts trayer, a system tray (XEmbed) on the top edge, and waits until it holds the tray
     // selection of screen 0.
     bool startTray(int timeoutMs = 5000);
@@ -140,12 +133,13 @@ private:
     bool startServer(const Options& options);
     void writeWindowManagerConfig(const QString& name);
     bool waitForManagedProbe(int timeoutMs);
+    // The EWMH check window of the running WM, or none.
+    xcb_window_t supportingWmCheck();
     void pokeWindowManager();
 
     QTemporaryDir m_tempDir;
     QString m_error;
     QString m_displayName;
-    QString m_wmName;
     pid_t m_serverPid = -1;
     pid_t m_wmPid = -1;
     pid_t m_busPid = -1;
