@@ -7,14 +7,12 @@
 #include "Overlay/OverlayPresenter.h"
 #include "Permission/PermissionGate.h"
 #include "Preferences/PreferencesFile.h"
-#include "Preferences/PreferencesJson.h"
 #include "support/FakeHotKeyService.h"
 #include "support/FakeOverlayPlatform.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeScreens.h"
 #include "support/InMemoryDefaultsStore.h"
 #include "support/KeyCodes.h"
-#include "support/NotLoadingPreferences.h"
 #include "support/QtPrinters.h"
 
 #include <QDir>
@@ -410,81 +408,6 @@ TEST_F(OverlayPresenterTest, ResizeWriteBackFollowsTheModeInForceAtWritingTime)
     EXPECT_EQ(lines(LogMessages::persistResizeFailed).size(), 1u);
     EXPECT_EQ(notifications, 2);
     EXPECT_FALSE(presenter->initialDimensions());
-}
-
-// Whatever the file held that did not load as version 2 survives the resize that replaces it:
-// byte for byte in a copy beside it, named in the log; the live file is the document written.
-TEST_F(OverlayPresenterTest, AResizeKeepsEveryKindOfFileThatDidNotLoad)
-{
-    presenter->start();
-    const QDir folder(dir.filePath("Mosaro"));
-    ASSERT_TRUE(folder.mkpath("."));
-    const auto copies = [&] { return folder.entryList({"preferences.json.bak-*"}, QDir::Files, QDir::Name); };
-    const auto bytesOf = [](const QString& path) {
-        QFile f(path);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-    };
-    const auto writeBytes = [this](const QByteArray& bytes) {
-        QFile f(prefsPath);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(bytes);
-    };
-    // The preferences lines and the write-back's own line, "level: message".
-    const auto lines = [] {
-        QStringList out;
-        for (const auto& e : Log::Store::shared().entries())
-            if (e.category == "preferences" || e.format == QString::fromUtf8(LogMessages::persistedGlobalResize))
-                out << Log::levelName(e.level) + ": " + e.message;
-        return out;
-    };
-    const auto resize = [this] {
-        pressTrigger();
-        key(right, kOption);
-        key(escape);
-    };
-
-    for (const auto& kind : notLoadingPreferences()) {
-        SCOPED_TRACE(kind.name);
-        for (const QString& name : folder.entryList(QDir::Files))
-            QFile::remove(folder.filePath(name));
-        writeBytes(kind.bytes);
-        Log::Store::shared().clear();
-        resize();
-
-        ASSERT_EQ(copies().size(), 1);
-        EXPECT_EQ(bytesOf(folder.filePath(copies()[0])), kind.bytes);
-        Preferences expected;
-        if (QByteArray(kind.name) == "version 1") {
-            expected.showInDockIcon = true;
-            expected.highlightedRegionTintHex = QStringLiteral("#3366FF");
-        }
-        expected.proSettings.globalGrid = {4, 2};
-        EXPECT_EQ(bytesOf(prefsPath), PreferencesJson::encode(expected));
-        // The session's load replaces a migrated or unknown version at once; the others are
-        // loaded again for the write-back, and replaced by its save.
-        QStringList expectedLines = kind.loadLines;
-        if (kind.loadReplaces)
-            expectedLines << kind.keptLine(copies()[0]) << "info: persisted global resize: 4×2";
-        else
-            expectedLines << kind.loadLines << "info: persisted global resize: 4×2" << kind.keptLine(copies()[0]);
-        EXPECT_EQ(lines(), expectedLines);
-    }
-
-    // A second and a third such file: every earlier copy stays.
-    const QByteArray second = R"({"schemaVersion": 99, "n": 2})";
-    const QByteArray third = "third, not JSON";
-    writeBytes(second);
-    resize();
-    writeBytes(third);
-    resize();
-    ASSERT_EQ(copies().size(), 3);
-    QList<QByteArray> kept;
-    for (const QString& name : copies())
-        kept << bytesOf(folder.filePath(name));
-    EXPECT_TRUE(kept.contains(notLoadingPreferences().back().bytes));
-    EXPECT_TRUE(kept.contains(second));
-    EXPECT_TRUE(kept.contains(third));
-    EXPECT_EQ(readPrefs().proSettings.globalGrid, (GridDimensions{4, 2}));
 }
 
 // A folder that cannot be written (a regular file in its place, which holds even for root):
