@@ -151,36 +151,6 @@ protected:
     Preferences prefsAtMove;
 };
 
-TEST_F(OverlayPresenterTest, TriggerShowsCentreCellOnTheWindowsDisplayAndTogglesOff)
-{
-    presenter->start();
-    presenter->start(); // a second start subscribes nothing more
-    EXPECT_TRUE(registry.isTriggerRegistered);
-    EXPECT_EQ(monitor.monitors.size(), 1u);
-
-    pressTrigger();
-    ASSERT_TRUE(presentation());
-    EXPECT_EQ(presentation()->display.screen, ScreenRef(alpha));
-    EXPECT_EQ(presentation()->grid, (GridLayout{3, 2, {0, 25, 1440, 875}, 0}));
-    EXPECT_EQ(presentation()->region, HighlightedRegion::single({1, 1}));
-    EXPECT_EQ(presenter->initialDimensions(), (GridDimensions{3, 2}));
-    ASSERT_EQ(factory.made.size(), 1u);
-    EXPECT_EQ(factory.made[0]->frame, (Rect{0, 25, 1440, 875}));
-    EXPECT_EQ(factory.made[0]->content, presenter->viewModel());
-    EXPECT_TRUE(factory.made[0]->key);
-    EXPECT_EQ(showOutcomes(), std::vector<QString>{"ok"});
-
-    Log::Store::shared().clear();
-    const long promptsBefore = prompts();
-    pressTrigger(); // one press, one toggle: no checks, no beep, no interval
-    EXPECT_FALSE(presentation());
-    EXPECT_EQ(presenter->window(), nullptr);
-    EXPECT_TRUE(factory.made[0]->closed);
-    EXPECT_EQ(beeper.beeps, 0);
-    EXPECT_EQ(prompts(), promptsBefore);
-    EXPECT_TRUE(showOutcomes().empty());
-}
-
 // Each refused trigger ends its own show interval with its reason, answers as it should (a
 // prompt, the settings page, a beep), shows nothing, and logs one error at most.
 TEST_F(OverlayPresenterTest, RefusedTriggersEndTheirIntervalAndAnswer)
@@ -285,46 +255,6 @@ TEST_F(OverlayPresenterTest, GridSizeComesFromTheFileOnEveryShowingClampedToLimi
     corrupt.close();
     pressTrigger();
     EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{3, 2}));
-}
-
-TEST_F(OverlayPresenterTest, KeysMoveExtendAndResizeAndUnboundKeysDismiss)
-{
-    presenter->start();
-    pressTrigger();
-    key(up);
-    EXPECT_EQ(presentation()->region, HighlightedRegion::single({1, 0}));
-    key(left, kShift);
-    EXPECT_EQ(presentation()->region, (HighlightedRegion{{1, 0}, {0, 0}}));
-    key(down, kShift | ModifierFlag::capsLock);
-    EXPECT_EQ(presentation()->region, (HighlightedRegion{{1, 0}, {0, 1}}));
-    key(right, kOption);
-    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{4, 2}));
-    key(up, kOption);
-    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{4, 1}));
-    EXPECT_EQ(presentation()->region, (HighlightedRegion{{1, 0}, {0, 0}}));
-    key(right);
-    EXPECT_EQ(presentation()->region, HighlightedRegion::single({1, 0}));
-
-    // A key from another window is not the overlay's.
-    const KeyEvent foreign{KeyEvent::Type::keyDown, escape, 0, &monitor};
-    EXPECT_TRUE(monitor.send(foreign).has_value());
-    EXPECT_TRUE(presentation());
-
-    // The panel's own callback reaches the same handling.
-    presenter->window()->keyDown({KeyEvent::Type::keyDown, left, 0, presenter->window()});
-    EXPECT_EQ(presentation()->region, HighlightedRegion::single({0, 0}));
-
-    key(a); // unbound: closes like Escape, moves nothing
-    EXPECT_FALSE(presentation());
-    EXPECT_TRUE(manipulator.moves.empty());
-    EXPECT_EQ(beeper.beeps, 0);
-
-    // Every applied key is one highlight interval.
-    int intervals = 0;
-    for (const auto& e : Log::Store::shared().entries())
-        if (e.kind == Log::Entry::Kind::signpostEnd && e.signpostName == "sc-002 highlight-update")
-            ++intervals;
-    EXPECT_EQ(intervals, 8);
 }
 
 TEST_F(OverlayPresenterTest, ConfirmDismissesAndSavesBeforeMovingTheWindow)

@@ -21,31 +21,6 @@ namespace {
 
 class SettingsWindowLayout : public SettingsWindowTest {};
 
-TEST_F(SettingsWindowLayout, ThreeTabsAFixedContentAndATitleThatFollowsTheSelection)
-{
-    SettingsWindow& w = open();
-    EXPECT_EQ(w.size(), QSize(580, 600));
-    EXPECT_EQ(w.minimumSize(), w.maximumSize());
-    ASSERT_EQ(w.tabs()->count(), 3);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_FALSE(w.tabs()->tabIcon(i).pixmap(QSize(16, 16), 2.0).isNull()) << i;
-    EXPECT_EQ(w.selectedPane(), SettingsPane::general);
-    w.tabs()->setCurrentIndex(1);
-    EXPECT_EQ(w.selectedPane(), SettingsPane::shortcuts);
-    EXPECT_EQ(w.windowTitle(), settingsWindowTitle(SettingsPane::shortcuts));
-}
-
-TEST_F(SettingsWindowLayout, OpenToPaneSelectsAKnownPaneAndIgnoresAnythingElse)
-{
-    SettingsWindow& w = open();
-    center.post(openSettingsToPaneNotification, nullptr, {{"pane", "about"}});
-    EXPECT_EQ(w.selectedPane(), SettingsPane::about);
-    for (const QVariantMap& info : {QVariantMap{{"pane", "appearance"}}, QVariantMap{{"pane", 1}}, QVariantMap{}}) {
-        center.post(openSettingsToPaneNotification, nullptr, info);
-        EXPECT_EQ(w.selectedPane(), SettingsPane::about);
-    }
-}
-
 TEST_F(SettingsWindowLayout, ControllerOpensOneWindowRemembersARequestedPaneAndClosesLikeATitledWindow)
 {
     SettingsWindowController controller(environment());
