@@ -1,6 +1,7 @@
 #include "Updates/AppcastUpdateService.h"
 
 #include "Diagnostics/Log/Log.h"
+#include "support/ApplicationEnvironment.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeSystemInfo.h"
 #include "support/InMemoryDefaultsStore.h"
@@ -16,6 +17,8 @@
 
 using namespace mosaro;
 using namespace mosaro::test;
+
+MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
 
 namespace {
 
@@ -49,15 +52,6 @@ bool spinUntil(F done, int boundMs = 15000)
 
 class AppcastUpdateServiceTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite()
-    {
-        static int argc = 1;
-        static char name[] = "mosaro_updates_tests";
-        static char* argv[] = {name, nullptr};
-        if (!QCoreApplication::instance())
-            app = new QCoreApplication(argc, argv);
-    }
-
     void SetUp() override
     {
         Log::Store::shared().clear();
@@ -95,7 +89,6 @@ protected:
         return lines;
     }
 
-    inline static QCoreApplication* app = nullptr;
     LocalHttpServer server;
     InMemoryDefaultsStore defaults;
     FakeScheduler scheduler;

@@ -4,11 +4,11 @@
 #include "App/UI/TrayMenu.h"
 #include "Permission/AccessibilityStatusMonitor.h"
 #include "Permission/PermissionGate.h"
+#include "support/ApplicationEnvironment.h"
 #include "support/FakeOverlayPlatform.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeUpdateService.h"
 #include "support/InMemoryDefaultsStore.h"
-#include "support/WidgetTestEnvironment.h"
 
 #include <QAction>
 #include <QApplication>
@@ -24,7 +24,7 @@
 using namespace mosaro;
 using namespace mosaro::test;
 
-MOSARO_WIDGET_TEST_ENVIRONMENT();
+MOSARO_APPLICATION_ENVIRONMENT(QApplication);
 
 namespace {
 

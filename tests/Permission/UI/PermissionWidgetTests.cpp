@@ -1,5 +1,5 @@
 #include "Permission/UI/WindowManagerHelpWindow.h"
-#include "support/WidgetTestEnvironment.h"
+#include "support/ApplicationEnvironment.h"
 
 #include <QApplication>
 #include <QTextBrowser>
@@ -8,7 +8,7 @@
 
 using namespace mosaro;
 
-MOSARO_WIDGET_TEST_ENVIRONMENT();
+MOSARO_APPLICATION_ENVIRONMENT(QApplication);
 
 namespace {
 
