@@ -85,10 +85,8 @@ public:
     pid_t spawn(const QString& program, const QStringList& args, int* stdoutFd = nullptr);
     // Runs a program to completion (bounded); its exit code, or -1.
     int run(const QString& program, const QStringList& args, int timeoutMs = 10000);
-    // The same, collecting its standard output and calling whileWaiting now and then (to serve
-    // what the program asks of the test meanwhile).
-    int runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs = 10000,
-                     const std::function<void()>& whileWaiting = {});
+    // The same, collecting its standard output.
+    int runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs = 10000);
     // Stops a child started by this session: SIGTERM, then SIGKILL, always reaped.
     void stop(pid_t pid);
     // Starts trayer, a system tray (XEmbed) on the top edge, and waits until it holds the tray
@@ -131,7 +129,8 @@ public:
 
 private:
     bool startServer(const Options& options);
-    void writeWindowManagerConfig(const QString& name);
+    // Writes the manager's configuration files; the arguments that point it at them.
+    QStringList writeWindowManagerConfig(const QString& name);
     bool waitForManagedProbe(int timeoutMs);
     // The EWMH check window of the running WM, or none.
     xcb_window_t supportingWmCheck();
