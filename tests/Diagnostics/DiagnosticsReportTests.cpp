@@ -227,17 +227,6 @@ TEST_F(DiagnosticsTest, ReportIsHeaderSummaryAndLogWithoutTrailingNewline)
 
 // ---- copying and the mail ----
 
-TEST_F(DiagnosticsTest, CopyReplacesTheClipboardContent)
-{
-    pasteboard.contents = QStringLiteral("what the user had copied");
-    Diagnostics d = diagnostics();
-    d.copyDiagnostics();
-    ASSERT_EQ(pasteboard.calls.size(), 2u);
-    EXPECT_EQ(pasteboard.calls[0], "clear");
-    EXPECT_EQ(pasteboard.contents, d.diagnosticsReport());
-    EXPECT_TRUE(urlOpener.opened.empty());
-}
-
 QString expectedBody()
 {
     QString rule;

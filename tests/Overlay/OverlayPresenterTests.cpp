@@ -82,7 +82,7 @@ protected:
     Preferences readPrefs() { return loadPreferences(prefsPath).valueOr(Preferences::defaults()); }
 
     // Presses the system-wide trigger through the hotkey service.
-    void pressTrigger() { hotKeys.pressRegistered(36, 0x100); }
+    void pressTrigger() { hotKeys.pressHotKey(36, 0x100); }
 
     // A key-down on the visible panel, through the application's local monitor.
     void key(std::uint16_t code, std::uint64_t flags = 0)
@@ -212,49 +212,6 @@ TEST_F(OverlayPresenterTest, RefusedTriggersEndTheirIntervalAndAnswer)
     EXPECT_EQ(lines(LogMessages::notTileable),
               std::vector<QString>{"trigger blocked: window not tileable (fullscreen=false minimized=false "
                                    "resizable=false)"});
-}
-
-TEST_F(OverlayPresenterTest, GridSizeComesFromTheFileOnEveryShowingClampedToLimits)
-{
-    presenter->start();
-    Preferences p;
-    p.proSettings.globalGrid = {1, 1};
-    writePrefs(p);
-    pressTrigger();
-    EXPECT_EQ(presentation()->region, HighlightedRegion::single({0, 0}));
-    pressTrigger();
-
-    p.proSettings.globalGrid = {30, 20};
-    writePrefs(p);
-    pressTrigger();
-    EXPECT_EQ(presentation()->region, HighlightedRegion::single({15, 10}));
-    pressTrigger();
-
-    p.proSettings.perDisplayMode = true;
-    p.proSettings.perDisplayGrids.overrides = {{"Alpha", {40, 25}}};
-    p.proSettings.margin = 10;
-    writePrefs(p);
-    const QByteArray before = [&] {
-        QFile f(prefsPath);
-        f.open(QIODevice::ReadOnly);
-        return f.readAll();
-    }();
-    pressTrigger();
-    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{30, 20}));
-    EXPECT_EQ(presentation()->grid.margin, 10.0);
-    EXPECT_EQ(presenter->initialDimensions(), (GridDimensions{30, 20}));
-    pressTrigger(); // no resize: nothing written, the stored 40 x 25 stays
-    QFile f(prefsPath);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    EXPECT_EQ(f.readAll(), before);
-
-    QFile::remove(prefsPath);
-    QFile corrupt(prefsPath);
-    ASSERT_TRUE(corrupt.open(QIODevice::WriteOnly));
-    corrupt.write("{ not json");
-    corrupt.close();
-    pressTrigger();
-    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{3, 2}));
 }
 
 TEST_F(OverlayPresenterTest, ConfirmDismissesAndSavesBeforeMovingTheWindow)
@@ -448,7 +405,7 @@ TEST_F(OverlayPresenterTest, StopDisablesTheTriggerSavesAndRemovesObservers)
     EXPECT_EQ(workspace.observerCount(), 0u);
     EXPECT_EQ(center.observerCount(), observersBefore - 1);
     EXPECT_TRUE(registry.isTriggerRegistered);
-    EXPECT_EQ(hotKeys.activeCount(), 0u);
+    EXPECT_EQ(hotKeys.live.size(), 0u);
 
     // Once the presenter is gone, a trigger handler still registered does nothing.
     KeyboardShortcuts::enable({nameFor(HotkeyAction::trigger)});

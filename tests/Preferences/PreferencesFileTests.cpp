@@ -136,16 +136,6 @@ TEST_F(PreferencesFileTest, UndecodableFilesAreErrorsAndStayUntouched)
     EXPECT_TRUE(toString(loadPreferences(dir.path()).error()).startsWith(QStringLiteral("could not read ")));
 }
 
-TEST_F(PreferencesFileTest, SaveCreatesFolders)
-{
-    const QString nested = dir.filePath(QStringLiteral("a/b/preferences.json"));
-    Preferences changed;
-    changed.proSettings.margin = 8;
-    ASSERT_TRUE(savePreferences(changed, nested));
-    EXPECT_EQ(loadPreferences(nested).valueOr({}), changed);
-    EXPECT_EQ(QDir(dir.filePath(QStringLiteral("a/b"))).entryList(QDir::Files), QStringList{"preferences.json"});
-}
-
 namespace {
 
 class KeptPreferencesTest : public PreferencesFileTest {

@@ -142,28 +142,6 @@ TEST_F(GeneralPaneTest, NoDisplaysDetected)
     EXPECT_TRUE(p.displaySections().isEmpty());
 }
 
-TEST_F(GeneralPaneTest, AResizeSavedByTheOverlayShowsAtOnceWithoutBeingWrittenBack)
-{
-    GeneralPane& p = pane();
-    p.columnsStepper()->spinBox()->setValue(4); // the file exists from here on
-    Preferences resized = window->preferencesStore().preferences();
-    resized.proSettings.globalGrid = {6, 2};
-    const QByteArray bytes = PreferencesJson::encode(resized);
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-        file.setFileTime(QDateTime::currentDateTime().addSecs(-60), QFileDevice::FileModificationTime);
-    }
-    const QDateTime stamp = QFileInfo(path).lastModified();
-    center.post(preferencesDidChangeOnDiskNotification);
-    EXPECT_EQ(p.columnsStepper()->value(), 6);
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll(), bytes);
-    EXPECT_EQ(QFileInfo(path).lastModified(), stamp);
-}
-
 TEST_F(GeneralPaneTest, LaunchAtLoginAndLegalLinks)
 {
     UrlCatcher catcher;

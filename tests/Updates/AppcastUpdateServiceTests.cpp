@@ -120,20 +120,6 @@ TEST_F(AppcastUpdateServiceTest, NewerVersionIsOfferedWithItsNotesAndDownload)
     EXPECT_TRUE(lifecycleLines().contains("info: manual update check: version 0.3.0 available (running 0.2.0)"));
 }
 
-TEST_F(AppcastUpdateServiceTest, SameOrOlderVersionIsUpToDate)
-{
-    server.setResponse({200, feedWith({"0.1.0", "0.2.0"})});
-    ASSERT_TRUE(checkAndWait());
-    server.setResponse({200, feedWith({})});
-    ASSERT_TRUE(checkAndWait());
-    ASSERT_EQ(answers.shown.size(), 2u);
-    for (const auto& answer : answers.shown) {
-        EXPECT_EQ(answer.kind, UpdateCheckAnswer::Kind::upToDate);
-        EXPECT_EQ(answer.currentVersion, "0.2.0");
-        EXPECT_FALSE(answer.update);
-    }
-}
-
 // Whatever goes wrong ends the check in one short error a person can read, and the next check
 // can start.
 TEST_F(AppcastUpdateServiceTest, EachFailureEndsInAShortError)

@@ -1,12 +1,11 @@
 // The ways out of the running application, and what it leaves behind: the quit command, signals,
-// a vanished X server, a trigger another client holds, and a preferences file that did not load.
+// a vanished X server, and a preferences file that did not load.
 
 #include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
 #include "Diagnostics/Log/LogMessages.h"
-#include "Platform/KeyCodeMap.h"
 #include "Platform/KeyEvent.h"
 #include "Preferences/PreferencesFile.h"
 #include "Preferences/PreferencesJson.h"
@@ -29,8 +28,6 @@ using namespace mosaro::test;
 namespace M = mosaro::LogMessages;
 
 namespace {
-
-constexpr std::uint32_t kCarbonCommand = 0x100;
 
 std::string describeStatus(const std::optional<int>& status)
 {
@@ -169,20 +166,4 @@ TEST_F(MosaroExitTest, LosingTheXServerEndsCleanlyAndKeepsWhatWasSaved)
                 after->proSettings.globalGrid == (GridDimensions{5, 2}));
     EXPECT_EQ(bytesOf(folder.filePath(copies[0])), newer);
     EXPECT_EQ(folder.entryList({QStringLiteral("preferences.json*")}, QDir::Files).size(), 2);
-}
-
-// Another client holds Super+Return before Mosaro starts: the refusal is an error of the
-// lifecycle category in the application's log, and the application runs on.
-TEST_F(MosaroExitTest, ATriggerHeldByAnotherClientIsReportedInTheLifecycleLog)
-{
-    X11Connection& c = session->connection();
-    const auto keycode = xcb_keycode_t(*evdevForMacKeyCode(keys::returnKey) + x11KeycodeOffset);
-    ASSERT_TRUE(c.check(xcb_grab_key_checked(c.connection(), 1, c.root(), x11ModifiersFromCarbon(kCarbonCommand),
-                                             keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
-    ASSERT_NO_FATAL_FAILURE(start());
-    const QStringList refused = app->linesSince(0, QStringLiteral("[lifecycle] ") + logPrefix(M::hotkeyRefused));
-    ASSERT_EQ(refused.size(), 1) << app->logText().toStdString();
-    EXPECT_TRUE(refused[0].contains(QStringLiteral(": -9878 (another program holds this combination)")))
-        << refused[0].toStdString();
-    EXPECT_TRUE(app->isRunning());
 }
