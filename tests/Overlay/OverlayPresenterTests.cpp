@@ -314,55 +314,6 @@ TEST_F(OverlayPresenterTest, AnUnwritableFolderLosesNothingAndLogsEachFailedSave
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"Mosaro"});
 }
 
-TEST_F(OverlayPresenterTest, JumpsWrapInDisplayOrderAndRestartAtTheCentre)
-{
-    presenter->start();
-    Preferences p;
-    p.proSettings.perDisplayMode = true;
-    p.proSettings.perDisplayGrids.overrides = {{"Beta", {6, 4}}};
-    writePrefs(p);
-
-    pressTrigger();      // on Alpha (first of Alpha, Beta, Gamma)
-    key(right, kOption); // 4 x 2 on Alpha
-    key(right, kShift);
-    key(right, kCommand | kShift);
-    ASSERT_TRUE(presentation());
-    EXPECT_EQ(presentation()->display.screen, ScreenRef(beta));
-    EXPECT_EQ(presentation()->grid.dimensions(), (GridDimensions{6, 4}));
-    EXPECT_EQ(presentation()->region, HighlightedRegion::single({3, 2}));
-    EXPECT_EQ(presentation()->grid.displayBounds, beta->visibleFrame());
-    EXPECT_EQ(readPrefs().proSettings.perDisplayGrids.overrides.at("Alpha"), (GridDimensions{4, 2}));
-    EXPECT_EQ(factory.made.size(), 2u);
-    EXPECT_TRUE(factory.made[0]->closed);
-
-    key(left, kCommand | kShift); // previous of Beta is Alpha
-    EXPECT_EQ(presentation()->display.screen, ScreenRef(alpha));
-    key(left, kCommand | kShift); // previous of Alpha wraps to Gamma
-    EXPECT_EQ(presentation()->display.screen, ScreenRef(gamma));
-    key(right, kCommand | kShift); // next of Gamma wraps to Alpha
-    EXPECT_EQ(presentation()->display.screen, ScreenRef(alpha));
-
-    // The current display disconnected: it counts as the first of the list.
-    screens.list.erase(screens.list.begin());
-    key(right, kCommand | kShift);
-    EXPECT_EQ(presentation()->display.screen, ScreenRef(gamma));
-
-    // Committing after a jump moves the window resolved at the trigger onto the new display.
-    key(returnKey);
-    ASSERT_EQ(manipulator.moves.size(), 1u);
-    EXPECT_EQ(manipulator.moves[0].first.frame, (Rect{100, 100, 600, 400}));
-    EXPECT_EQ(manipulator.moves[0].second, (Rect{-853, 0, 426, 512}));
-
-    // One display left: the jump is refused with a beep and the overlay stays.
-    screens.list.resize(1);
-    manipulator.window->frame = {1500, 100, 600, 400};
-    pressTrigger();
-    const auto before = presentation();
-    key(right, kCommand | kShift);
-    EXPECT_EQ(presentation(), before);
-    EXPECT_EQ(beeper.beeps, 1);
-}
-
 TEST_F(OverlayPresenterTest, FocusLossSpaceAndDisplayChangesDismissAndSave)
 {
     const std::pair<const char*, std::function<void()>> rows[] = {

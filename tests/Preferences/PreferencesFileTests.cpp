@@ -81,44 +81,6 @@ TEST_F(PreferencesFileTest, MissingFileGivesDefaultsAndVersionOneIsMigrated)
     EXPECT_TRUE(logged()[1].startsWith(QStringLiteral("info: kept the version 1 preferences file as ")));
 }
 
-TEST_F(PreferencesFileTest, VersionTwoIsSanitizedButNotRewritten)
-{
-    const QByteArray odd = v2("-5", R"({"columns": 0, "rows": 50})");
-    write(odd);
-    auto loaded = loadPreferences(path).valueOr({});
-    EXPECT_EQ(loaded.proSettings.globalGrid, (GridDimensions{1, 20}));
-    EXPECT_EQ(loaded.proSettings.margin, 0);
-    EXPECT_EQ(read(), odd);
-
-    write(v2("100", R"({"columns": 3, "rows": 2})", R"({"Alpha": {"columns": 40, "rows": 2}})"));
-    loaded = loadPreferences(path).valueOr({});
-    EXPECT_EQ(loaded.proSettings.margin, 64);
-    EXPECT_EQ(loaded.proSettings.perDisplayGrids.overrides.at(QStringLiteral("Alpha")), (GridDimensions{40, 2}));
-    EXPECT_EQ(loaded.lastSeenAppVersion, std::nullopt);
-    ASSERT_TRUE(savePreferences(loaded, path));
-    EXPECT_FALSE(read().contains("lastSeenAppVersion"));
-    EXPECT_TRUE(logged().isEmpty());
-}
-
-TEST_F(PreferencesFileTest, OtherVersionsGiveDefaults)
-{
-    const QByteArray future = R"({"schemaVersion": 7, "layout": "new"})";
-    write(future);
-    EXPECT_EQ(loadPreferences(path).valueOr({}), Preferences::defaults());
-    EXPECT_EQ(read(), future);
-
-    write(R"({"schemaVersion": 0, "showInDockIcon": true})");
-    EXPECT_EQ(loadPreferences(path).valueOr({}), Preferences::defaults());
-    EXPECT_EQ(read(), PreferencesJson::encode(Preferences::defaults()));
-    EXPECT_EQ(logged().mid(0, 2),
-              (QStringList{QStringLiteral("error: preferences schemaVersion=7 is newer than supported (2); "
-                                          "using defaults without overwriting file"),
-                           QStringLiteral("error: Unknown preferences version 0; returning defaults")}));
-    // What the load replaces is kept first.
-    ASSERT_EQ(logged().size(), 3);
-    EXPECT_TRUE(logged()[2].startsWith(QStringLiteral("error: kept the preferences file that did not load as ")));
-}
-
 TEST_F(PreferencesFileTest, UndecodableFilesAreErrorsAndStayUntouched)
 {
     for (const QByteArray& bytes :

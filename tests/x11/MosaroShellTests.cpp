@@ -75,29 +75,6 @@ std::optional<QByteArray> clipboardText(X11Session& session, int timeoutMs = 500
     return text;
 }
 
-// The root position of the client area of the window with this title, once it is mapped.
-std::optional<Point> clientOrigin(X11Session& session, const QString& title, int timeoutMs = 5000)
-{
-    X11Connection& c = session.connection();
-    std::optional<Point> origin;
-    session.waitUntil(
-        [&] {
-            const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
-            for (const xcb_window_t w : list.value_or(std::vector<xcb_window_t>{})) {
-                if (c.text(w, c.atom("_NET_WM_NAME")) != title)
-                    continue;
-                auto at = c.reply<xcb_translate_coordinates_reply_t>(
-                    xcb_translate_coordinates_reply, xcb_translate_coordinates(c.connection(), w, c.root(), 0, 0));
-                if (at)
-                    origin = Point{double((*at)->dst_x), double((*at)->dst_y)};
-                return origin.has_value();
-            }
-            return false;
-        },
-        timeoutMs);
-    return origin;
-}
-
 class MosaroShellTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -174,47 +151,6 @@ TEST_F(MosaroShellTest, QuitFromTheMenuEndsMosaro)
     ASSERT_TRUE(app->key(keys::returnKey));
     EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
     EXPECT_FALSE(app->linesSince(0, QString::fromUtf8(M::willTerminate)).isEmpty());
-}
-
-// In the running Mosaro's settings window, a trigger recorded from keys typed through XTEST opens
-// the grid over another window; the old trigger no longer does.
-TEST_F(MosaroShellTest, ATriggerRecordedInTheSettingsWindowOpensTheGridAndTheOldOneNoLonger)
-{
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    const auto other = session->startClient({"--title", "Other", "--geometry", "400x300+700+400"});
-    ASSERT_TRUE(other);
-    QString errors;
-    ASSERT_EQ(app->runAgain({}, &errors), 0) << errors.toStdString();
-    const auto general = clientOrigin(*session, QStringLiteral("Mosaro Settings - General"));
-    ASSERT_TRUE(general) << app->windowTitles().join(", ").toStdString();
-    // Where the window draws them at scale 1: the Shortcuts tab, then the trigger's recorder in the
-    // first row of that tab. A window just mapped may not take the first click yet.
-    std::optional<Point> shortcuts;
-    ASSERT_TRUE(session->waitUntil([&] {
-        app->keyboard().clickAt(int(general->x) + 149, int(general->y) + 22, 1);
-        shortcuts = clientOrigin(*session, QStringLiteral("Mosaro Settings - Shortcuts"), 300);
-        return shortcuts.has_value();
-    })) << app->windowTitles().join(", ").toStdString();
-    ASSERT_TRUE(app->keyboard().clickAt(int(shortcuts->x) + 432, int(shortcuts->y) + 105, 1));
-    session->waitUntil([] { return false; }, 300);
-    ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::t, ModifierFlag::control | ModifierFlag::option));
-    const QString stored = app->configHome() + QStringLiteral("/Mosaro/defaults.json");
-    ASSERT_TRUE(session->waitUntil([&] {
-        QFile file(stored);
-        return file.open(QIODevice::ReadOnly) && file.readAll().contains(R"(carbonKeyCode\":17)");
-    })) << app->logText().toStdString();
-
-    ASSERT_TRUE(session->activateWindow(other->window));
-    ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::t, ModifierFlag::control | ModifierFlag::option));
-    EXPECT_TRUE(session->waitUntil([&] { return !app->overlayWindows().empty(); }))
-        << "the recorded trigger did not open the grid\n"
-        << app->logText().toStdString();
-    ASSERT_TRUE(app->key(keys::escape));
-    ASSERT_TRUE(app->waitForNoOverlay());
-    ASSERT_TRUE(session->activateWindow(other->window));
-    ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::returnKey, ModifierFlag::command));
-    EXPECT_FALSE(session->waitUntil([&] { return !app->overlayWindows().empty(); }, 700))
-        << "the old trigger still opens the grid";
 }
 
 // --trigger acts as the shortcut: the grid opens on the focused window and Return places it.

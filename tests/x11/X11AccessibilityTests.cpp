@@ -255,37 +255,6 @@ TEST_P(X11AccessibilityTest, AWindowFramedAnewIsReadAndPlacedInItsNewFrame)
     EXPECT_EQ(wmFrame(c.window), target);
 }
 
-// Properties of the wrong type, format or length are not believed.
-TEST_P(X11AccessibilityTest, HostilePropertiesAreIgnored)
-{
-    const auto c = client({"--title", "Target", "--geometry", "300x200+100+100"});
-    const AXElementRef window = focus(c);
-    ASSERT_TRUE(window);
-    const Rect before = wmFrame(c.window);
-
-    X11Connection& x = session->connection();
-    auto set = [&](const char* name, xcb_atom_t type, int format, std::uint32_t count, const void* data) {
-        xcb_change_property(x.connection(), XCB_PROP_MODE_REPLACE, c.window, x.atom(name), type, std::uint8_t(format),
-                            count, data);
-    };
-    const std::uint32_t numbers[] = {4000000000u, 4000000000u, 4000000000u, 4000000000u};
-    set("_NET_WM_PID", XCB_ATOM_CARDINAL, 8, 4, "1234");
-    set("_NET_WM_NAME", XCB_ATOM_CARDINAL, 32, 4, numbers);
-    set("WM_NAME", XCB_ATOM_STRING, 8, 8, "Fallback");
-    set("_GTK_FRAME_EXTENTS", XCB_ATOM_CARDINAL, 32, 4, numbers);
-    const std::uint32_t shortHints[] = {0x30, 0, 0};
-    set("WM_NORMAL_HINTS", XCB_ATOM_WM_SIZE_HINTS, 32, 3, shortHints);
-    x.flush();
-
-    EXPECT_TRUE(session->waitUntil([&] { return ax->frontmostApplicationProcessID() == 0; }));
-    EXPECT_EQ(read<QString>(window, AXAttribute::title), QStringLiteral("Fallback"));
-    EXPECT_EQ(axFrame(window), before);
-    bool settable = false;
-    EXPECT_EQ(ax->isAttributeSettable(window, AXAttribute::size, settable), AXErrorCode::success);
-    EXPECT_TRUE(settable);
-    EXPECT_EQ(read<bool>(window, AXAttribute::fullScreen), false);
-}
-
 INSTANTIATE_TEST_SUITE_P(WindowManagers, X11AccessibilityTest, ::testing::Values("openbox", "icewm"));
 
 class X11AccessibilityWithoutWM : public X11AccessibilityTest {
