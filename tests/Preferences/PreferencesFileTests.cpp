@@ -2,6 +2,7 @@
 #include "Preferences/Migrations.h"
 #include "Preferences/PreferencesFile.h"
 #include "Preferences/PreferencesJson.h"
+#include "support/LogLines.h"
 #include "support/NotLoadingPreferences.h"
 #include "support/QtPrinters.h"
 
@@ -40,16 +41,7 @@ protected:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
     }
 
-    // "level: message" of every preferences entry so far.
-    QStringList logged() const
-    {
-        QStringList lines;
-        for (const auto& entry : Log::Store::shared().entries()) {
-            if (entry.category == QStringLiteral("preferences"))
-                lines << Log::levelName(entry.level) + QStringLiteral(": ") + entry.message;
-        }
-        return lines;
-    }
+    static QStringList logged() { return test::loggedMessages(QStringLiteral("preferences"), true); }
 
     QTemporaryDir dir;
     QString path = dir.filePath(QStringLiteral("Mosaro/preferences.json"));

@@ -6,6 +6,7 @@
 #include "support/FakeSystemInfo.h"
 #include "support/InMemoryDefaultsStore.h"
 #include "support/LocalHttpServer.h"
+#include "support/LogLines.h"
 
 #include "support/QtPrinters.h"
 #include <QCoreApplication>
@@ -80,14 +81,7 @@ protected:
         scheduler.timers.clear();
         callback();
     }
-    QStringList lifecycleLines()
-    {
-        QStringList lines;
-        for (const auto& e : Log::Store::shared().entries())
-            if (e.category == "lifecycle")
-                lines << Log::levelName(e.level) + ": " + e.message;
-        return lines;
-    }
+    static QStringList lifecycleLines() { return loggedMessages(QStringLiteral("lifecycle"), true); }
 
     LocalHttpServer server;
     InMemoryDefaultsStore defaults;
