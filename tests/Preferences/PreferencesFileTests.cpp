@@ -142,31 +142,6 @@ TEST_F(KeptPreferencesTest, EveryKindThatDidNotLoadIsKeptBeforeASaveReplacesIt)
     }
 }
 
-TEST_F(KeptPreferencesTest, LaterSavesKeepEveryEarlierCopy)
-{
-    const QByteArray first = R"({"schemaVersion": 99})";
-    const QByteArray second = "not json at all";
-    const QByteArray third = R"({"schemaVersion": 2})";
-    Preferences changed;
-    for (const QByteArray& bytes : {first, second, third}) {
-        write(bytes);
-        changed.proSettings.margin += 1;
-        ASSERT_TRUE(savePreferences(changed, path));
-        // A version-2 file replacing a version-2 file keeps nothing more.
-        ASSERT_TRUE(savePreferences(changed, path));
-    }
-    ASSERT_EQ(copies().size(), 3);
-    QList<QByteArray> kept;
-    for (int i = 0; i < 3; ++i)
-        kept << copy(i);
-    std::sort(kept.begin(), kept.end());
-    QList<QByteArray> expected{first, second, third};
-    std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(kept, expected);
-    EXPECT_EQ(read(), PreferencesJson::encode(changed));
-    EXPECT_EQ(logged().size(), 3);
-}
-
 // Root-proof faults: a regular file where the folder should be, and names at the length limit.
 TEST_F(KeptPreferencesTest, UnwritablePlacesLoseNothing)
 {
