@@ -159,23 +159,6 @@ QStringList MosaroAppDriver::openTrayMenu(int timeoutMs)
     return line.mid(line.indexOf(shown) + shown.size()).split(QStringLiteral(" | "));
 }
 
-QStringList MosaroAppDriver::windowTitles()
-{
-    X11Connection& c = m_session.connection();
-    QStringList titles;
-    const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
-    if (!list)
-        return titles;
-    for (const xcb_window_t w : *list) {
-        const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
-        if (!pid || std::int64_t((*pid)[0]) != m_pid)
-            continue;
-        if (const auto title = c.text(w, c.atom("_NET_WM_NAME")))
-            titles << *title;
-    }
-    return titles;
-}
-
 void MosaroAppDriver::stop()
 {
     if (m_pid > 0)
