@@ -373,6 +373,10 @@ TEST_F(OverlayPresenterTest, ThePanelTakesTheKeyboardBeforeItIsFilledOrShown)
     pressTrigger();
     ASSERT_EQ(factory.made.size(), 1u);
     EXPECT_TRUE(factory.made[0]->keyboardTakenFirst);
+    // A key of another window is not the overlay's; the panel's own callback is.
+    EXPECT_TRUE(monitor.send({KeyEvent::Type::keyDown, escape, 0, &monitor}).has_value());
+    presenter->window()->keyDown({KeyEvent::Type::keyDown, left, 0, presenter->window()});
+    EXPECT_EQ(presentation()->region, HighlightedRegion::single({0, 1}));
     key(right, kCommand | kShift);
     ASSERT_EQ(factory.made.size(), 2u);
     EXPECT_TRUE(factory.made[1]->keyboardTakenFirst);

@@ -37,6 +37,8 @@ TEST_F(SettingsWindowLayout, ControllerOpensOneWindowRemembersARequestedPaneAndC
     EXPECT_EQ(first->selectedPane(), SettingsPane::shortcuts);
     controller.show();
     EXPECT_EQ(controller.window(), first) << "a second show brings the same window forward";
+    center.post(openSettingsToPaneNotification, nullptr, openSettingsToPaneUserInfo(SettingsPane::about));
+    EXPECT_EQ(first->selectedPane(), SettingsPane::about) << "and an open one turns to the pane asked for";
 
     first->close();
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -110,8 +112,9 @@ TEST_F(GeneralPaneTest, PerDisplaySectionsForConnectedAndDisconnectedDisplays)
 
     // The first change on a display creates its entry from what it showed.
     sections[1]->rows()->spinBox()->setValue(6);
+    sections[1]->columns()->spinBox()->setValue(5);
     EXPECT_EQ(onDisk().proSettings.perDisplayGrids.overrides,
-              (std::map<QString, GridDimensions>{{"DP-2", {4, 6}}, {"Projector", {2, 1}}}));
+              (std::map<QString, GridDimensions>{{"DP-2", {5, 6}}, {"Projector", {2, 1}}}));
 
     // "Reset" on the disconnected one drops its entry, and its section goes.
     sections[2]->resetButton()->click();

@@ -255,6 +255,25 @@ TEST_P(X11AccessibilityTest, AWindowFramedAnewIsReadAndPlacedInItsNewFrame)
     EXPECT_EQ(wmFrame(c.window), target);
 }
 
+// A window that is gone answers every call with invalid element, and nothing crashes.
+TEST_P(X11AccessibilityTest, VanishedWindowIsAnInvalidElement)
+{
+    const auto c = client({"--title", "Short-lived"});
+    const AXElementRef window = focus(c);
+    ASSERT_TRUE(window);
+    session->stopClient(c);
+    ASSERT_TRUE(session->waitUntil([&] { return !session->connection().windowExists(c.window); }));
+
+    EXPECT_EQ(setPosition(window, 10, 10), AXErrorCode::invalidUIElement);
+    EXPECT_EQ(setSize(window, 100, 100), AXErrorCode::invalidUIElement);
+    std::optional<AXValue> value;
+    EXPECT_EQ(ax->copyAttributeValue(window, AXAttribute::title, value), AXErrorCode::invalidUIElement);
+    EXPECT_FALSE(value);
+    bool settable = true;
+    EXPECT_EQ(ax->isAttributeSettable(window, AXAttribute::size, settable), AXErrorCode::invalidUIElement);
+    EXPECT_FALSE(settable);
+}
+
 INSTANTIATE_TEST_SUITE_P(WindowManagers, X11AccessibilityTest, ::testing::Values("openbox", "icewm"));
 
 class X11AccessibilityWithoutWM : public X11AccessibilityTest {

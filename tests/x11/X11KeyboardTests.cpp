@@ -1,6 +1,7 @@
 #include "support/KeyCodes.h"
 #include "support/x11/X11Session.h"
 
+#include "Diagnostics/Log/Log.h"
 #include "Platform/KeyCodeMap.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11HotKeyService.h"
@@ -237,6 +238,49 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
     pressTrigger(keyboard, connection);
     EXPECT_EQ(recorder.kinds(), (std::vector<std::uint32_t>{5, 6}));
     EXPECT_FALSE(grabbable(session.displayName(), X11ModMask::mod4 | X11ModMask::mod3));
+}
+
+TEST(X11HotKeys, ALostConnectionFailsCalmly)
+{
+    // A display that never opened.
+    {
+        X11Connection nowhere(QStringLiteral(":4242"));
+        X11HotKeyService service(nowhere);
+        XkbKeyboardLayout layout(nowhere);
+        EventHotKeyRef ref = 0;
+        EXPECT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref), HotKeyStatus::paramErr);
+        EXPECT_FALSE(layout.translateForDisplay(0).has_value());
+    }
+
+    X11Session session;
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    auto connection = std::make_unique<X11Connection>(session.displayName());
+    X11HotKeyService service(*connection);
+    XTestKeyboard keyboard(*connection);
+    EventHotKeyRef ref = 0;
+    ASSERT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
+
+    // The session kills our client through a window we own.
+    xcb_connection_t* c = connection->connection();
+    const xcb_window_t window = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, connection->root(), 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+    ASSERT_TRUE(connection->windowExists(window));
+    X11Connection& killer = session.connection();
+    ASSERT_TRUE(killer.check(xcb_kill_client_checked(killer.connection(), window)));
+
+    // Calls fail with a status and one log line, however often they are made.
+    Log::Store::shared().clear();
+    EventHotKeyRef second = 0;
+    EXPECT_EQ(service.registerEventHotKey(53, 0, triggerID, second), HotKeyStatus::paramErr);
+    EXPECT_EQ(service.registerEventHotKey(53, 0, triggerID, second), HotKeyStatus::paramErr);
+    const auto entries = Log::Store::shared().entries();
+    EXPECT_EQ(std::count_if(entries.begin(), entries.end(),
+                            [](const Log::Entry& e) { return e.message.contains(QLatin1String("global hotkeys")); }),
+              1);
+    EXPECT_EQ(service.unregisterEventHotKey(ref), HotKeyStatus::noErr);
+    EXPECT_FALSE(keyboard.sendKeyCombination(keys::returnKey, ModifierFlag::command));
+    EXPECT_EQ(connection->processPendingEvents(), 0);
 }
 
 TEST(XkbKeyboardLayoutTests, NamesKeysInTheCurrentLayout)
