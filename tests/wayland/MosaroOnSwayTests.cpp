@@ -7,7 +7,7 @@
 #include "Overlay/HotkeyAction.h"
 #include "Platform/Geometry.h"
 #include "Shortcuts/ShortcutConflict.h"
-#include "support/CoreApplicationEnvironment.h"
+#include "support/ApplicationEnvironment.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeSystemInfo.h"
 #include "support/InMemoryDefaultsStore.h"
@@ -30,7 +30,7 @@ using namespace mosaro::test;
 
 namespace {
 
-MOSARO_CORE_TEST_ENVIRONMENT();
+MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
 
 const QString bottomBar = QStringLiteral("bar {\n position bottom\n height 25\n}");
 const QString panelTitle = QStringLiteral("Mosaro overlay");

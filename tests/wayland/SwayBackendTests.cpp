@@ -7,7 +7,7 @@
 #include "Platform/Wayland/Sway/SwayDesktop.h"
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
 #include "WindowControl/AXWindowManipulator.h"
-#include "support/CoreApplicationEnvironment.h"
+#include "support/ApplicationEnvironment.h"
 #include "support/wayland/SwaySession.h"
 
 #include <QColor>
@@ -26,7 +26,7 @@ using namespace mosaro::test;
 
 namespace {
 
-MOSARO_CORE_TEST_ENVIRONMENT();
+MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
 
 constexpr std::uint16_t returnKey = 36;
 constexpr auto command = std::uint32_t(CarbonModifier::command);

@@ -16,8 +16,6 @@ namespace mosaro::test {
 
 namespace M = LogMessages;
 
-namespace {} // namespace
-
 QString logPrefix(const char* format)
 {
     const QString f = QString::fromUtf8(format);
@@ -106,15 +104,8 @@ int MosaroAppDriver::runAgain(const QStringList& args, QString* errorText, int t
 
 int MosaroAppDriver::waitForExit(int timeoutMs)
 {
-    if (m_pid <= 0)
-        return -1;
-    int status = 0;
-    const bool exited = m_session.waitUntil([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs);
-    if (!exited)
-        return -1;
-    m_session.forget(m_pid);
-    m_pid = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const auto status = waitForWaitStatus(timeoutMs);
+    return status && WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
 }
 
 std::optional<Rect> MosaroAppDriver::trayIcon()
@@ -164,23 +155,6 @@ QStringList MosaroAppDriver::openTrayMenu(int timeoutMs)
         return {};
     const QString line = linesSince(mark, shown).front();
     return line.mid(line.indexOf(shown) + shown.size()).split(QStringLiteral(" | "));
-}
-
-QStringList MosaroAppDriver::windowTitles()
-{
-    X11Connection& c = m_session.connection();
-    QStringList titles;
-    const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
-    if (!list)
-        return titles;
-    for (const xcb_window_t w : *list) {
-        const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
-        if (!pid || std::int64_t((*pid)[0]) != m_pid)
-            continue;
-        if (const auto title = c.text(w, c.atom("_NET_WM_NAME")))
-            titles << *title;
-    }
-    return titles;
 }
 
 void MosaroAppDriver::stop()
