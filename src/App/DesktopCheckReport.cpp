@@ -154,7 +154,7 @@ void addPreferences(const DesktopFacts& f, std::vector<CheckFinding>& out)
 }
 
 // Returns false when nothing more can be said: no display, or no channel to place windows through.
-bool addCompositor(const DesktopFacts::Compositor& c, std::vector<CheckFinding>& out)
+bool addCompositor(const CompositorFacts& c, std::vector<CheckFinding>& out)
 {
     if (!c.displayReachable) {
         out.push_back(error(QStringLiteral("cannot connect to the Wayland display %1").arg(c.waylandDisplay)));

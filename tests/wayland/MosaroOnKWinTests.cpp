@@ -68,11 +68,11 @@ protected:
     QJsonObject panel() { return session->window(panelTitle); }
     bool panelHoldsKeyboard()
     {
-        return waitUntil([&] { return panel().value(QLatin1String("active")).toBool(); }, 5000);
+        return eventually([&] { return panel().value(QLatin1String("active")).toBool(); }, 5000);
     }
     bool panelGone()
     {
-        return waitUntil([&] { return panel().isEmpty(); }, 5000);
+        return eventually([&] { return panel().isEmpty(); }, 5000);
     }
     bool trigger(const QString& keys = QStringLiteral("Meta+Return"))
     {
@@ -80,7 +80,7 @@ protected:
     }
     bool frameIs(const Rect& frame)
     {
-        return waitUntil([&] { return session->frameOf(QStringLiteral("Mosaro target")) == frame; }, 3000);
+        return eventually([&] { return session->frameOf(QStringLiteral("Mosaro target")) == frame; }, 3000);
     }
     // The area KWin leaves below the bar on the first output (y down).
     Rect placementArea() { return rectOf(session->report()[QLatin1String("outputs")][0][QLatin1String("placement")]); }
@@ -153,7 +153,7 @@ TEST_P(MosaroOnKWin, PlacesWindowsOnTheWorkedFrames)
             EXPECT_TRUE(frameIs(step.frame))
                 << describe(*session->frameOf(QStringLiteral("Mosaro target"))).toStdString();
             // The keyboard is back with the window.
-            EXPECT_TRUE(waitUntil(
+            EXPECT_TRUE(eventually(
                 [&] { return session->window(QStringLiteral("Mosaro target"))[QLatin1String("active")].toBool(); },
                 3000));
         }
@@ -177,7 +177,7 @@ TEST_P(MosaroOnKWin, TheJumpKeysReachThePanelUnderKDEsDefaults)
     // KWin 6 activates the moved panel before it re-activates the panel's shortcut inhibitor: a key
     // in between is KWin's. A person is never that quick; the test waits a moment.
     const auto panelOn = [&](double x) {
-        const bool on = waitUntil(
+        const bool on = eventually(
             [&] {
                 const QJsonObject p = panel();
                 return rectOf(p.value(QLatin1String("frame"))).x == x && p.value(QLatin1String("active")).toBool();
@@ -246,7 +246,7 @@ TEST_P(MosaroOnKWin, RefusesATriggerKDEAlreadyBinds)
         QStringLiteral("warning: trigger: Super+Return is bound by the compositor's configuration to “")))
         << check.toStdString();
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Return")));
-    EXPECT_FALSE(waitUntil([&] { return !panel().isEmpty(); }, 700)) << "Mosaro took KDE's shortcut";
+    EXPECT_FALSE(eventually([&] { return !panel().isEmpty(); }, 700)) << "Mosaro took KDE's shortcut";
 }
 
 // A trigger recorded in the settings window (reached by keys alone) opens the grid; the old one no
@@ -257,15 +257,15 @@ TEST_P(MosaroOnKWin, ARecordedTriggerReplacesTheOldOne)
     if (IsSkipped())
         return;
     ASSERT_EQ(app->run({}), 0); // a second start opens the settings window of the running one
-    ASSERT_TRUE(waitUntil(
+    ASSERT_TRUE(eventually(
         [&] { return session->window(QStringLiteral("Mosaro Settings - General"))[QLatin1String("active")].toBool(); },
         10000));
     // The window may take a moment to give its tab bar the keyboard: asked again until it switches.
-    ASSERT_TRUE(waitUntil(
+    ASSERT_TRUE(eventually(
         [&] {
             return session->press(QStringLiteral("Ctrl+Tab")) &&
-                   waitUntil([&] { return !session->window(QStringLiteral("Mosaro Settings - Shortcuts")).isEmpty(); },
-                             1000);
+                   eventually([&] { return !session->window(QStringLiteral("Mosaro Settings - Shortcuts")).isEmpty(); },
+                              1000);
         },
         5000));
     for (int i = 0; i < 3; ++i)
@@ -276,13 +276,13 @@ TEST_P(MosaroOnKWin, ARecordedTriggerReplacesTheOldOne)
 
     // Alt+F4 (evdev 62) closes the settings window under KDE's defaults; the target has the keyboard again.
     ASSERT_TRUE(session->press(QStringLiteral("Alt+62")));
-    ASSERT_TRUE(waitUntil(
+    ASSERT_TRUE(eventually(
         [&] { return session->window(QStringLiteral("Mosaro target"))[QLatin1String("active")].toBool(); }, 3000));
     EXPECT_TRUE(trigger(QStringLiteral("Ctrl+Alt+T")));
     ASSERT_TRUE(session->press(QStringLiteral("Escape")));
     ASSERT_TRUE(panelGone());
     ASSERT_TRUE(session->press(QStringLiteral("Meta+Return")));
-    EXPECT_FALSE(waitUntil([&] { return !panel().isEmpty(); }, 700)) << "the old trigger still opens the grid";
+    EXPECT_FALSE(eventually([&] { return !panel().isEmpty(); }, 700)) << "the old trigger still opens the grid";
 }
 
 INSTANTIATE_TEST_SUITE_P(KWin, MosaroOnKWin,

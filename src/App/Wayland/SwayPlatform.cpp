@@ -13,6 +13,9 @@
 #include "Platform/Wayland/WaylandPanelHost.h"
 #include "Platform/Wayland/WaylandShortcutInhibitor.h"
 
+#include <QCoreApplication>
+#include <QSemaphore>
+#include <QThread>
 #include <QWidget>
 
 #include <cstdio>
@@ -56,6 +59,11 @@ public:
         m_ipc.onGone = [this] {
             if (onConnectionLost)
                 onConnectionLost();
+            // The termination path has run (what is saved is whole). Qt cannot take its Wayland
+            // connection down without the compositor (its display waits for its reader thread
+            // for ever), so nothing more is run.
+            std::fflush(nullptr);
+            ::_exit(1);
         };
         m_watcher.isOwnFocusChange = [this](const QByteArray& event) { return m_panelRules.isPanelFocusChange(event); };
         m_trust.showPrompt = [this] {
@@ -144,8 +152,23 @@ void watchQtMessages(QtMsgType type, const QMessageLogContext& context, const QS
         g_previousHandler(type, context, message);
     else
         std::fprintf(stderr, "%s\n", qPrintable(message));
-    if (g_platform && message.startsWith(QLatin1String("The Wayland connection")))
+    if (!g_platform || !message.startsWith(QLatin1String("The Wayland connection")))
+        return;
+    QCoreApplication* app = QCoreApplication::instance();
+    if (!app || QThread::currentThread() == app->thread()) {
         g_platform->waylandConnectionBroke();
+        return;
+    }
+    // Qt's reader thread says it, and ends the process as soon as this returns: the main thread
+    // runs the termination path meanwhile, for as long as the messaging timeout at most (it may
+    // itself be waiting for the reader).
+    auto done = std::make_shared<QSemaphore>();
+    QMetaObject::invokeMethod(app, [done] {
+        if (g_platform)
+            g_platform->waylandConnectionBroke();
+        done->release();
+    });
+    done->tryAcquire(1, int(Sway::Ipc::messagingTimeout.count()));
 }
 
 } // namespace

@@ -59,7 +59,7 @@ std::optional<QStringList> waylandGlobals()
 
 void readSway(const QString& socket, DesktopFacts& facts)
 {
-    DesktopFacts::Compositor& c = *facts.wayland;
+    CompositorFacts& c = *facts.wayland;
     c.name = QStringLiteral("sway");
     c.channel = socket;
     Sway::Ipc ipc(socket);
@@ -98,7 +98,7 @@ void readSway(const QString& socket, DesktopFacts& facts)
 // loaded already, under the same name, so then the running one is taken at its word).
 void readKWin(const QString& service, DesktopFacts& facts)
 {
-    DesktopFacts::Compositor& c = *facts.wayland;
+    CompositorFacts& c = *facts.wayland;
     c.name = QStringLiteral("KWin");
     c.channel = service;
     c.moves = QStringLiteral("moves: through Mosaro's KWin script, loaded over D-Bus and calling back; the frame "
@@ -208,10 +208,7 @@ int runWaylandDesktopCheck(int argc, char** argv)
             readKWin(choice.channel, facts);
     }
     readSessionFacts(facts, QDBusConnection::sessionBus());
-    const auto findings = desktopFindings(facts);
-    std::fputs(qPrintable(formatFindings(findings)), stdout);
-    std::fflush(stdout);
-    return checkExitCode(findings);
+    return printFindings(facts);
 }
 
 } // namespace mosaro

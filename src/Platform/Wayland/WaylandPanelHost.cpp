@@ -17,6 +17,8 @@ namespace {
 
 // How long a panel moved to another display waits for the focus to follow it.
 constexpr int refocusMs = 250;
+// How long a showing waits for the compositor to give it the keyboard: the messaging timeout.
+constexpr int handOverMs = 1000;
 constexpr const char* frameSentMessage = "panel frame sent: %d rectangles";
 constexpr const char* inputRegionMessage = "the panel on Wayland takes no pointer input; input region ignored";
 
@@ -58,7 +60,14 @@ public:
         if (m_host.m_owner == this && (m_host.m_focused || (m_host.m_window && m_host.m_window->isActive()))) {
             m_host.m_focused = true;
             held();
+            return;
         }
+        // The focus may have gone on before Qt saw it arrive (taken away at once, its coming and
+        // going then both unseen): a hand-over that never completes is a keyboard not had.
+        QTimer::singleShot(handOverMs, &m_timerContext, [this] {
+            if (!m_held && !m_released && m_host.m_owner == this && onLost)
+                onLost();
+        });
     }
     void release() override
     {
@@ -96,6 +105,7 @@ public:
 
 private:
     WaylandPanelHost& m_host;
+    QObject m_timerContext; // the hand-over's deadline goes with the showing
     bool m_held = false;
     bool m_released = false;
 };
@@ -159,9 +169,10 @@ void WaylandPanelWindow::hide()
         return;
     m_shown = false;
     WaylandShortcutInhibitor::shared().release();
-    // Unmapped at the next turn of the event loop: a showing that follows in this one (the grid
-    // jumping to another display) keeps the mapping and its keyboard, instead of racing the
-    // compositor's hand-over of the keyboard with a new mapping.
+    // Unmapped, not kept mapped between showings (sway's scratchpad measured slower to bring back
+    // than a new mapping is to show, bench/results.md); but at the next turn of the event loop, so
+    // that a showing that follows in this one (the grid jumping to another display) keeps the
+    // mapping and its keyboard instead of racing the compositor's hand-over with a new mapping.
     m_hidePending = true;
     QTimer::singleShot(0, this, [this] {
         if (std::exchange(m_hidePending, false))
@@ -211,6 +222,8 @@ void WaylandPanelWindow::send(const QRegion& region)
     }
     m_store.endPaint();
     m_store.flush(region);
+    // On its way before anything the compositor is asked over its own channel.
+    WaylandShortcutInhibitor::shared().flushConnection();
     Log::overlay().debug(frameSentMessage, int(region.rectCount()));
 }
 

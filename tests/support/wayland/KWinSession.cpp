@@ -83,7 +83,7 @@ KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QSt
                     QStringLiteral("org.kde.kwin.Scripting"), QStringLiteral("isScriptLoaded"), {QString()})
                    .isValid();
     };
-    if (!waitUntil(answers, 30000)) {
+    if (!eventually(answers, 30000)) {
         m_error = QStringLiteral("KWin did not start: %1").arg(log(QStringLiteral("kwin_wayland")).right(1500));
         return;
     }
@@ -108,7 +108,7 @@ KWinSession::~KWinSession()
     // KWin first, its bus last.
     if (m_kwin > 0)
         ::kill(m_kwin, SIGTERM);
-    waitUntil([&] { return ::waitpid(m_kwin, nullptr, WNOHANG) != 0; }, 3000);
+    eventually([&] { return ::waitpid(m_kwin, nullptr, WNOHANG) != 0; }, 3000);
     stopSession(m_runtime, m_children, m_asNobody);
 }
 
@@ -179,7 +179,7 @@ std::optional<QJsonObject> KWinSession::startWindow(const QString& title, const 
 {
     spawn(QStringList{m_client, QStringLiteral("window"), title} + how);
     QJsonObject found;
-    waitUntil(
+    eventually(
         [&] {
             found = window(title);
             return !found.isEmpty();
@@ -194,7 +194,7 @@ bool KWinSession::startBar(int height, bool top)
     spawn({QStringLiteral("/usr/bin/python3"), m_base.path() + QStringLiteral("/bar.py"), QString::number(height),
            top ? QStringLiteral("top") : QStringLiteral("bottom")},
           {QStringLiteral("GDK_BACKEND=wayland")});
-    return waitUntil([&] { return report().value(QLatin1String("windows")).toArray().size() > before; }, 10000);
+    return eventually([&] { return report().value(QLatin1String("windows")).toArray().size() > before; }, 10000);
 }
 
 bool KWinSession::press(const QString& keys)

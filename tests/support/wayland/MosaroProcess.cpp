@@ -10,9 +10,9 @@
 
 namespace mosaro::test {
 
-MosaroProcess::MosaroProcess(CompositorSession& session)
-    : m_session(session), m_folder(session.runtimeDirectory() + QStringLiteral("/../mosaro")),
-      m_binary(session.executable(QStringLiteral(MOSARO_BINARY)))
+MosaroProcess::MosaroProcess(CompositorSession& session, const QString& binary)
+    : m_session(session), m_binary(session.executable(binary.isEmpty() ? QStringLiteral(MOSARO_BINARY) : binary)),
+      m_folder(session.runtimeDirectory() + QStringLiteral("/../mosaro"))
 {
     m_folder = QDir::cleanPath(m_folder);
     QDir().mkpath(m_folder + QStringLiteral("/config"));
@@ -51,12 +51,13 @@ bool MosaroProcess::start()
     return waitForLog(QStringLiteral("trigger hotkey should be live"), earlier + 1, 20000);
 }
 
-int MosaroProcess::run(const QStringList& arguments, QString* output, int timeoutMs)
+int MosaroProcess::run(const QStringList& arguments, QString* output, int timeoutMs, const QStringList& unset)
 {
     QProcess process;
     QProcessEnvironment env;
     for (const QString& variable : environment())
-        env.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
+        if (!unset.contains(variable.section(QLatin1Char('='), 0, 0)))
+            env.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
     process.setProcessEnvironment(env);
     process.setProcessChannelMode(QProcess::MergedChannels);
     QStringList command = m_session.userCommand() + QStringList{m_binary} + arguments;
@@ -75,7 +76,7 @@ int MosaroProcess::run(const QStringList& arguments, QString* output, int timeou
 std::optional<int> MosaroProcess::waitForExit(int timeoutMs)
 {
     int status = 0;
-    if (m_pid <= 0 || !waitUntil([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs))
+    if (m_pid <= 0 || !eventually([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs))
         return std::nullopt;
     m_pid = -1;
     return WIFEXITED(status) ? std::optional<int>(WEXITSTATUS(status)) : std::nullopt;
@@ -101,12 +102,12 @@ QString MosaroProcess::log() const
 
 bool MosaroProcess::waitForLog(const QString& needle, int times, int timeoutMs) const
 {
-    return waitUntil([&] { return count(needle) >= times; }, timeoutMs);
+    return eventually([&] { return count(needle) >= times; }, timeoutMs);
 }
 
 bool MosaroProcess::waitForDefaults(const QString& needle, int timeoutMs) const
 {
-    return waitUntil(
+    return eventually(
         [&] {
             QFile file(m_folder + QStringLiteral("/config/Mosaro/defaults.json"));
             return file.open(QIODevice::ReadOnly) && QString::fromUtf8(file.readAll()).contains(needle);

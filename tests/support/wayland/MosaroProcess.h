@@ -15,16 +15,18 @@ namespace mosaro::test {
 // and bus, with folders of its own, as the session's user; its log is its standard error.
 class MosaroProcess {
 public:
-    explicit MosaroProcess(CompositorSession& session);
+    // `binary` is the program to run: the one this build made unless another is named.
+    explicit MosaroProcess(CompositorSession& session, const QString& binary = {});
     ~MosaroProcess();
     MosaroProcess(const MosaroProcess&) = delete;
     MosaroProcess& operator=(const MosaroProcess&) = delete;
 
     // Starts it and waits until its trigger is live (or refused); false with the log otherwise.
     bool start();
-    // Runs the program once more with these arguments on the same session: its exit status, or
-    // -1, and what it printed.
-    int run(const QStringList& arguments, QString* output = nullptr, int timeoutMs = 10000);
+    // Runs the program once more with these arguments on the same session (less the variables
+    // named in `unset`): its exit status, or -1, and what it printed.
+    int run(const QStringList& arguments, QString* output = nullptr, int timeoutMs = 10000,
+            const QStringList& unset = {});
     // Its exit status once it ended by itself, or nothing.
     std::optional<int> waitForExit(int timeoutMs = 10000);
     void stop();
@@ -40,8 +42,8 @@ private:
     QStringList environment() const;
 
     CompositorSession& m_session;
-    QString m_folder;
     QString m_binary;
+    QString m_folder;
     pid_t m_pid = -1;
 };
 

@@ -1,9 +1,12 @@
 #include "support/wayland/SessionProcesses.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QThread>
+#include <QTimer>
 
 #include <csignal>
 #include <fcntl.h>
@@ -55,14 +58,20 @@ bool ownFile(const QString& path, bool asNobody, mode_t mode)
            (!asNobody || ::chown(p.constData(), unprivilegedUid, unprivilegedUid) == 0);
 }
 
-bool waitUntil(const std::function<bool()>& condition, int timeoutMs)
+bool eventually(const std::function<bool()>& condition, int timeoutMs, int stepMs)
 {
     QElapsedTimer timer;
     timer.start();
     while (!condition()) {
         if (timer.elapsed() > timeoutMs)
             return false;
-        QThread::msleep(20);
+        if (QCoreApplication::instance()) {
+            QEventLoop loop;
+            QTimer::singleShot(stepMs, &loop, &QEventLoop::quit);
+            loop.exec();
+        } else {
+            QThread::msleep(stepMs);
+        }
     }
     return true;
 }
@@ -115,10 +124,10 @@ void stopSession(const QString& runtime, std::vector<pid_t> children, bool asNob
     pids.insert(pids.end(), children.begin(), children.end());
     for (pid_t pid : pids)
         ::kill(pid, SIGTERM);
-    waitUntil([&] { return processesOf(runtime).empty(); }, 3000);
+    eventually([&] { return processesOf(runtime).empty(); }, 3000);
     for (pid_t pid : processesOf(runtime))
         ::kill(pid, SIGKILL);
-    waitUntil([&] { return processesOf(runtime).empty(); }, 2000);
+    eventually([&] { return processesOf(runtime).empty(); }, 2000);
     // Our children and the orphans that came back to us.
     for (pid_t pid : allPids()) {
         char state = 0;

@@ -32,7 +32,9 @@ public:
 };
 
 bool ownFile(const QString& path, bool asNobody, mode_t mode);
-bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
+// Until the condition holds or the time is up, turning the event loop (when there is one) every
+// `stepMs` in between, so that what a test watches arrives meanwhile.
+bool eventually(const std::function<bool()>& condition, int timeoutMs = 5000, int stepMs = 10);
 // Forks and runs the command with exactly this environment, its output appended to `log`.
 pid_t launch(const QStringList& command, const QStringList& environment, const QString& log);
 // Every process (but this one) that carries XDG_RUNTIME_DIR=runtime in its environment.

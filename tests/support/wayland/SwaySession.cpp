@@ -4,11 +4,13 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QThread>
+#include <QTimer>
 
 #include <csignal>
 #include <fcntl.h>
@@ -110,7 +112,7 @@ QString SwaySession::defaultConfig()
     script.start(QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT), {QStringLiteral("path")});
     script.waitForFinished(10000);
     const QString root = QString::fromLocal8Bit(script.readAllStandardOutput()).trimmed();
-    const QString copy = m_runtime + QStringLiteral("/debian-default.config");
+    QString copy = m_runtime + QStringLiteral("/debian-default.config");
     QFile::copy(root + QStringLiteral("/etc/sway/config"), copy);
     ownFile(copy, false, 0644);
     return copy;
@@ -175,7 +177,7 @@ void SwaySession::stop(pid_t pid)
 
 bool SwaySession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
 {
-    return test::waitUntil(condition, timeoutMs);
+    return eventually(condition, timeoutMs, 20);
 }
 
 std::vector<pid_t> SwaySession::processes() const
@@ -239,7 +241,7 @@ QString SwaySession::output(const QString& program) const
     return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()) : QString();
 }
 
-bool SwaySession::press(const QString& keys)
+pid_t SwaySession::type(const QString& keys)
 {
     QStringList parts = keys.split(QLatin1Char('+'));
     const QString key = parts.takeLast();
@@ -249,7 +251,12 @@ bool SwaySession::press(const QString& keys)
     argv << QStringLiteral("-k") << key;
     for (auto it = parts.rbegin(); it != parts.rend(); ++it)
         argv << QStringLiteral("-m") << *it;
-    const pid_t pid = spawn(argv);
+    return spawn(argv);
+}
+
+bool SwaySession::press(const QString& keys)
+{
+    const pid_t pid = type(keys);
     int status = 0;
     const bool done = waitUntil([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, 5000);
     std::erase(m_children, pid);

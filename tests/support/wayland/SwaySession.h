@@ -13,6 +13,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -75,6 +76,8 @@ public:
 
     // Keys through wtype, e.g. "logo+shift+Right" or "Escape"; waits until wtype is done.
     bool press(const QString& keys);
+    // The same without waiting (its pid), for what times the keys' effects.
+    pid_t type(const QString& keys);
 
     // swaymsg as a probe: the raw reply of a message type, and run_command.
     QByteArray ask(const QString& type);
