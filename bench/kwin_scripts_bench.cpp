@@ -289,9 +289,9 @@ int main(int argc, char** argv)
 
     // A window to place, and the key injector, both kept for the whole run.
     QProcess target;
-    target.start(QStringLiteral(MOSARO_KWIN_CLIENT), {"window", "Bench target", "700x500"});
+    target.start(QStringLiteral(MOSARO_WAYLAND_CLIENT), {"Bench target", "700x500"});
     QProcess keys;
-    keys.start(QStringLiteral(MOSARO_KWIN_CLIENT), {"keys", "-"});
+    keys.start(QStringLiteral(MOSARO_KWIN_CLIENT), {"-"});
     QTimer::singleShot(1000, &app, &QCoreApplication::quit);
     app.exec(); // the window maps and takes the keyboard
 

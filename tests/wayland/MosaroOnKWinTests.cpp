@@ -158,7 +158,7 @@ TEST_P(MosaroOnKWin, PlacesWindowsOnTheWorkedFrames)
                 3000));
         }
         if (!row.how.isEmpty()) {
-            EXPECT_TRUE(session->log(QStringLiteral("mosaro_kwin_client")).contains(QLatin1String("state normal")));
+            EXPECT_TRUE(session->log(QStringLiteral("mosaro_wayland_client")).contains(QLatin1String("state normal")));
         }
         app.reset();
         session.reset();

@@ -40,14 +40,12 @@ KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QSt
                                m_runtime + QStringLiteral("/share/applications"), m_runtime + QStringLiteral("/bin")})
         QDir().mkpath(dir);
     m_client = m_runtime + QStringLiteral("/bin/mosaro_kwin_client");
-    m_frames = m_runtime + QStringLiteral("/bin/frames.js");
     const auto write = [&](const QString& path, const QByteArray& text) {
         QFile file(path);
         return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
     };
     bool prepared = m_base.isValid() && ownFile(m_base.path(), false, 0711) &&
                     copyFor(QStringLiteral(MOSARO_KWIN_CLIENT_PATH), m_client, false) &&
-                    copyFor(QStringLiteral(MOSARO_KWIN_FRAMES_SCRIPT), m_frames, false) &&
                     write(m_runtime + QStringLiteral("/share/applications/mosaro-test-client.desktop"),
                           QStringLiteral("[Desktop Entry]\nType=Application\nName=Mosaro test client\nExec=%1\n"
                                          "NoDisplay=true\nX-KDE-Wayland-Interfaces=org_kde_kwin_fake_input\n")
@@ -91,7 +89,7 @@ KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QSt
     m_keys = std::make_unique<QProcess>();
     QStringList command = userCommand() << QStringLiteral("/usr/bin/env") << QStringLiteral("-i");
     command << QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime << QStringLiteral("WAYLAND_DISPLAY=wayland-kwin")
-            << m_client << QStringLiteral("keys") << QStringLiteral("-");
+            << m_client << QStringLiteral("-");
     m_keys->start(command.takeFirst(), command);
     if (!m_keys->waitForStarted(5000) || !press(QStringLiteral("Shift")))
         m_error = QStringLiteral("the fake-input client was refused: %1").arg(QString::fromUtf8(m_keys->readAll()));
@@ -177,7 +175,7 @@ QString KWinSession::log(const QString& program) const
 
 std::optional<QJsonObject> KWinSession::startWindow(const QString& title, const QStringList& how)
 {
-    spawn(QStringList{m_client, QStringLiteral("window"), title} + how);
+    spawn(QStringList{executable(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH)), title} + how);
     QJsonObject found;
     eventually(
         [&] {
@@ -210,17 +208,44 @@ bool KWinSession::press(const QString& keys)
 
 QJsonObject KWinSession::report()
 {
-    QProcess frames;
-    QStringList command = userCommand() << QStringLiteral("/usr/bin/env") << QStringLiteral("-i")
-                                        << QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime
-                                        << QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress()
-                                        << QStringLiteral("WAYLAND_DISPLAY=wayland-kwin")
-                                        << QStringLiteral("QT_QPA_PLATFORM=wayland") << m_client
-                                        << QStringLiteral("frames") << m_frames;
-    frames.start(command.takeFirst(), command);
-    if (!frames.waitForFinished(5000))
-        frames.kill();
-    return QJsonDocument::fromJson(frames.readAllStandardOutput()).object();
+    // The read-only script prints its report into KWin's log, under a name and a mark of its own.
+    const QString name = QStringLiteral("mosaro-test-frames-%1").arg(++m_reports);
+    const QString mark = QStringLiteral("mosaro-frames %1 ").arg(m_reports);
+    QFile script(m_runtime + QStringLiteral("/bin/") + name + QStringLiteral(".js"));
+    QFile frames(QStringLiteral(MOSARO_KWIN_FRAMES_SCRIPT));
+    if (!frames.open(QIODevice::ReadOnly) || !script.open(QIODevice::WriteOnly) ||
+        script.write(QStringLiteral("var mark = \"%1\";\n").arg(mark).toUtf8() + frames.readAll()) < 0)
+        return {};
+    script.close();
+    QFile log(m_logs + QStringLiteral("/kwin_wayland.log"));
+    const qint64 from = log.size();
+    const QString kwin = QStringLiteral("org.kde.KWin"), scripting = QStringLiteral("org.kde.kwin.Scripting");
+    const int id =
+        call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("loadScript"), {script.fileName(), name})
+            .toInt();
+    // KWin 6 keeps a script at /Scripting/Script<id>, 5.27 at /<id>. An id can be one a script still
+    // loaded holds (ids count the scripts loaded): start() runs whatever has not run yet.
+    for (const QString& object : {QStringLiteral("/Scripting/Script%1"), QStringLiteral("/%1")})
+        if (call(kwin, object.arg(id), QStringLiteral("org.kde.kwin.Script"), QStringLiteral("run")).isValid())
+            break;
+    QByteArray line;
+    const auto printed = [&] {
+        if (!log.isOpen() && !log.open(QIODevice::ReadOnly))
+            return false;
+        log.seek(from);
+        const QByteArray text = log.readAll();
+        const qsizetype at = text.indexOf(mark.toUtf8());
+        if (at >= 0)
+            line = text.mid(at + mark.size()).split('\n').first();
+        return at >= 0 && text.indexOf('\n', at) >= 0;
+    };
+    if (!eventually(printed, 300)) {
+        call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("start"));
+        eventually(printed, 2000);
+    }
+    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("unloadScript"), {name});
+    script.remove();
+    return QJsonDocument::fromJson(line).object();
 }
 
 QJsonObject KWinSession::window(const QString& caption)

@@ -45,7 +45,7 @@ public:
     pid_t spawn(const QStringList& argv, const QStringList& extra = {});
     QString log(const QString& program) const;
 
-    // The test client's window (a Qt window that prints the keys it gets), once KWin shows it.
+    // The tests' Qt window with that title (its arguments: a size, "maximized"), once KWin shows it.
     std::optional<QJsonObject> startWindow(const QString& title, const QStringList& how = {});
     // A GTK layer-shell bar that reserves `height` pixels at the top or bottom of the output.
     bool startBar(int height, bool top);
@@ -67,7 +67,7 @@ private:
     QString m_runtime;
     QString m_logs;
     QString m_client;
-    QString m_frames;
+    int m_reports = 0;
     bool m_asNobody = false;
     bool m_root = false;
     pid_t m_kwin = -1;

@@ -79,11 +79,11 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
                        QStringLiteral("--config-file=") + QStringLiteral(MOSARO_SESSION_BUS_CONFIG),
                        QStringLiteral("--address=") + busAddress()});
     m_sway = spawn({QStringLiteral("sway"), QStringLiteral("-c"), configPath()});
-    if (!waitUntil([&] { return QFile::exists(bus); }, 20000)) {
+    if (!eventually([&] { return QFile::exists(bus); }, 20000)) {
         m_error = QStringLiteral("the session bus did not start");
         return;
     }
-    if (!waitUntil([&] { return !ask(QStringLiteral("get_version")).isEmpty(); }, 20000)) {
+    if (!eventually([&] { return !ask(QStringLiteral("get_version")).isEmpty(); }, 20000)) {
         QFile log(m_logs + QStringLiteral("/sway.log"));
         log.open(QIODevice::ReadOnly);
         m_error = QStringLiteral("sway did not answer on %1: %2")
@@ -168,16 +168,11 @@ void SwaySession::stop(pid_t pid)
     if (pid <= 0)
         return;
     ::kill(pid, SIGTERM);
-    if (!waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
+    if (!eventually([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
         ::kill(pid, SIGKILL);
         ::waitpid(pid, nullptr, 0);
     }
     std::erase(m_children, pid);
-}
-
-bool SwaySession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
-{
-    return eventually(condition, timeoutMs, 20);
 }
 
 std::vector<pid_t> SwaySession::processes() const
@@ -206,7 +201,7 @@ std::optional<SwaySession::Window> SwaySession::waitFor(const QString& field, co
             for (const auto& child : node.value(QLatin1String(children)).toArray())
                 search(child.toObject());
     };
-    waitUntil(
+    eventually(
         [&] {
             search(QJsonDocument::fromJson(ask(QStringLiteral("get_tree"))).object());
             return window.has_value();
@@ -258,7 +253,7 @@ bool SwaySession::press(const QString& keys)
 {
     const pid_t pid = type(keys);
     int status = 0;
-    const bool done = waitUntil([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, 5000);
+    const bool done = eventually([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, 5000);
     std::erase(m_children, pid);
     return done && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
@@ -320,7 +315,7 @@ QImage SwaySession::screenshot(const QString& name)
 {
     const QString path = m_home + QLatin1Char('/') + name + QStringLiteral(".png");
     const pid_t pid = spawn({QStringLiteral("grim"), path});
-    waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) == pid; }, 5000);
+    eventually([&] { return ::waitpid(pid, nullptr, WNOHANG) == pid; }, 5000);
     std::erase(m_children, pid);
     return QImage(path);
 }

@@ -99,7 +99,6 @@ public:
     std::vector<pid_t> processes() const;
 
 private:
-    bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
     std::optional<Window> waitFor(const QString& field, const QString& value, int timeoutMs);
     // Debian's default configuration of the compositor's system.
     QString defaultConfig();

@@ -1,31 +1,15 @@
-// What the KWin tests do from outside Mosaro, on KWin's own terms:
+// Types through KWin's fake-input protocol, for the KWin tests:
 //
-//   keys TOKEN...        types through KWin's fake-input protocol; a token is a key name or evdev
-//                        code ("Escape", "28"), or a chord pressed in order and released in reverse
-//                        ("Meta+Shift+Left"), or a left click ("click:X,Y"); "-" reads lines of
-//                        tokens from standard input and answers "ok" once KWin has each line
-//   window TITLE [WxH [fixed|maximized|fullscreen|minimized]]
-//                        a window that prints "key <evdev code>" for each key it receives, "click"
-//                        for a button press, its focus ("focus in", "focus out") and state
-//                        ("state maximized", ...)
-//   frames SCRIPT        loads the read-only script that reports every window's frame, prints
-//                        its report (JSON) and unloads it
-//   desktop-entry        the .desktop text that has KWin grant this program fake input
+//   mosaro_kwin_client TOKEN...   a token is a key name or evdev code ("Escape", "28"), or a chord
+//                                 pressed in order and released in reverse ("Meta+Shift+Left")
+//   mosaro_kwin_client -          reads lines of tokens from standard input and answers "ok" once
+//                                 KWin has each line
 //
 // KWin offers fake input only to a program whose executable a .desktop file names, and finds the
 // executable through /proc, so this program runs as KWin's own user.
 
 #include "fake-input-client-protocol.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusVirtualObject>
-#include <QElapsedTimer>
-#include <QFile>
-#include <QGuiApplication>
-#include <QKeyEvent>
-#include <QPainter>
-#include <QRasterWindow>
 #include <wayland-client.h>
 
 #include <linux/input-event-codes.h>
@@ -67,7 +51,6 @@ int keyCode(const std::string& name)
 struct FakeInput {
     wl_display* display = nullptr;
     org_kde_kwin_fake_input* input = nullptr;
-    bool pointerShown = false;
 };
 
 void onGlobal(void* data, wl_registry* registry, uint32_t name, const char* interface, uint32_t)
@@ -87,28 +70,6 @@ bool typeLine(FakeInput& fake, const std::string& line)
     std::istringstream tokens(line);
     std::string token;
     while (tokens >> token) {
-        int x = 0, y = 0;
-        if (std::sscanf(token.c_str(), "click:%d,%d", &x, &y) == 2) {
-            if (!fake.pointerShown) {
-                // The seat gains a pointer with this program's first pointer event; clients bind it
-                // some time later and miss whatever came before.
-                org_kde_kwin_fake_input_pointer_motion_absolute(fake.input, wl_fixed_from_int(x + 1),
-                                                                wl_fixed_from_int(y));
-                wl_display_roundtrip(fake.display);
-                usleep(200 * 1000);
-                fake.pointerShown = true;
-            }
-            org_kde_kwin_fake_input_pointer_motion_absolute(fake.input, wl_fixed_from_int(x), wl_fixed_from_int(y));
-            wl_display_roundtrip(fake.display);
-            org_kde_kwin_fake_input_button(fake.input, BTN_LEFT, WL_POINTER_BUTTON_STATE_PRESSED);
-            org_kde_kwin_fake_input_button(fake.input, BTN_LEFT, WL_POINTER_BUTTON_STATE_RELEASED);
-            continue;
-        }
-        if (token.rfind("sleep:", 0) == 0) {
-            wl_display_flush(fake.display);
-            usleep(useconds_t(std::atoi(token.c_str() + 6)) * 1000);
-            continue;
-        }
         std::vector<int> chord;
         std::stringstream parts(token);
         for (std::string part; std::getline(parts, part, '+');) {
@@ -159,152 +120,13 @@ int keys(const std::vector<std::string>& args)
     return status;
 }
 
-class KeyWindow : public QRasterWindow {
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter(this).fillRect(0, 0, width(), height(), QColor(0x30, 0x60, 0x90));
-    }
-    void keyPressEvent(QKeyEvent* event) override
-    {
-        // Wayland's key codes are evdev's plus 8, as in XKB.
-        std::printf("key %u\n", event->nativeScanCode() - 8);
-        std::fflush(stdout);
-    }
-    void mousePressEvent(QMouseEvent*) override { std::puts("click"), std::fflush(stdout); }
-    void focusInEvent(QFocusEvent*) override { std::puts("focus in"), std::fflush(stdout); }
-    void focusOutEvent(QFocusEvent*) override { std::puts("focus out"), std::fflush(stdout); }
-};
-
-int window(int argc, char** argv)
-{
-    QGuiApplication app(argc, argv);
-    KeyWindow w;
-    w.setTitle(QString::fromLocal8Bit(argv[2]));
-    int width = 640;
-    int height = 400;
-    if (argc > 3)
-        std::sscanf(argv[3], "%dx%d", &width, &height);
-    w.resize(width, height);
-    const QString initial = argc > 4 ? QString::fromLatin1(argv[4]) : QString();
-    if (initial == QLatin1String("fixed"))
-        w.setMinimumSize(w.size()), w.setMaximumSize(w.size());
-    QObject::connect(&w, &QWindow::windowStateChanged, [](Qt::WindowState state) {
-        std::printf("state %s\n", state == Qt::WindowMaximized    ? "maximized"
-                                  : state == Qt::WindowFullScreen ? "fullscreen"
-                                  : state == Qt::WindowMinimized  ? "minimized"
-                                                                  : "normal");
-        std::fflush(stdout);
-    });
-    if (initial == QLatin1String("maximized"))
-        w.showMaximized();
-    else if (initial == QLatin1String("fullscreen"))
-        w.showFullScreen();
-    else if (initial == QLatin1String("minimized"))
-        w.showMinimized();
-    else
-        w.show();
-    return app.exec();
-}
-
-// Receives the frames script's report; a virtual object needs no meta-object of its own.
-class Probe : public QDBusVirtualObject {
-public:
-    QString text;
-    QString introspect(const QString&) const override { return {}; }
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
-    {
-        if (message.member() != QLatin1String("report"))
-            return false;
-        text = message.arguments().value(0).toString();
-        connection.send(message.createReply());
-        return true;
-    }
-};
-
-QDBusMessage callKWin(const QString& path, const QString& interface, const QString& method, const QVariantList& args)
-{
-    auto call = QDBusMessage::createMethodCall(QStringLiteral("org.kde.KWin"), path, interface, method);
-    call.setArguments(args);
-    return QDBusConnection::sessionBus().call(call, QDBus::Block, 2000);
-}
-
-bool waitFor(const QString& text, int ms)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (text.isEmpty() && clock.elapsed() < ms)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
-    return !text.isEmpty();
-}
-
-int frames(int argc, char** argv)
-{
-    QCoreApplication app(argc, argv);
-    auto bus = QDBusConnection::sessionBus();
-    Probe probe;
-    const QString path = QStringLiteral("/tech/brenmark/mosaro/TestProbe");
-    QFile body(QString::fromLocal8Bit(argv[2]));
-    if (!bus.registerVirtualObject(path, &probe) || !body.open(QIODevice::ReadOnly))
-        return 1;
-    const QString name = QStringLiteral("mosaro-test-frames-%1").arg(QCoreApplication::applicationPid());
-    QFile script(qEnvironmentVariable("XDG_RUNTIME_DIR") + QLatin1Char('/') + name + QStringLiteral(".js"));
-    if (!script.open(QIODevice::WriteOnly))
-        return 1;
-    script.write(QStringLiteral("var probe = {service: \"%1\", path: \"%2\", interface: \"%3\"};\n")
-                     .arg(bus.baseService(), path, QStringLiteral("tech.brenmark.mosaro.TestProbe"))
-                     .toUtf8() +
-                 body.readAll());
-    script.close();
-    const QString scripting = QStringLiteral("org.kde.kwin.Scripting");
-    const auto loaded =
-        callKWin(QStringLiteral("/Scripting"), scripting, QStringLiteral("loadScript"), {script.fileName(), name});
-    const int id = loaded.arguments().value(0, -1).toInt();
-    // KWin 6 keeps a script at /Scripting/Script<id>, 5.27 at /<id>. An id can be one a script still
-    // loaded holds (ids count the scripts loaded), so start() runs whatever has not run yet.
-    for (const auto& object : {QStringLiteral("/Scripting/Script%1"), QStringLiteral("/%1")}) {
-        if (callKWin(object.arg(id), QStringLiteral("org.kde.kwin.Script"), QStringLiteral("run"), {}).type() ==
-            QDBusMessage::ReplyMessage)
-            break;
-    }
-    if (id >= 0 && !waitFor(probe.text, 300))
-        callKWin(QStringLiteral("/Scripting"), scripting, QStringLiteral("start"), {});
-    waitFor(probe.text, 2000);
-    callKWin(QStringLiteral("/Scripting"), scripting, QStringLiteral("unloadScript"), {name});
-    script.remove();
-    if (probe.text.isEmpty()) {
-        std::fprintf(stderr, "the frames script did not report (load: %d)\n", id);
-        return 2;
-    }
-    std::puts(qPrintable(probe.text));
-    return 0;
-}
-
-int desktopEntry()
-{
-    char exe[4096] = {};
-    if (readlink("/proc/self/exe", exe, sizeof exe - 1) <= 0)
-        return 1;
-    std::printf("[Desktop Entry]\nType=Application\nName=Mosaro KWin test client\nExec=%s\nNoDisplay=true\n"
-                "X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input\n",
-                exe);
-    return 0;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const std::string command = argc > 1 ? argv[1] : "";
-    if (command == "keys" && argc > 2)
-        return keys(std::vector<std::string>(argv + 2, argv + argc));
-    if (command == "window" && argc > 2)
-        return window(argc, argv);
-    if (command == "frames" && argc == 3)
-        return frames(argc, argv);
-    if (command == "desktop-entry")
-        return desktopEntry();
-    std::fprintf(stderr, "usage: %s keys TOKEN...|- | window TITLE [WxH [STATE]] | frames SCRIPT | desktop-entry\n",
-                 argv[0]);
-    return 64;
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s TOKEN...|-\n", argv[0]);
+        return 64;
+    }
+    return keys(std::vector<std::string>(argv + 1, argv + argc));
 }

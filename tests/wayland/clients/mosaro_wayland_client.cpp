@@ -1,5 +1,6 @@
-// A plain Qt window on the Wayland platform, for the integration tests: its app_id is the first
-// argument, and it prints each size it takes and each key it receives.
+// A plain Qt window on the Wayland platform, for the integration tests: its app_id and title are
+// the first argument, then an optional size ("700x500") and "maximized". It prints each size it
+// takes, each key it receives and each state it is put in ("state normal").
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
@@ -32,7 +33,18 @@ int main(int argc, char** argv)
     QGuiApplication app(argc, argv);
     QGuiApplication::setDesktopFileName(argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("mosaro-qt"));
     Window window;
-    window.resize(640, 400);
-    window.show();
+    window.setTitle(QGuiApplication::desktopFileName());
+    int width = 640, height = 400;
+    if (argc > 2)
+        std::sscanf(argv[2], "%dx%d", &width, &height);
+    window.resize(width, height);
+    QObject::connect(&window, &QWindow::windowStateChanged, [](Qt::WindowState state) {
+        std::printf("state %s\n", state == Qt::WindowMaximized ? "maximized" : "normal");
+        std::fflush(stdout);
+    });
+    if (argc > 3 && QByteArray(argv[3]) == "maximized")
+        window.showMaximized();
+    else
+        window.show();
     return app.exec();
 }

@@ -13,13 +13,13 @@ if [ "${1:-}" = --inside ]; then
     pids=()
     trap 'kill "${pids[@]}" 2>/dev/null; wait 2>/dev/null' EXIT
     /usr/bin/python3 "$here/bar.py" 40 top & pids+=($!)
-    "$client" window "Mosaro target" 700x500 >/dev/null & pids+=($!)
+    "$build/wayland-clients/mosaro_wayland_client" "Mosaro target" 700x500 >/dev/null & pids+=($!)
     sleep 1.5
     XDG_CONFIG_HOME=$HOME/config XDG_DATA_HOME=$HOME/data "$build/mosaro" 2>/dev/null & pids+=($!)
     sleep 2
-    "$client" keys Meta+Return
+    "$client" Meta+Return
     sleep 0.5
-    "$client" keys Shift+Right
+    "$client" Shift+Right
     sleep 0.5
     xwd -root -silent -out "$2"
     exit 0

@@ -1,4 +1,3 @@
-#include "Platform/KeyEvent.h"
 #include "Platform/Wayland/KWin/KWinRecords.h"
 
 #include <QJsonArray>
@@ -40,7 +39,9 @@ TEST(KWinRecords, HostileRecordsReadAsNothing)
         EXPECT_FALSE(KWin::window(json(row.record))) << row.name;
 
     EXPECT_EQ(KWin::outputs(json(R"([{"frame":{"x":0,"y":0,"width":1440,"height":900},
-        "visible":{"x":0,"y":40,"width":1440,"height":860},"model":"DELL U2720Q"}])"))->front().model,
+        "visible":{"x":0,"y":40,"width":1440,"height":860},"model":"DELL U2720Q"}])"))
+                  ->front()
+                  .model,
               QStringLiteral("DELL U2720Q"));
     EXPECT_FALSE(KWin::outputs(json(R"([{"frame":{"x":0,"y":0,"width":0,"height":900},
         "visible":{"x":0,"y":0,"width":0,"height":900}}])")));
@@ -51,15 +52,16 @@ TEST(KWinRecords, HostileRecordsReadAsNothing)
 // "none", an escaped comma), defaults, then the name people see; Mosaro's own entries left out.
 TEST(KWinRecords, FindsKDEsBindingsOfAKey)
 {
-    const QString file = QStringLiteral("[kwin]\n"
-                                         "_k_friendly_name=KWin\n"
-                                         "Window to Next Screen=Meta+Shift+Right,Meta+Shift+Right,Window to Next Screen\n"
-                                         "Switch One Desktop Down=,Meta+Ctrl+Down,Switch One Desktop Down\n"
-                                         "Mosaro 1=Meta+Return,none,Mosaro: shortcut 1\n"
-                                         "[plasmashell]\n"
-                                         "_k_friendly_name=Plasma\n"
-                                         "zoom in=Meta++\\tMeta+=,Meta++,Zoom In\n"
-                                         "comma=Meta+\\,,none,Comma\n");
+    const QString file =
+        QStringLiteral("[kwin]\n"
+                       "_k_friendly_name=KWin\n"
+                       "Window to Next Screen=Meta+Shift+Right,Meta+Shift+Right,Window to Next Screen\n"
+                       "Switch One Desktop Down=,Meta+Ctrl+Down,Switch One Desktop Down\n"
+                       "Mosaro 1=Meta+Return,none,Mosaro: shortcut 1\n"
+                       "[plasmashell]\n"
+                       "_k_friendly_name=Plasma\n"
+                       "zoom in=Meta++\\tMeta+=,Meta++,Zoom In\n"
+                       "comma=Meta+\\,,none,Comma\n");
     struct Row {
         const char* keys;
         QStringList found;
@@ -74,31 +76,6 @@ TEST(KWinRecords, FindsKDEsBindingsOfAKey)
     for (const Row& row : rows) {
         const int key = QKeySequence::fromString(QLatin1String(row.keys), QKeySequence::PortableText)[0].toCombined();
         EXPECT_EQ(KWin::actionsHolding(file, key, QStringLiteral("Mosaro ")), row.found) << row.keys;
-    }
-}
-
-// Mosaro's shortcuts (portable key codes, their modifier masks) as KDE's key ints.
-TEST(KWinRecords, NamesShortcutsAsKDEDoes)
-{
-    const auto keymap = Sway::Keymap::create(QStringLiteral("us"));
-    ASSERT_TRUE(keymap);
-    struct Row {
-        std::uint32_t keyCode;
-        std::int64_t modifiers;
-        const char* keys;
-    };
-    const Row rows[] = {
-        {36, CarbonModifier::command, "Meta+Return"},
-        {124, CarbonModifier::command | CarbonModifier::shift, "Meta+Shift+Right"},
-        {17, CarbonModifier::control | CarbonModifier::option, "Ctrl+Alt+T"},
-        {53, 0, "Esc"},
-        {116, CarbonModifier::command, "Meta+PgUp"},
-    };
-    for (const Row& row : rows) {
-        const auto key = KWin::kdeKey(*keymap, row.keyCode, std::uint32_t(row.modifiers));
-        ASSERT_TRUE(key) << row.keys;
-        EXPECT_EQ(QKeySequence(QKeyCombination::fromCombined(*key)).toString(QKeySequence::PortableText),
-                  QLatin1String(row.keys));
     }
 }
 
