@@ -112,10 +112,7 @@ KWinSession::~KWinSession()
 
 QStringList KWinSession::userCommand() const
 {
-    if (!m_asNobody)
-        return {};
-    return {QStringLiteral("/usr/bin/setpriv"), QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-            QStringLiteral("--clear-groups"), QStringLiteral("--")};
+    return asUser(m_asNobody);
 }
 
 QString KWinSession::executable(const QString& path)
@@ -143,15 +140,8 @@ pid_t KWinSession::spawn(const QStringList& argv, const QStringList& extra)
     QStringList command;
     QString program = argv.value(0);
     if (program == QLatin1String("kwin_wayland") && m_root) {
-        command << QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT) << QStringLiteral("run") << QStringLiteral("--runtime")
-                << m_runtime << QStringLiteral("--session-bus");
-        for (const QString& variable : environment)
-            if (!variable.startsWith(QLatin1String("PATH=")) && !variable.startsWith(QLatin1String("HOME=")) &&
-                !variable.startsWith(QLatin1String("XDG_RUNTIME_DIR=")) &&
-                !variable.startsWith(QLatin1String("DBUS_SESSION_BUS_ADDRESS=")))
-                command << QStringLiteral("--env") << variable;
-        command << QStringLiteral("--") << QStringLiteral("/usr/local/bin/kwin_wayland");
-        environment[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin");
+        command = rootRun(m_runtime, environment, {QStringLiteral("--session-bus")})
+                  << QStringLiteral("/usr/local/bin/kwin_wayland");
     } else {
         if (program == QLatin1String("kwin_wayland")) {
             program = m_runtime + QStringLiteral("/bin/kwin_wayland");
@@ -173,17 +163,10 @@ QString KWinSession::log(const QString& program) const
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-std::optional<QJsonObject> KWinSession::startWindow(const QString& title, const QStringList& how)
+bool KWinSession::startWindow(const QString& title, const QStringList& how)
 {
     spawn(QStringList{executable(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH)), title} + how);
-    QJsonObject found;
-    eventually(
-        [&] {
-            found = window(title);
-            return !found.isEmpty();
-        },
-        10000);
-    return found.isEmpty() ? std::nullopt : std::optional<QJsonObject>(found);
+    return eventually([&] { return !window(title).isEmpty(); }, 10000);
 }
 
 bool KWinSession::startBar(int height, bool top)
@@ -220,14 +203,9 @@ QJsonObject KWinSession::report()
     QFile log(m_logs + QStringLiteral("/kwin_wayland.log"));
     const qint64 from = log.size();
     const QString kwin = QStringLiteral("org.kde.KWin"), scripting = QStringLiteral("org.kde.kwin.Scripting");
-    const int id =
-        call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("loadScript"), {script.fileName(), name})
-            .toInt();
-    // KWin 6 keeps a script at /Scripting/Script<id>, 5.27 at /<id>. An id can be one a script still
-    // loaded holds (ids count the scripts loaded): start() runs whatever has not run yet.
-    for (const QString& object : {QStringLiteral("/Scripting/Script%1"), QStringLiteral("/%1")})
-        if (call(kwin, object.arg(id), QStringLiteral("org.kde.kwin.Script"), QStringLiteral("run")).isValid())
-            break;
+    // start() runs what is loaded and has not run: no script object path to know (5.27 and 6 differ).
+    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("loadScript"), {script.fileName(), name});
+    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("start"));
     QByteArray line;
     const auto printed = [&] {
         if (!log.isOpen() && !log.open(QIODevice::ReadOnly))
@@ -239,10 +217,7 @@ QJsonObject KWinSession::report()
             line = text.mid(at + mark.size()).split('\n').first();
         return at >= 0 && text.indexOf('\n', at) >= 0;
     };
-    if (!eventually(printed, 300)) {
-        call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("start"));
-        eventually(printed, 2000);
-    }
+    eventually(printed, 2000);
     call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("unloadScript"), {name});
     script.remove();
     return QJsonDocument::fromJson(line).object();
@@ -256,13 +231,17 @@ QJsonObject KWinSession::window(const QString& caption)
     return {};
 }
 
+Rect rectOf(const QJsonValue& frame)
+{
+    const QJsonObject f = frame.toObject();
+    return {f.value(QLatin1String("x")).toDouble(), f.value(QLatin1String("y")).toDouble(),
+            f.value(QLatin1String("width")).toDouble(), f.value(QLatin1String("height")).toDouble()};
+}
+
 std::optional<Rect> KWinSession::frameOf(const QString& caption)
 {
-    const QJsonObject f = window(caption).value(QLatin1String("frame")).toObject();
-    if (f.isEmpty())
-        return std::nullopt;
-    return Rect{f.value(QLatin1String("x")).toDouble(), f.value(QLatin1String("y")).toDouble(),
-                f.value(QLatin1String("width")).toDouble(), f.value(QLatin1String("height")).toDouble()};
+    const QJsonValue frame = window(caption).value(QLatin1String("frame"));
+    return frame.isObject() ? std::optional<Rect>(rectOf(frame)) : std::nullopt;
 }
 
 QVariant KWinSession::call(const QString& service, const QString& path, const QString& interface, const QString& method,

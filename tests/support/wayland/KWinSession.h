@@ -12,6 +12,9 @@
 
 namespace mosaro::test {
 
+// A frame as KWin's scripts give it: {x, y, width, height}, y down.
+Rect rectOf(const QJsonValue& frame);
+
 // A private headless KWin with its own runtime folder, session bus and configuration, its clients,
 // keys typed through KWin's fake-input protocol and the windows read by a read-only script of the
 // tests' own: for the KDE Plasma integration tests. KWin runs from a copy of its binary without
@@ -46,7 +49,7 @@ public:
     QString log(const QString& program) const;
 
     // The tests' Qt window with that title (its arguments: a size, "maximized"), once KWin shows it.
-    std::optional<QJsonObject> startWindow(const QString& title, const QStringList& how = {});
+    bool startWindow(const QString& title, const QStringList& how = {});
     // A GTK layer-shell bar that reserves `height` pixels at the top or bottom of the output.
     bool startBar(int height, bool top);
     // Chords through fake input: "Meta+Return", "Right", "Meta+Shift+Left"; waits until KWin has them.

@@ -5,6 +5,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
+#include <QRegularExpression>
 #include <QThread>
 #include <QTimer>
 
@@ -74,6 +75,28 @@ bool eventually(const std::function<bool()>& condition, int timeoutMs, int stepM
         }
     }
     return true;
+}
+
+QStringList asUser(bool asNobody)
+{
+    if (!asNobody)
+        return {};
+    return {QStringLiteral("/usr/bin/setpriv"), QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+            QStringLiteral("--clear-groups"), QStringLiteral("--")};
+}
+
+QStringList rootRun(const QString& runtime, QStringList& environment, const QStringList& options)
+{
+    QStringList command{QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT), QStringLiteral("run"), QStringLiteral("--runtime"),
+                        runtime};
+    command << options;
+    for (const QString& variable : environment)
+        if (!variable.startsWith(QLatin1String("PATH=")) && !variable.startsWith(QLatin1String("HOME=")) &&
+            !variable.startsWith(QLatin1String("XDG_RUNTIME_DIR=")))
+            command << QStringLiteral("--env") << variable;
+    environment.replaceInStrings(QRegularExpression(QStringLiteral("^PATH=.*")),
+                                 QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin"));
+    return command << QStringLiteral("--");
 }
 
 pid_t launch(const QStringList& command, const QStringList& environment, const QString& log)

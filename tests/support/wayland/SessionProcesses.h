@@ -32,6 +32,12 @@ public:
 };
 
 bool ownFile(const QString& path, bool asNobody, mode_t mode);
+// The words that run a program as the unprivileged user; none when `asNobody` is false.
+QStringList asUser(bool asNobody);
+// The words that run a program of the Debian 13 root (tests/wayland/root/) in the session's runtime
+// folder, with `environment` but what the root's script sets itself, after `options` ("--session-bus",
+// "--join PID"). The script runs as root: `environment`'s PATH becomes the system's administration one.
+QStringList rootRun(const QString& runtime, QStringList& environment, const QStringList& options);
 // Until the condition holds or the time is up, turning the event loop (when there is one) every
 // `stepMs` in between, so that what a test watches arrives meanwhile.
 bool eventually(const std::function<bool()>& condition, int timeoutMs = 5000, int stepMs = 10);

@@ -137,24 +137,13 @@ pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
     // tools that stand for a person's hands and eyes, wtype and grim, stay on this system).
     QStringList command;
     const QString program = argv.value(0);
-    if (m_root && (program == QLatin1String("sway") || program == QLatin1String("foot"))) {
-        command << QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT) << QStringLiteral("run") << QStringLiteral("--runtime")
-                << m_runtime;
-        if (program == QLatin1String("sway"))
-            command << QStringLiteral("--session-bus");
-        else
-            command << QStringLiteral("--join") << QString::number(m_sway);
-        for (const QString& variable : environment)
-            if (!variable.startsWith(QLatin1String("PATH=")) && !variable.startsWith(QLatin1String("HOME=")) &&
-                !variable.startsWith(QLatin1String("XDG_RUNTIME_DIR=")))
-                command << QStringLiteral("--env") << variable;
-        command << QStringLiteral("--");
-        // The script itself runs as root and needs the system's administration tools.
-        environment[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin");
-    } else if (m_asNobody) {
-        command << QStringLiteral("/usr/bin/setpriv") << QStringLiteral("--reuid=65534")
-                << QStringLiteral("--regid=65534") << QStringLiteral("--clear-groups") << QStringLiteral("--");
-    }
+    if (m_root && (program == QLatin1String("sway") || program == QLatin1String("foot")))
+        command =
+            rootRun(m_runtime, environment,
+                    program == QLatin1String("sway") ? QStringList{QStringLiteral("--session-bus")}
+                                                     : QStringList{QStringLiteral("--join"), QString::number(m_sway)});
+    else
+        command = asUser(m_asNobody);
     command << argv;
     const pid_t pid = launch(command, environment,
                              m_logs + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + QStringLiteral(".log"));
