@@ -291,7 +291,7 @@ int main(int argc, char** argv)
     QProcess target;
     target.start(QStringLiteral(MOSARO_WAYLAND_CLIENT), {"Bench target", "700x500"});
     QProcess keys;
-    keys.start(QStringLiteral(MOSARO_KWIN_CLIENT), {"-"});
+    keys.start(QStringLiteral(MOSARO_KWIN_CLIENT), QStringList{});
     QTimer::singleShot(1000, &app, &QCoreApplication::quit);
     app.exec(); // the window maps and takes the keyboard
 

@@ -163,7 +163,7 @@ TEST_F(SwayBackendTest, PlacesWindowsOnTheWorkedFramesExactly)
         const QString size = QStringLiteral("size %1x%2\n")
                                  .arg(content.value(QLatin1String("width")).toInt())
                                  .arg(content.value(QLatin1String("height")).toInt());
-        return spin([&] { return session->output(QStringLiteral(MOSARO_WAYLAND_CLIENT_NAME)).endsWith(size); });
+        return spin([&] { return session->log(QStringLiteral(MOSARO_WAYLAND_CLIENT_NAME)).endsWith(size); });
     };
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         const Row& row = rows[i];

@@ -25,18 +25,11 @@ bool copyFor(const QString& from, const QString& to, bool asNobody)
 
 } // namespace
 
-KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QStringLiteral("/mosaro-kwin-XXXXXX"))
+KWinSession::KWinSession(const Options& options) : CompositorSession(QStringLiteral("kwin"), options.root)
 {
-    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-    m_base.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_KEEP_KWIN_SESSION"));
-    m_asNobody = ::geteuid() == 0;
-    m_root = options.root;
-    m_runtime = m_base.path() + QStringLiteral("/run");
-    m_logs = m_base.path() + QStringLiteral("/logs");
-    const QString home = m_base.path() + QStringLiteral("/home");
     // KWin reads its configuration, the .desktop files that grant fake input and Mosaro's script
     // from the runtime folder, which the Debian 13 root sees at the same path.
-    for (const QString& dir : {m_runtime, home, m_logs, m_runtime + QStringLiteral("/config/menus"),
+    for (const QString& dir : {m_runtime + QStringLiteral("/config/menus"),
                                m_runtime + QStringLiteral("/share/applications"), m_runtime + QStringLiteral("/bin")})
         QDir().mkpath(dir);
     m_client = m_runtime + QStringLiteral("/bin/mosaro_kwin_client");
@@ -44,8 +37,7 @@ KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QSt
         QFile file(path);
         return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
     };
-    bool prepared = m_base.isValid() && ownFile(m_base.path(), false, 0711) &&
-                    copyFor(QStringLiteral(MOSARO_KWIN_CLIENT_PATH), m_client, false) &&
+    bool prepared = ok() && copyFor(QStringLiteral(MOSARO_KWIN_CLIENT_PATH), m_client, false) &&
                     write(m_runtime + QStringLiteral("/share/applications/mosaro-test-client.desktop"),
                           QStringLiteral("[Desktop Entry]\nType=Application\nName=Mosaro test client\nExec=%1\n"
                                          "NoDisplay=true\nX-KDE-Wayland-Interfaces=org_kde_kwin_fake_input\n")
@@ -55,21 +47,15 @@ KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QSt
                           "<Menu><Name>Applications</Name><DefaultAppDirs/><Include><All/></Include></Menu>\n") &&
                     write(m_runtime + QStringLiteral("/config/kglobalshortcutsrc"), options.shortcuts.toUtf8()) &&
                     QFile::copy(QStringLiteral(MOSARO_KWIN_BAR_SCRIPT), m_base.path() + QStringLiteral("/bar.py"));
-    for (const QString& path : {m_runtime, home})
-        prepared = prepared && ownFile(path, m_asNobody, 0700);
     // Everything below the runtime folder belongs to the session's user.
     if (prepared && m_asNobody)
         prepared = QProcess::execute(QStringLiteral("chown"),
-                                     {QStringLiteral("-R"), QStringLiteral("65534:65534"), m_runtime, home}) == 0;
+                                     {QStringLiteral("-R"), QStringLiteral("65534:65534"), m_runtime, m_home}) == 0;
     if (!prepared) {
         m_error = QStringLiteral("cannot prepare the session under %1").arg(m_base.path());
         return;
     }
-    if (!m_root)
-        m_children.push_back(
-            spawn({QStringLiteral("dbus-daemon"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-                   QStringLiteral("--config-file=") + QStringLiteral(MOSARO_SESSION_BUS_CONFIG),
-                   QStringLiteral("--address=") + busAddress()}));
+    startBus();
     m_kwin = spawn({QStringLiteral("kwin_wayland"), QStringLiteral("--virtual"), QStringLiteral("--width"),
                     QStringLiteral("1440"), QStringLiteral("--height"), QStringLiteral("900"),
                     QStringLiteral("--output-count"), QString::number(options.outputs), QStringLiteral("--socket"),
@@ -77,9 +63,7 @@ KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QSt
                    {QStringLiteral("KWIN_COMPOSE=Q")});
     const auto answers = [&] {
         return QFile::exists(m_runtime + QStringLiteral("/bus")) &&
-               call(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"),
-                    QStringLiteral("org.kde.kwin.Scripting"), QStringLiteral("isScriptLoaded"), {QString()})
-                   .isValid();
+               scripting(QStringLiteral("isScriptLoaded"), {QString()}).isValid();
     };
     if (!eventually(answers, 30000)) {
         m_error = QStringLiteral("KWin did not start: %1").arg(log(QStringLiteral("kwin_wayland")).right(1500));
@@ -89,7 +73,7 @@ KWinSession::KWinSession(const Options& options) : m_base(QDir::tempPath() + QSt
     m_keys = std::make_unique<QProcess>();
     QStringList command = userCommand() << QStringLiteral("/usr/bin/env") << QStringLiteral("-i");
     command << QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime << QStringLiteral("WAYLAND_DISPLAY=wayland-kwin")
-            << m_client << QStringLiteral("-");
+            << m_client;
     m_keys->start(command.takeFirst(), command);
     if (!m_keys->waitForStarted(5000) || !press(QStringLiteral("Shift")))
         m_error = QStringLiteral("the fake-input client was refused: %1").arg(QString::fromUtf8(m_keys->readAll()));
@@ -103,11 +87,7 @@ KWinSession::~KWinSession()
             m_keys->kill();
         m_keys->waitForFinished(1000);
     }
-    // KWin first, its bus last.
-    if (m_kwin > 0)
-        ::kill(m_kwin, SIGTERM);
-    eventually([&] { return ::waitpid(m_kwin, nullptr, WNOHANG) != 0; }, 3000);
-    stopSession(m_runtime, m_children, m_asNobody);
+    stop(m_kwin); // KWin first, its bus last
 }
 
 QStringList KWinSession::userCommand() const
@@ -117,16 +97,14 @@ QStringList KWinSession::userCommand() const
 
 QString KWinSession::executable(const QString& path)
 {
-    // The build folder may be closed to the session's user.
-    QDir().mkpath(m_base.path() + QStringLiteral("/bin"));
-    const QString copy = m_base.path() + QStringLiteral("/bin/") + QFileInfo(path).fileName();
-    return copyFor(path, copy, false) ? copy : path;
+    const QString copy = copyHere(path);
+    return copy.isEmpty() ? path : copy;
 }
 
 pid_t KWinSession::spawn(const QStringList& argv, const QStringList& extra)
 {
     QStringList environment = {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"),
-                               QStringLiteral("HOME=") + m_base.path() + QStringLiteral("/home"),
+                               QStringLiteral("HOME=") + m_home,
                                QStringLiteral("LANG=C.UTF-8"),
                                QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
                                QStringLiteral("XDG_CONFIG_HOME=") + m_runtime + QStringLiteral("/config"),
@@ -150,17 +128,10 @@ pid_t KWinSession::spawn(const QStringList& argv, const QStringList& extra)
         command << userCommand() << program;
     }
     command << argv.mid(1);
-    const pid_t pid =
-        launch(command, environment, m_logs + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + ".log");
+    const pid_t pid = launch(command, environment, logPath(argv.value(0)));
     if (pid > 0)
         m_children.push_back(pid);
     return pid;
-}
-
-QString KWinSession::log(const QString& program) const
-{
-    QFile file(m_logs + QLatin1Char('/') + program + QStringLiteral(".log"));
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
 bool KWinSession::startWindow(const QString& title, const QStringList& how)
@@ -202,10 +173,9 @@ QJsonObject KWinSession::report()
     script.close();
     QFile log(m_logs + QStringLiteral("/kwin_wayland.log"));
     const qint64 from = log.size();
-    const QString kwin = QStringLiteral("org.kde.KWin"), scripting = QStringLiteral("org.kde.kwin.Scripting");
     // start() runs what is loaded and has not run: no script object path to know (5.27 and 6 differ).
-    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("loadScript"), {script.fileName(), name});
-    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("start"));
+    scripting(QStringLiteral("loadScript"), {script.fileName(), name});
+    scripting(QStringLiteral("start"));
     QByteArray line;
     const auto printed = [&] {
         if (!log.isOpen() && !log.open(QIODevice::ReadOnly))
@@ -218,7 +188,7 @@ QJsonObject KWinSession::report()
         return at >= 0 && text.indexOf('\n', at) >= 0;
     };
     eventually(printed, 2000);
-    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("unloadScript"), {name});
+    scripting(QStringLiteral("unloadScript"), {name});
     script.remove();
     return QJsonDocument::fromJson(line).object();
 }
@@ -260,11 +230,10 @@ QVariant KWinSession::call(const QString& service, const QString& path, const QS
     return result;
 }
 
-bool KWinSession::scriptLoaded(const QString& name)
+QVariant KWinSession::scripting(const QString& method, const QVariantList& arguments)
 {
     return call(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"), QStringLiteral("org.kde.kwin.Scripting"),
-                QStringLiteral("isScriptLoaded"), {name})
-        .toBool();
+                method, arguments);
 }
 
 } // namespace mosaro::test

@@ -37,16 +37,11 @@ public:
     KWinSession(const KWinSession&) = delete;
     KWinSession& operator=(const KWinSession&) = delete;
 
-    bool ok() const { return m_error.isEmpty(); }
-    QString error() const { return m_error; }
-    QString runtimeDirectory() const override { return m_runtime; }
     QString waylandDisplay() const override { return m_runtime + QStringLiteral("/wayland-kwin"); }
-    QString busAddress() const override { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
     QStringList userCommand() const override;
     QString executable(const QString& path) override;
 
-    pid_t spawn(const QStringList& argv, const QStringList& extra = {});
-    QString log(const QString& program) const;
+    pid_t spawn(const QStringList& argv, const QStringList& extra = {}) override;
 
     // The tests' Qt window with that title (its arguments: a size, "maximized"), once KWin shows it.
     bool startWindow(const QString& title, const QStringList& how = {});
@@ -59,22 +54,16 @@ public:
     QJsonObject report();
     QJsonObject window(const QString& caption);
     std::optional<Rect> frameOf(const QString& caption);
-    bool scriptLoaded(const QString& name);
     // A D-Bus call to KWin's side of the session bus; the reply's first argument.
     QVariant call(const QString& service, const QString& path, const QString& interface, const QString& method,
                   const QVariantList& arguments = {});
+    // One of KWin's scripting calls ("isScriptLoaded", "loadScript", ...).
+    QVariant scripting(const QString& method, const QVariantList& arguments = {});
 
 private:
-    QString m_error;
-    QTemporaryDir m_base;
-    QString m_runtime;
-    QString m_logs;
     QString m_client;
     int m_reports = 0;
-    bool m_asNobody = false;
-    bool m_root = false;
     pid_t m_kwin = -1;
-    std::vector<pid_t> m_children;
     std::unique_ptr<QProcess> m_keys;
 };
 

@@ -5,12 +5,14 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QThread>
 #include <QTimer>
 
 #include <csignal>
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -159,6 +161,69 @@ void stopSession(const QString& runtime, std::vector<pid_t> children, bool asNob
         if (mine && parentOf(pid, &state) == ::getpid())
             ::waitpid(pid, nullptr, state == 'Z' ? 0 : WNOHANG);
     }
+}
+
+CompositorSession::CompositorSession(const QString& name, bool root)
+    : m_base(QDir::tempPath() + QStringLiteral("/mosaro-%1-XXXXXX").arg(name)), m_asNobody(::geteuid() == 0),
+      m_root(root)
+{
+    // Orphans of what the compositor starts (a bar, the commands of its bindings) come back to us,
+    // so that they can be found, stopped and reaped.
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    m_base.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_KEEP_SESSION"));
+    m_runtime = m_base.path() + QStringLiteral("/run");
+    m_home = m_base.path() + QStringLiteral("/home");
+    m_logs = m_base.path() + QStringLiteral("/logs");
+    for (const QString& dir : {m_runtime, m_home, m_logs})
+        QDir().mkpath(dir);
+    if (!m_base.isValid() || !ownFile(m_base.path(), false, 0711) || !ownFile(m_runtime, m_asNobody, 0700) ||
+        !ownFile(m_home, m_asNobody, 0700))
+        m_error = QStringLiteral("cannot prepare the session's directories under %1").arg(m_base.path());
+}
+
+CompositorSession::~CompositorSession()
+{
+    // What the compositor started carries its environment, the runtime folder included.
+    stopSession(m_runtime, m_children, m_asNobody);
+}
+
+QString CompositorSession::logPath(const QString& program) const
+{
+    return m_logs + QLatin1Char('/') + QFileInfo(program).fileName() + QStringLiteral(".log");
+}
+
+pid_t CompositorSession::startBus()
+{
+    if (m_root)
+        return -1;
+    return spawn({QStringLiteral("dbus-daemon"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                  QStringLiteral("--config-file=") + QStringLiteral(MOSARO_SESSION_BUS_CONFIG),
+                  QStringLiteral("--address=") + busAddress()});
+}
+
+QString CompositorSession::log(const QString& program) const
+{
+    QFile file(logPath(program));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+void CompositorSession::stop(pid_t pid)
+{
+    if (pid <= 0)
+        return;
+    ::kill(pid, SIGTERM);
+    if (!eventually([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+    }
+    std::erase(m_children, pid);
+}
+
+QString CompositorSession::copyHere(const QString& path)
+{
+    QDir().mkpath(m_base.path() + QStringLiteral("/bin"));
+    const QString copy = m_base.path() + QStringLiteral("/bin/") + QFileInfo(path).fileName();
+    return (QFile::exists(copy) || QFile::copy(path, copy)) && ownFile(copy, false, 0755) ? copy : QString();
 }
 
 } // namespace mosaro::test

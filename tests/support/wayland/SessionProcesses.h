@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 
 #include <sys/types.h>
 
@@ -16,19 +17,51 @@ namespace mosaro::test {
 // the processes of a session found by its runtime folder and stopped by pid.
 inline constexpr uid_t unprivilegedUid = 65534; // nobody
 
-// What a compositor's session tells the programs started on it, Mosaro among them.
+// A compositor's private session under /tmp, as the programs started on it see it (Mosaro among
+// them): its runtime folder and home (the session user's), its programs' logs, its bus beside the
+// runtime folder; everything it started is stopped by pid at the end. MOSARO_KEEP_SESSION=1 keeps
+// the folders (configuration, logs, screenshots).
 class CompositorSession {
 public:
-    virtual ~CompositorSession() = default;
-    virtual QString runtimeDirectory() const = 0;
+    virtual ~CompositorSession();
     virtual QString waylandDisplay() const = 0;
-    virtual QString busAddress() const = 0;
     // Mosaro's environment beyond the runtime folder, the display and the bus.
     virtual QStringList mosaroEnvironment() const { return {}; }
     // The words that run a program as the session's user; none: as the tests themselves.
     virtual QStringList userCommand() const { return {}; }
     // A path of the program that the session's user can run.
     virtual QString executable(const QString& path) { return path; }
+    bool ok() const { return m_error.isEmpty(); }
+    QString error() const { return m_error; }
+    QString runtimeDirectory() const { return m_runtime; }
+    QString busAddress() const { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
+    // Starts a program of the compositor's system as the session's user, with the session's
+    // environment plus `extra`; its output goes to a log file named after it. Returns its pid.
+    virtual pid_t spawn(const QStringList& argv, const QStringList& extra = {}) = 0;
+    // What a program started on the session has printed so far.
+    QString log(const QString& program) const;
+    // SIGTERM, then SIGKILL after three seconds.
+    void stop(pid_t pid);
+
+protected:
+    // `name` goes into the folder's name; `root`: the compositor comes from the Debian 13 root.
+    CompositorSession(const QString& name, bool root);
+    // A copy of a program beside the session, which the session's user can run (the build folder
+    // may be closed to it).
+    QString copyHere(const QString& path);
+    QString logPath(const QString& program) const;
+    // The session bus, unless the Debian 13 root's run starts its own beside the compositor (both
+    // admit the tests' root user too).
+    pid_t startBus();
+
+    QString m_error;
+    QTemporaryDir m_base;
+    QString m_runtime;
+    QString m_home;
+    QString m_logs;
+    bool m_asNobody = false;
+    bool m_root = false;
+    std::vector<pid_t> m_children;
 };
 
 bool ownFile(const QString& path, bool asNobody, mode_t mode);

@@ -39,26 +39,10 @@ QJsonObject findNode(const QJsonObject& node, std::int64_t id)
 
 } // namespace
 
-SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QStringLiteral("/mosaro-sway-XXXXXX"))
+SwaySession::SwaySession(const Options& options) : CompositorSession(QStringLiteral("sway"), options.root)
 {
-    // Orphans of what sway starts (its bar, the commands of its bindings) come back to us, so
-    // that they can be found, stopped and reaped.
-    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-    // MOSARO_KEEP_SWAY_SESSION=1 keeps the configuration, the logs and the screenshots.
-    m_base.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_KEEP_SWAY_SESSION"));
-    m_asNobody = ::geteuid() == 0;
-    m_root = options.root;
-    m_runtime = m_base.path() + QStringLiteral("/run");
-    m_home = m_base.path() + QStringLiteral("/home");
-    m_logs = m_base.path() + QStringLiteral("/logs");
-    QDir().mkpath(m_runtime);
-    QDir().mkpath(m_home);
-    QDir().mkpath(m_logs);
-    if (!m_base.isValid() || !ownFile(m_base.path(), false, 0711) || !ownFile(m_runtime, m_asNobody, 0700) ||
-        !ownFile(m_home, m_asNobody, 0700)) {
-        m_error = QStringLiteral("cannot prepare the session's directories under %1").arg(m_base.path());
+    if (!ok())
         return;
-    }
     QString config = QStringLiteral("xwayland disable\nswaynag_command -\nswaybg_command -\n");
     if (options.debianDefaults)
         config += QStringLiteral("include %1\n").arg(defaultConfig());
@@ -73,21 +57,15 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
     }
     file.close();
     const QString bus = m_runtime + QStringLiteral("/bus");
-    // The root's run starts its own bus beside sway; both admit the tests' root user too.
-    if (!m_root)
-        m_bus = spawn({QStringLiteral("dbus-daemon"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-                       QStringLiteral("--config-file=") + QStringLiteral(MOSARO_SESSION_BUS_CONFIG),
-                       QStringLiteral("--address=") + busAddress()});
+    m_bus = startBus();
     m_sway = spawn({QStringLiteral("sway"), QStringLiteral("-c"), configPath()});
     if (!eventually([&] { return QFile::exists(bus); }, 20000)) {
         m_error = QStringLiteral("the session bus did not start");
         return;
     }
     if (!eventually([&] { return !ask(QStringLiteral("get_version")).isEmpty(); }, 20000)) {
-        QFile log(m_logs + QStringLiteral("/sway.log"));
-        log.open(QIODevice::ReadOnly);
-        m_error = QStringLiteral("sway did not answer on %1: %2")
-                      .arg(swaySocket(), QString::fromUtf8(log.readAll().right(2000)));
+        m_error =
+            QStringLiteral("sway did not answer on %1: %2").arg(swaySocket(), log(QStringLiteral("sway")).right(2000));
         return;
     }
     // One keyboard stays on the seat for the whole session: a wtype that brings its own keyboard
@@ -99,8 +77,6 @@ SwaySession::~SwaySession()
 {
     if (m_sway > 0)
         ::kill(compositorPid(), SIGCONT);
-    // What sway started carries its environment, the runtime directory included.
-    stopSession(m_runtime, m_children, m_asNobody);
 }
 
 QString SwaySession::defaultConfig()
@@ -145,23 +121,10 @@ pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
     else
         command = asUser(m_asNobody);
     command << argv;
-    const pid_t pid = launch(command, environment,
-                             m_logs + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + QStringLiteral(".log"));
+    const pid_t pid = launch(command, environment, logPath(argv.value(0)));
     if (pid > 0)
         m_children.push_back(pid);
     return pid;
-}
-
-void SwaySession::stop(pid_t pid)
-{
-    if (pid <= 0)
-        return;
-    ::kill(pid, SIGTERM);
-    if (!eventually([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
-    }
-    std::erase(m_children, pid);
 }
 
 std::vector<pid_t> SwaySession::processes() const
@@ -209,20 +172,11 @@ std::optional<SwaySession::Window> SwaySession::startFoot(const QString& appId, 
 
 std::optional<SwaySession::Window> SwaySession::startQtWindow(const QString& appId, int timeoutMs)
 {
-    // A copy beside the session: the build folder may be closed to the unprivileged user.
-    const QString client =
-        m_base.path() + QLatin1Char('/') + QFileInfo(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH)).fileName();
-    if (!QFile::exists(client) &&
-        (!QFile::copy(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH), client) || !ownFile(client, false, 0755)))
+    const QString client = copyHere(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH));
+    if (client.isEmpty())
         return std::nullopt;
     spawn({client, appId}, {QStringLiteral("QT_QPA_PLATFORM=wayland")});
     return waitForWindow(appId, timeoutMs);
-}
-
-QString SwaySession::output(const QString& program) const
-{
-    QFile log(m_logs + QLatin1Char('/') + QFileInfo(program).fileName() + QStringLiteral(".log"));
-    return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()) : QString();
 }
 
 pid_t SwaySession::type(const QString& keys)

@@ -45,21 +45,14 @@ public:
     SwaySession(const SwaySession&) = delete;
     SwaySession& operator=(const SwaySession&) = delete;
 
-    bool ok() const { return m_error.isEmpty(); }
-    QString error() const { return m_error; }
     QString swaySocket() const { return m_runtime + QStringLiteral("/sway.sock"); }
     // The compositor's socket as it named it (sway 1.7 and 1.10 take the first free wayland-N).
     QString waylandDisplay() const override;
-    QString runtimeDirectory() const override { return m_runtime; }
-    QString busAddress() const override { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
     QStringList mosaroEnvironment() const override { return {QStringLiteral("SWAYSOCK=") + swaySocket()}; }
     QString configPath() const { return m_runtime + QStringLiteral("/sway.config"); }
     pid_t compositorPid() const;
 
-    // Starts a program of the compositor's system as the session's user, with the session's
-    // environment plus `extra`; its output goes to a log file named after it. Returns its pid.
-    pid_t spawn(const QStringList& argv, const QStringList& extra = {});
-    void stop(pid_t pid);
+    pid_t spawn(const QStringList& argv, const QStringList& extra = {}) override;
 
     // A client window, once sway manages it: its container id and pid.
     struct Window {
@@ -71,8 +64,6 @@ public:
     std::optional<Window> startQtWindow(const QString& appId, int timeoutMs = 10000);
     std::optional<Window> waitForWindow(const QString& appId, int timeoutMs);
     std::optional<Window> waitForTitle(const QString& title, int timeoutMs);
-    // What a program started by `spawn` has printed so far.
-    QString output(const QString& program) const;
 
     // Keys through wtype, e.g. "logo+shift+Right" or "Escape"; waits until wtype is done.
     bool press(const QString& keys);
@@ -102,17 +93,9 @@ private:
     std::optional<Window> waitFor(const QString& field, const QString& value, int timeoutMs);
     // Debian's default configuration of the compositor's system.
     QString defaultConfig();
-    QString m_error;
-    QTemporaryDir m_base;
-    QString m_runtime;
-    QString m_home;
-    QString m_logs;
-    bool m_asNobody = false;
-    bool m_root = false;
     pid_t m_bus = -1;
     pid_t m_sway = -1;
     pid_t m_keyboard = -1;
-    std::vector<pid_t> m_children;
 };
 
 } // namespace mosaro::test

@@ -1,9 +1,8 @@
 // Types through KWin's fake-input protocol, for the KWin tests:
 //
-//   mosaro_kwin_client TOKEN...   a token is a key name or evdev code ("Escape", "28"), or a chord
-//                                 pressed in order and released in reverse ("Meta+Shift+Left")
-//   mosaro_kwin_client -          reads lines of tokens from standard input and answers "ok" once
-//                                 KWin has each line
+//   mosaro_kwin_client   reads lines of tokens from standard input and answers "ok" once KWin has
+//                        each line; a token is a key name or evdev code ("Escape", "28"), or a
+//                        chord pressed in order and released in reverse ("Meta+Shift+Left")
 //
 // KWin offers fake input only to a program whose executable a .desktop file names, and finds the
 // executable through /proc, so this program runs as KWin's own user.
@@ -87,7 +86,7 @@ bool typeLine(FakeInput& fake, const std::string& line)
     return wl_display_roundtrip(fake.display) >= 0;
 }
 
-int keys(const std::vector<std::string>& args)
+int keys()
 {
     FakeInput fake;
     fake.display = wl_display_connect(nullptr);
@@ -105,16 +104,9 @@ int keys(const std::vector<std::string>& args)
     }
     org_kde_kwin_fake_input_authenticate(fake.input, "Mosaro tests", "types the keys of the integration tests");
     int status = 0;
-    if (args.size() == 1 && args[0] == "-") {
-        for (std::string line; status == 0 && std::getline(std::cin, line);) {
-            status = typeLine(fake, line) ? 0 : 1;
-            std::cout << (status == 0 ? "ok" : "failed") << std::endl;
-        }
-    } else {
-        std::string line;
-        for (const auto& arg : args)
-            line += arg + ' ';
+    for (std::string line; status == 0 && std::getline(std::cin, line);) {
         status = typeLine(fake, line) ? 0 : 1;
+        std::cout << (status == 0 ? "ok" : "failed") << std::endl;
     }
     wl_display_disconnect(fake.display);
     return status;
@@ -122,11 +114,7 @@ int keys(const std::vector<std::string>& args)
 
 } // namespace
 
-int main(int argc, char** argv)
+int main()
 {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: %s TOKEN...|-\n", argv[0]);
-        return 64;
-    }
-    return keys(std::vector<std::string>(argv + 1, argv + argc));
+    return keys();
 }

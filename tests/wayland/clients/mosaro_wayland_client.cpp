@@ -1,6 +1,6 @@
 // A plain Qt window on the Wayland platform, for the integration tests: its app_id and title are
 // the first argument, then an optional size ("700x500") and "maximized". It prints each size it
-// takes, each key it receives and each state it is put in ("state normal").
+// takes, each key it receives and, started maximized, each state it is put in ("state normal").
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
@@ -38,13 +38,14 @@ int main(int argc, char** argv)
     if (argc > 2)
         std::sscanf(argv[2], "%dx%d", &width, &height);
     window.resize(width, height);
-    QObject::connect(&window, &QWindow::windowStateChanged, [](Qt::WindowState state) {
-        std::printf("state %s\n", state == Qt::WindowMaximized ? "maximized" : "normal");
-        std::fflush(stdout);
-    });
-    if (argc > 3 && QByteArray(argv[3]) == "maximized")
+    // A window started maximized says when it is no longer (the others' logs end with their size).
+    if (argc > 3 && QByteArray(argv[3]) == "maximized") {
+        QObject::connect(&window, &QWindow::windowStateChanged, [](Qt::WindowState state) {
+            std::printf("state %s\n", state == Qt::WindowMaximized ? "maximized" : "normal");
+            std::fflush(stdout);
+        });
         window.showMaximized();
-    else
+    } else
         window.show();
     return app.exec();
 }

@@ -17,9 +17,9 @@ if [ "${1:-}" = --inside ]; then
     sleep 1.5
     XDG_CONFIG_HOME=$HOME/config XDG_DATA_HOME=$HOME/data "$build/mosaro" 2>/dev/null & pids+=($!)
     sleep 2
-    "$client" Meta+Return
+    echo Meta+Return | "$client"
     sleep 0.5
-    "$client" Shift+Right
+    echo Shift+Right | "$client"
     sleep 0.5
     xwd -root -silent -out "$2"
     exit 0
