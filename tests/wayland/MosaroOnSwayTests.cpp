@@ -35,11 +35,6 @@ MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
 const QString bottomBar = QStringLiteral("bar {\n position bottom\n height 25\n}");
 const QString panelTitle = QStringLiteral("Mosaro overlay");
 
-bool spin(const std::function<bool()>& condition, int ms = 5000)
-{
-    return eventually(condition, ms, 20);
-}
-
 struct Compositor {
     const char* name;
     bool root;
@@ -83,11 +78,11 @@ protected:
     }
     bool panelHoldsKeyboard()
     {
-        return spin([&] { return panel().value(QLatin1String("focused")).toBool(); });
+        return eventually([&] { return panel().value(QLatin1String("focused")).toBool(); });
     }
     bool panelGone()
     {
-        return spin([&] { return !panel().value(QLatin1String("visible")).toBool(); });
+        return eventually([&] { return !panel().value(QLatin1String("visible")).toBool(); });
     }
     bool trigger(const QString& keys = QStringLiteral("logo+Return"))
     {
@@ -95,7 +90,7 @@ protected:
     }
     bool frameIs(std::int64_t id, const Rect& frame)
     {
-        return spin([&] { return session->frameOf(id) == frame; }, 3000);
+        return eventually([&] { return session->frameOf(id) == frame; }, 3000);
     }
     void TearDown() override
     {
@@ -159,7 +154,8 @@ TEST_P(MosaroOnSway, PlacesWindowsOnTheWorkedFrames)
             EXPECT_EQ(session->container(window.id).value(QLatin1String("type")).toString(),
                       QLatin1String("floating_con"));
             // The keyboard is back with the window.
-            EXPECT_TRUE(spin([&] { return session->container(window.id).value(QLatin1String("focused")).toBool(); }));
+            EXPECT_TRUE(
+                eventually([&] { return session->container(window.id).value(QLatin1String("focused")).toBool(); }));
         }
         app.reset();
         session.reset();
@@ -199,14 +195,14 @@ TEST_P(MosaroOnSway, UnderDebiansDefaultsRefusesTheTriggerAndJumpsToASecondOutpu
     ASSERT_EQ(app->run({QStringLiteral("--trigger")}), 0);
     ASSERT_TRUE(panelHoldsKeyboard());
     ASSERT_TRUE(session->press(QStringLiteral("logo+shift+Right")));
-    EXPECT_TRUE(spin([&] {
+    EXPECT_TRUE(eventually([&] {
         const QJsonObject p = panel();
         return p.value(QLatin1String("rect")).toObject().value(QLatin1String("x")).toInt() >= 1440 &&
                p.value(QLatin1String("focused")).toBool();
     })) << "the panel did not move to the second output";
     ASSERT_TRUE(session->press(QStringLiteral("Return")));
     EXPECT_TRUE(panelGone());
-    EXPECT_TRUE(spin([&] {
+    EXPECT_TRUE(eventually([&] {
         const auto frame = session->frameOf(target->id);
         return frame && frame->x >= 1440 && frame->width == 640; // a third of the 1920 px output
     })) << describe(*session->frameOf(target->id)).toStdString();
@@ -294,7 +290,7 @@ TEST_P(MosaroOnSway, ARecordedTriggerReplacesTheOldOne)
     ASSERT_TRUE(session->press(QStringLiteral("Escape")));
     ASSERT_TRUE(panelGone());
     ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
-    EXPECT_FALSE(spin([&] { return panel().value(QLatin1String("visible")).toBool(); }, 700))
+    EXPECT_FALSE(eventually([&] { return panel().value(QLatin1String("visible")).toBool(); }, 700))
         << "the old trigger still opens the grid";
 }
 
@@ -310,7 +306,7 @@ TEST_P(MosaroOnSway, ThePanelIsDrawnOverTheVisibleFrame)
     ASSERT_TRUE(trigger());
     QImage shot;
     // Drawn when sway has shown the panel's frame: the highlight (the bottom-middle cell) differs.
-    ASSERT_TRUE(spin([&] {
+    ASSERT_TRUE(eventually([&] {
         shot = session->screenshot(QStringLiteral("panel"));
         return !shot.isNull() && shot.pixel(720, 650) != before.pixel(720, 650);
     }));

@@ -32,13 +32,6 @@ constexpr std::uint16_t returnKey = 36;
 constexpr auto command = std::uint32_t(CarbonModifier::command);
 const QString bottomBar = QStringLiteral("bar {\n position bottom\n height 25\n}");
 
-// Turns the event loop (blocking in it, as the application does between two actions, so that
-// what is kept for one turn is read afresh) until the condition holds.
-bool spin(const std::function<bool()>& condition, int ms = 5000)
-{
-    return eventually(condition, ms);
-}
-
 int logged(const char* text)
 {
     int count = 0;
@@ -116,7 +109,7 @@ TEST_F(SwayBackendTest, FocusedWindowAndVisibleFrameWithAndWithoutABar)
         const auto foot = session->startFoot(QStringLiteral("mosaro-foot"));
         ASSERT_TRUE(foot);
         // The bar maps a moment after sway answers.
-        spin([&] { return screens->screens().at(0)->visibleFrame() == row.visible; });
+        eventually([&] { return screens->screens().at(0)->visibleFrame() == row.visible; });
         const auto list = screens->screens();
         ASSERT_EQ(list.size(), 1u);
         EXPECT_EQ(list[0]->frame(), (Rect{0, 0, 1440, 900}));
@@ -141,7 +134,7 @@ TEST_F(SwayBackendTest, FocusedWindowAndVisibleFrameWithAndWithoutABar)
 TEST_F(SwayBackendTest, PlacesWindowsOnTheWorkedFramesExactly)
 {
     start({1440, 900, bottomBar});
-    ASSERT_TRUE(spin([&] { return screens->screens().at(0)->visibleFrame() == Rect{0, 25, 1440, 875}; }));
+    ASSERT_TRUE(eventually([&] { return screens->screens().at(0)->visibleFrame() == Rect{0, 25, 1440, 875}; }));
     struct Row {
         double margin;
         GridCell anchor, extent;
@@ -163,7 +156,7 @@ TEST_F(SwayBackendTest, PlacesWindowsOnTheWorkedFramesExactly)
         const QString size = QStringLiteral("size %1x%2\n")
                                  .arg(content.value(QLatin1String("width")).toInt())
                                  .arg(content.value(QLatin1String("height")).toInt());
-        return spin([&] { return session->log(QStringLiteral(MOSARO_WAYLAND_CLIENT_NAME)).endsWith(size); });
+        return eventually([&] { return session->log(QStringLiteral(MOSARO_WAYLAND_CLIENT_NAME)).endsWith(size); });
     };
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         const Row& row = rows[i];
@@ -186,7 +179,7 @@ TEST_F(SwayBackendTest, PlacesWindowsOnTheWorkedFramesExactly)
     EXPECT_EQ(session->frameOf(qt->id), layoutFrame(rows[std::size(rows) - 1].frame));
     // The window is drawn there too: the client's colour fills the middle of its cell.
     const Rect cell = layoutFrame(rows[std::size(rows) - 1].frame);
-    EXPECT_TRUE(spin([&] {
+    EXPECT_TRUE(eventually([&] {
         const QImage shot = session->screenshot(QStringLiteral("placed"));
         return !shot.isNull() && shot.pixelColor(int(cell.midpoint().x), int(cell.midpoint().y)) == QColor(40, 90, 160);
     }));
@@ -238,17 +231,17 @@ TEST_F(SwayBackendTest, TriggerBindingFiresSurvivesAReloadAndLeavesWithMosaro)
     ASSERT_EQ(service->registerEventHotKey(returnKey, command, {fourCharCode("KBHK"), 7}, ref), HotKeyStatus::noErr);
     EXPECT_TRUE(service->holds(returnKey, command));
     ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
-    ASSERT_TRUE(spin([&] { return pressed.size() == 1; }));
+    ASSERT_TRUE(eventually([&] { return pressed.size() == 1; }));
     EXPECT_EQ(pressed[0], 7u);
 
     ASSERT_TRUE(session->command(QStringLiteral("reload")));
-    ASSERT_TRUE(spin([&] { return logged("binding Mod4+Return again") == 1; }));
+    ASSERT_TRUE(eventually([&] { return logged("binding Mod4+Return again") == 1; }));
     ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
-    ASSERT_TRUE(spin([&] { return pressed.size() == 2; }));
+    ASSERT_TRUE(eventually([&] { return pressed.size() == 2; }));
 
     service.reset();
     ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
-    spin([] { return false; }, 300);
+    eventually([] { return false; }, 300);
     EXPECT_EQ(pressed.size(), 2u);
     // Our binding went, nothing else: sway knows no binding to remove for those keys any more.
     EXPECT_FALSE(session->command(QStringLiteral("unbindsym --no-repeat --inhibited Mod4+Return")));
@@ -291,15 +284,15 @@ TEST_F(SwayBackendTest, AnOutputAddedAndAWorkspaceSwitchAreAnnounced)
     defaultCenter.addObserver(PlatformNotifications::screenParametersDidChange, nullptr, [&](auto&) { ++displays; });
 
     ASSERT_TRUE(session->addOutput());
-    ASSERT_TRUE(spin([&] { return displays == 1; }));
+    ASSERT_TRUE(eventually([&] { return displays == 1; }));
     const auto list = screens->screens();
     ASSERT_EQ(list.size(), 2u);
     EXPECT_EQ(list[1]->frame(), (Rect{1440, -180, 1920, 1080})); // y-up from the 900 px output
     EXPECT_EQ(screenContaining(*screens, {2000, 300}), list[1]);
 
     ASSERT_TRUE(session->command(QStringLiteral("workspace 5")));
-    ASSERT_TRUE(spin([&] { return spaces >= 1; }));
-    spin([] { return false; }, 200);
+    ASSERT_TRUE(eventually([&] { return spaces >= 1; }));
+    eventually([] { return false; }, 200);
     EXPECT_EQ(displays, 1); // a new workspace is no new display
 }
 
@@ -323,10 +316,10 @@ TEST_F(SwayBackendTest, AStoppedCompositorIsBoundedAndAVanishedOneEndsTheChannel
     EXPECT_LT(elapsed, 1500); // one wait for the whole trigger, not one per request
     EXPECT_EQ(logged("failed: no answer within 1000 ms"), 1);
     session->resumeCompositor();
-    EXPECT_TRUE(spin([&] { return focused().has_value(); })); // a new turn of the event loop asks again
+    EXPECT_TRUE(eventually([&] { return focused().has_value(); })); // a new turn of the event loop asks again
 
     session->stopCompositor();
-    ASSERT_TRUE(spin([&] { return gone == 1; }));
+    ASSERT_TRUE(eventually([&] { return gone == 1; }));
     EXPECT_EQ(logged("has gone away"), 1);
     EXPECT_FALSE(focused());
     EXPECT_FALSE(trust.isProcessTrustedWithOptions(false));

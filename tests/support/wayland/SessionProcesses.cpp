@@ -6,7 +6,6 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QThread>
 #include <QTimer>
 
@@ -96,8 +95,7 @@ QStringList rootRun(const QString& runtime, QStringList& environment, const QStr
         if (!variable.startsWith(QLatin1String("PATH=")) && !variable.startsWith(QLatin1String("HOME=")) &&
             !variable.startsWith(QLatin1String("XDG_RUNTIME_DIR=")))
             command << QStringLiteral("--env") << variable;
-    environment.replaceInStrings(QRegularExpression(QStringLiteral("^PATH=.*")),
-                                 QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin"));
+    environment[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin"); // the sessions put PATH first
     return command << QStringLiteral("--");
 }
 

@@ -29,18 +29,10 @@ int keyCode(const std::string& name)
         {"Meta", KEY_LEFTMETA}, {"Shift", KEY_LEFTSHIFT}, {"Ctrl", KEY_LEFTCTRL}, {"Alt", KEY_LEFTALT},
         {"Return", KEY_ENTER},  {"Escape", KEY_ESC},      {"Left", KEY_LEFT},     {"Right", KEY_RIGHT},
         {"Up", KEY_UP},         {"Down", KEY_DOWN},       {"Space", KEY_SPACE},   {"Tab", KEY_TAB},
-        {"F1", KEY_F1},         {"F11", KEY_F11},         {"F12", KEY_F12}};
+        {"F1", KEY_F1},         {"F11", KEY_F11},         {"F12", KEY_F12},       {"T", KEY_T}};
     for (const auto& [n, code] : names) {
         if (name == n)
             return code;
-    }
-    // Letters and digits in the order of their evdev codes.
-    static const std::string rows[] = {"1234567890", "qwertyuiop", "asdfghjkl", "zxcvbnm"};
-    static const int firsts[] = {KEY_1, KEY_Q, KEY_A, KEY_Z};
-    for (int r = 0; r < 4 && name.size() == 1; ++r) {
-        const auto at = rows[r].find(char(std::tolower(name[0])));
-        if (at != std::string::npos)
-            return firsts[r] + int(at);
     }
     char* end = nullptr;
     const long code = std::strtol(name.c_str(), &end, 10);
