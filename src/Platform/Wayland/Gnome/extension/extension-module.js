@@ -1,0 +1,21 @@
+// GNOME Shell 45 and later load extensions as modules.
+import Gio from 'gi://Gio';
+import GLib from 'gi://GLib';
+import Meta from 'gi://Meta';
+import Shell from 'gi://Shell';
+import * as Main from 'resource:///org/gnome/shell/ui/main.js';
+import {Extension} from 'resource:///org/gnome/shell/extensions/extension.js';
+
+import {MosaroShell} from './mosaro.js';
+
+export default class MosaroExtension extends Extension {
+    enable() {
+        this._shell = new MosaroShell({Gio, GLib, Meta, Shell, Main}, this.path, this.metadata['version-name']);
+        this._shell.enable();
+    }
+
+    disable() {
+        this._shell.disable();
+        this._shell = null;
+    }
+}

@@ -1,0 +1,159 @@
+#!/usr/bin/env python3
+"""Drives a headless GNOME Shell by hand, one command per line on standard input.
+
+  gnome-drive.py keys
+      Holds one remote-desktop session of mutter (it ends with this process's connection) and
+      types what each line says: "Super+Shift+Right", "Return", "press Shift_L", "release Shift_L",
+      "sleep 0.2". Answers "ok" per line.
+  gnome-drive.py mosaro
+      Stands in for Mosaro: owns tech.brenmark.mosaro, registers with the extension, and runs
+      "call <Method> [<GVariant text of the arguments>]" against it, answering
+      "ok <ms> <reply>" or "error <ms> <message>"; "window <title>" opens a GTK window of its own
+      under that title (its key presses are printed as "key <name>"), "hide" closes it. The
+      extension's signals are printed as "signal <name> <arguments>".
+
+Run both as the Shell's user in its environment (gnome-shell-headless.sh run <dir> ...).
+"""
+
+import sys
+import time
+
+import gi
+gi.require_version("Gio", "2.0")
+gi.require_version("GLib", "2.0")
+from gi.repository import Gio, GLib  # noqa: E402
+
+KEYSYMS = {
+    "Return": 0xFF0D, "Escape": 0xFF1B, "Tab": 0xFF09, "space": 0x20,
+    "Left": 0xFF51, "Up": 0xFF52, "Right": 0xFF53, "Down": 0xFF54,
+    "Shift_L": 0xFFE1, "Control_L": 0xFFE3, "Alt_L": 0xFFE9, "Super_L": 0xFFEB,
+    "Shift": 0xFFE1, "Control": 0xFFE3, "Alt": 0xFFE9, "Super": 0xFFEB,
+}
+
+
+def keysym(name):
+    if name in KEYSYMS:
+        return KEYSYMS[name]
+    if len(name) == 1:
+        return ord(name)
+    return int(name, 16)
+
+
+def answer(text):
+    print(text, flush=True)
+
+
+def lines(handle):
+    """Calls handle(line) for each line of standard input from the main loop."""
+    loop = GLib.MainLoop()
+    stdin = GLib.IOChannel.unix_new(sys.stdin.fileno())
+
+    # GLib's channel, not Python's file: a watch sees the lines the channel has buffered.
+    def readable(channel, condition):
+        status, line, _, _ = channel.read_line()
+        if status != GLib.IOStatus.NORMAL:
+            loop.quit()
+            return False
+        line = line.strip()
+        if line:
+            handle(line)
+        return True
+
+    GLib.io_add_watch(stdin, GLib.PRIORITY_DEFAULT, GLib.IOCondition.IN | GLib.IOCondition.HUP, readable)
+    loop.run()
+
+
+def keys():
+    bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+    session = bus.call_sync("org.gnome.Mutter.RemoteDesktop", "/org/gnome/Mutter/RemoteDesktop",
+                            "org.gnome.Mutter.RemoteDesktop", "CreateSession", None, None,
+                            Gio.DBusCallFlags.NONE, 5000, None).unpack()[0]
+
+    def session_call(method, args=None):
+        bus.call_sync("org.gnome.Mutter.RemoteDesktop", session, "org.gnome.Mutter.RemoteDesktop.Session",
+                      method, args, None, Gio.DBusCallFlags.NONE, 5000, None)
+
+    def key(name, pressed):
+        session_call("NotifyKeyboardKeysym", GLib.Variant("(ub)", (keysym(name), pressed)))
+
+    session_call("Start")
+    answer("ready")
+
+    def handle(line):
+        words = line.split()
+        if words[0] == "sleep":
+            time.sleep(float(words[1]))
+        elif words[0] in ("press", "release"):
+            key(words[1], words[0] == "press")
+        else:
+            combo = words[0].split("+")
+            for name in combo:
+                key(name, True)
+            for name in reversed(combo):
+                key(name, False)
+        answer("ok")
+
+    lines(handle)
+    session_call("Stop")
+
+
+def mosaro():
+    gi.require_version("Gtk", "3.0")
+    from gi.repository import Gtk
+
+    bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+    owned = bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                          "RequestName", GLib.Variant("(su)", ("tech.brenmark.mosaro", 4)), None,
+                          Gio.DBusCallFlags.NONE, 5000, None).unpack()[0]
+    if owned != 1:
+        answer("error tech.brenmark.mosaro is taken")
+        return
+    shell = ("tech.brenmark.mosaro.Shell", "/tech/brenmark/mosaro/Shell", "tech.brenmark.mosaro.Shell")
+
+    def signal(connection, sender, path, interface, name, args):
+        answer(f"signal {name} {args.print_(True)}")
+
+    bus.signal_subscribe(None, shell[2], None, shell[1], None, Gio.DBusSignalFlags.NONE, signal)
+    windows = []
+
+    # Asynchronous, so that the window keeps answering the Shell while a call waits for it.
+    def call(method, args):
+        started = time.monotonic()
+
+        def done(connection, result):
+            elapsed = (time.monotonic() - started) * 1000
+            try:
+                reply = connection.call_finish(result)
+                answer(f"ok {elapsed:.1f} {reply.print_(True) if reply is not None else '()'}")
+            except GLib.Error as error:
+                answer(f"error {elapsed:.1f} {error.message}")
+
+        bus.call(*shell, method, args, None, Gio.DBusCallFlags.NONE, 5000, None, done)
+
+    def handle(line):
+        word, _, rest = line.partition(" ")
+        if word == "call":
+            method, _, args = rest.partition(" ")
+            call(method, GLib.Variant.parse(None, args, None, None) if args else None)
+        elif word == "window":
+            window = Gtk.Window(title=rest)
+            window.set_default_size(300, 200)
+            window.connect("key-press-event",
+                           lambda w, event: answer(f"key {Gtk.accelerator_name(event.keyval, event.state)}"))
+            window.show_all()
+            windows.append(window)
+            answer("ok")
+        elif word == "hide":
+            for window in windows:
+                window.destroy()
+            windows.clear()
+            answer("ok")
+        else:
+            answer(f"error unknown command {word}")
+
+    call("Register", None)
+    lines(handle)
+
+
+if __name__ == "__main__":
+    {"keys": keys, "mosaro": mosaro}[sys.argv[1]]()
