@@ -1,21 +1,25 @@
 # One variant of a GNOME Shell extension (see GnomeShellExtension.cmake), run with cmake -P.
-# FORMAT script|module, DIR, UUID, VERSION, SHELLS, CORE, EXPORTS, ENTRY, METADATA, FILES
-# (lists joined with commas).
+# FORMAT script|module, DIR, UUID, VERSION, SHELLS, CORE, CLASS, ENTRY, METADATA, FILES (lists
+# joined with commas).
+cmake_minimum_required(VERSION 3.25)
 string(REPLACE "," ";" shells "${SHELLS}")
-string(REPLACE "," ";" exports "${EXPORTS}")
 string(REPLACE "," ";" files "${FILES}")
 
 file(REMOVE_RECURSE "${DIR}")
 file(MAKE_DIRECTORY "${DIR}")
-file(COPY_FILE "${ENTRY}" "${DIR}/extension.js")
 
-get_filename_component(core_name "${CORE}" NAME)
+get_filename_component(CORE_NAME "${CORE}" NAME)
+get_filename_component(CORE_MODULE "${CORE}" NAME_WE)
+file(READ "${ENTRY}" entry)
+string(REPLACE "@CORE@" "${CORE_MODULE}" entry "${entry}")
+string(REPLACE "@CLASS@" "${CLASS}" entry "${entry}")
+file(WRITE "${DIR}/extension.js" "${entry}")
+
 file(READ "${CORE}" core)
 if(FORMAT STREQUAL "module")
-  list(JOIN exports ", " names)
-  string(APPEND core "\nexport {${names}};\n")
+  string(APPEND core "\nexport {${CLASS}};\n")
 endif()
-file(WRITE "${DIR}/${core_name}" "${core}")
+file(WRITE "${DIR}/${CORE_NAME}" "${core}")
 
 list(TRANSFORM shells PREPEND "\"")
 list(TRANSFORM shells APPEND "\"")

@@ -9,7 +9,8 @@
       Stands in for Mosaro: owns tech.brenmark.mosaro, registers with the extension, and runs
       "call <Method> [<GVariant text of the arguments>]" against it, answering
       "ok <ms> <reply>" or "error <ms> <message>"; "window <title>" opens a GTK window of its own
-      under that title (its key presses are printed as "key <name>"), "hide" closes it. The
+      under that title (its key presses are printed as "key <name>", its loss of the keyboard as
+      "focus-out"), "hide" closes it. The
       extension's signals are printed as "signal <name> <arguments>".
 
 Run both as the Shell's user in its environment (gnome-shell-headless.sh run <dir> ...).
@@ -25,7 +26,8 @@ from gi.repository import Gio, GLib  # noqa: E402
 
 KEYSYMS = {
     "Return": 0xFF0D, "Escape": 0xFF1B, "Tab": 0xFF09, "space": 0x20,
-    "Left": 0xFF51, "Up": 0xFF52, "Right": 0xFF53, "Down": 0xFF54,
+    "Home": 0xFF50, "Left": 0xFF51, "Up": 0xFF52, "Right": 0xFF53, "Down": 0xFF54,
+    "Page_Up": 0xFF55, "Page_Down": 0xFF56, "End": 0xFF57,
     "Shift_L": 0xFFE1, "Control_L": 0xFFE3, "Alt_L": 0xFFE9, "Super_L": 0xFFEB,
     "Shift": 0xFFE1, "Control": 0xFFE3, "Alt": 0xFFE9, "Super": 0xFFEB,
 }
@@ -36,7 +38,7 @@ def keysym(name):
         return KEYSYMS[name]
     if len(name) == 1:
         return ord(name)
-    return int(name, 16)
+    return int(name, 0)  # a keysym's number, as 0xff0d
 
 
 def answer(text):
@@ -140,6 +142,7 @@ def mosaro():
             window.set_default_size(300, 200)
             window.connect("key-press-event",
                            lambda w, event: answer(f"key {Gtk.accelerator_name(event.keyval, event.state)}"))
+            window.connect("focus-out-event", lambda w, event: answer("focus-out"))
             window.show_all()
             windows.append(window)
             answer("ok")

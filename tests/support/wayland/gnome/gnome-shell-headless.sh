@@ -17,11 +17,11 @@
 #
 # Environment: SHELL_USER (default nobody) when started as root; GNOME_ROOT, a Debian system
 # root that holds gnome-shell (the Shell then runs chrooted there, and <dir> must lie inside
-# it); MONITOR (default 1440x900); SHELL_TIMEOUT seconds to become ready (default 30).
+# it); MONITORS, the virtual monitors left to right (default 1440x900); SHELL_TIMEOUT seconds to become ready (default 30).
 set -u
 
 GNOME_ROOT=${GNOME_ROOT:-}
-MONITOR=${MONITOR:-1440x900}
+MONITORS=${MONITORS:-1440x900}
 SHELL_TIMEOUT=${SHELL_TIMEOUT:-30}
 
 die() {
@@ -173,7 +173,11 @@ start() {
 
     local started
     started=$(date +%s%N)
-    spawn "$dir" shell.log gnome-shell --headless --virtual-monitor "$MONITOR" --wayland --no-x11 --sm-disable
+    local monitors=() monitor
+    for monitor in $MONITORS; do
+        monitors+=(--virtual-monitor "$monitor")
+    done
+    spawn "$dir" shell.log gnome-shell --headless "${monitors[@]}" --wayland --no-x11 --sm-disable
     local pid=$LAST_PID
 
     # Ready: the Shell owns its name, every extension is enabled, the overview is closed.

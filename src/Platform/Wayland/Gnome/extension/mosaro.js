@@ -34,6 +34,12 @@ function frameOf(win) {
     return [r.x, r.y, r.width, r.height];
 }
 
+// Whether the window's size may change at all: allows_resize() also says no while it is
+// maximized, which placement undoes first.
+function resizable(win) {
+    return win.resizeable;
+}
+
 function sameFrame(a, b) {
     return a[0] === b[0] && a[1] === b[1] && a[2] === b[2] && a[3] === b[3];
 }
@@ -67,6 +73,10 @@ var MosaroShell = class MosaroShell {
         this._connect(global.display, 'accelerator-activated', (d, action) => this._onAccelerator(action));
         this._connect(global.window_manager, 'filter-keybinding', (wm, binding) => this._filterKeybinding(binding));
         this._connect(global.display, 'notify::focus-window', () => this._onFocusChanged());
+        // The Shell's own menus and dialogs take the keyboard without moving the focus, and so
+        // does the overview, which keeps it on the stage itself.
+        this._connect(global.stage, 'notify::key-focus', () => this._onFocusChanged());
+        this._connect(Main.overview, 'showing', () => this._dismiss('focus'));
         this._connect(global.workspace_manager, 'active-workspace-changed', () => this._dismiss('workspace'));
         this._connect(Main.layoutManager, 'monitors-changed', () => {
             this._readMonitorInfo();
@@ -193,7 +203,7 @@ var MosaroShell = class MosaroShell {
             pid: new GLib.Variant('u', Math.max(win.get_pid(), 0)),
             fullscreen: new GLib.Variant('b', win.is_fullscreen()),
             minimized: new GLib.Variant('b', win.minimized),
-            resizable: new GLib.Variant('b', win.allows_resize()),
+            resizable: new GLib.Variant('b', resizable(win)),
             maximized: new GLib.Variant('b', win.get_maximized() !== 0),
         };
         const title = win.get_title();
@@ -239,7 +249,7 @@ var MosaroShell = class MosaroShell {
                 this._deny(invocation, 'only the window of the last trigger and Mosaro\'s own');
                 return;
             }
-            if (win.is_fullscreen() || win.minimized || !win.allows_resize()) {
+            if (win.is_fullscreen() || win.minimized || !resizable(win)) {
                 invocation.return_dbus_error(`${ERROR_PREFIX}NotResizable`, 'full screen, minimized or fixed size');
                 return;
             }
@@ -451,55 +461,71 @@ var MosaroShell = class MosaroShell {
         this._guard(invocation, params, (title, x, y, width, height) => {
             const {GLib} = this._lib;
             this._endPanel();
-            const asked = [x, y, width, height];
-            const reply = frame => {
-                if (frame)
-                    invocation.return_value(new GLib.Variant('(iiii)', frame));
+            // Mosaro shows its window and asks at the same time: the window may not be there
+            // yet, or not shown yet, and nothing may be done to it before it is.
+            const signals = [];
+            let limitId = 0;
+            let finished = false;
+            const finish = win => {
+                if (finished)
+                    return;
+                finished = true;
+                for (const [object, id] of signals)
+                    object.disconnect(id);
+                if (limitId)
+                    GLib.source_remove(limitId);
+                if (win)
+                    this._holdPanel(win, [x, y, width, height], invocation);
                 else
                     invocation.return_dbus_error(`${ERROR_PREFIX}NoWindow`, `no window of Mosaro's titled "${title}"`);
             };
-            const isPanel = win => this._isOwn(win) && win.get_title() === title;
-            const found = global.get_window_actors().map(a => a.meta_window).find(isPanel);
-            if (found) {
-                this._holdPanel(found, asked, reply);
-                return;
-            }
-            // Mosaro shows its window and asks at the same time: wait for the window to map.
-            let createdId = 0;
-            let limitId = 0;
-            const stop = () => {
-                global.display.disconnect(createdId);
-                GLib.source_remove(limitId);
-            };
-            createdId = global.display.connect('window-created', (display, win) => {
-                if (!isPanel(win))
+            // A new window may get its title after it was created, and is shown later still.
+            const consider = win => {
+                if (finished || !this._isOwn(win))
                     return;
-                stop();
-                this._holdPanel(win, asked, reply);
-            });
+                const check = () => {
+                    if (win.get_title() !== title)
+                        return;
+                    if (win.get_compositor_private()?.visible)
+                        finish(win);
+                    else if (win.get_workspace() !== global.workspace_manager.get_active_workspace())
+                        win.stick(); // left on another workspace: shown here once sticky
+                };
+                signals.push([win, win.connect('shown', check)], [win, win.connect('notify::title', check)]);
+                check();
+            };
             limitId = GLib.timeout_add(GLib.PRIORITY_DEFAULT, PANEL_WAIT_MS, () => {
-                global.display.disconnect(createdId);
-                reply(null);
+                limitId = 0;
+                finish(null);
                 return GLib.SOURCE_REMOVE;
             });
+            signals.push([global.display, global.display.connect('window-created', (display, win) => consider(win))]);
+            for (const actor of global.get_window_actors())
+                consider(actor.meta_window);
         });
     }
 
-    _holdPanel(win, asked, reply) {
-        const {Main} = this._lib;
+    // Raises, places and focuses the panel. The reply does not wait for the frame: that takes
+    // Mosaro's own answer to the resize, which it may only give once this call returned.
+    _holdPanel(win, frame, invocation) {
+        const {GLib, Main} = this._lib;
         const panel = {win, hadFocus: false, unmanagedId: 0};
         panel.unmanagedId = win.connect('unmanaged', () => this._dismiss('focus'));
         this._panel = panel;
         win.make_above();
         win.stick();
-        this._place(win, asked, (settled, frame) => reply(frame));
+        if (win.get_maximized() !== 0)
+            win.unmaximize(this._lib.Meta.MaximizeFlags.BOTH);
+        win.move_resize_frame(false, ...frame);
         Main.activateWindow(win);
+        invocation.return_value(new GLib.Variant('(b)', [global.display.get_focus_window() === win]));
     }
 
     _onFocusChanged() {
         if (!this._panel)
             return;
-        if (global.display.get_focus_window() === this._panel.win)
+        const stageFocus = global.stage.key_focus;
+        if (global.display.get_focus_window() === this._panel.win && (!stageFocus || stageFocus === global.stage))
             this._panel.hadFocus = true;
         else if (this._panel.hadFocus)
             this._dismiss('focus');
