@@ -13,7 +13,12 @@
       "focus-out"), "hide" closes it. The
       extension's signals are printed as "signal <name> <arguments>".
 
-Run both as the Shell's user in its environment (gnome-shell-headless.sh run <dir> ...).
+  gnome-drive.py bench [rounds]
+      Stands in for Mosaro and measures, against the focused window: the trigger (a key typed
+      through the remote-desktop session until the extension's signal arrives), the focused
+      window's read, pure moves, and moves with a resize until the frame settled.
+
+Run them as the Shell's user in its environment (gnome-shell-headless.sh run <dir> ...).
 """
 
 import sys
@@ -99,18 +104,103 @@ def keys():
     session_call("Stop")
 
 
+def own_mosaro_name(bus):
+    owned = bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                          "RequestName", GLib.Variant("(su)", ("tech.brenmark.mosaro", 4)), None,
+                          Gio.DBusCallFlags.NONE, 5000, None).unpack()[0]
+    return owned == 1
+
+
+SHELL = ("tech.brenmark.mosaro.Shell", "/tech/brenmark/mosaro/Shell", "tech.brenmark.mosaro.Shell")
+
+
+def figures(name, samples):
+    samples = sorted(samples)
+    pick = lambda q: samples[min(len(samples) - 1, int(q * len(samples)))]
+    print(f"{name:<34} n={len(samples):<4} median {pick(0.5):7.2f} ms  p95 {pick(0.95):7.2f} ms  "
+          f"max {samples[-1]:7.2f} ms", flush=True)
+
+
+def bench():
+    rounds = int(sys.argv[2]) if len(sys.argv) > 2 else 50
+    bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+    if not own_mosaro_name(bus):
+        sys.exit("tech.brenmark.mosaro is taken")
+
+    def call(method, args=None):
+        return bus.call_sync(*SHELL, method, args, None, Gio.DBusCallFlags.NONE, 5000, None)
+
+    call("Register")
+    call("SetTrigger", GLib.Variant("(s)", ("<Super>Return",)))
+    session = bus.call_sync("org.gnome.Mutter.RemoteDesktop", "/org/gnome/Mutter/RemoteDesktop",
+                            "org.gnome.Mutter.RemoteDesktop", "CreateSession", None, None,
+                            Gio.DBusCallFlags.NONE, 5000, None).unpack()[0]
+
+    def key(name, pressed):
+        bus.call_sync("org.gnome.Mutter.RemoteDesktop", session, "org.gnome.Mutter.RemoteDesktop.Session",
+                      "NotifyKeyboardKeysym", GLib.Variant("(ub)", (keysym(name), pressed)), None,
+                      Gio.DBusCallFlags.NONE, 5000, None)
+
+    bus.call_sync("org.gnome.Mutter.RemoteDesktop", session, "org.gnome.Mutter.RemoteDesktop.Session", "Start",
+                  None, None, Gio.DBusCallFlags.NONE, 5000, None)
+    context = GLib.MainContext.default()
+    fired = []
+    bus.signal_subscribe(None, SHELL[2], "Triggered", SHELL[1], None, Gio.DBusSignalFlags.NONE,
+                         lambda *args: fired.append(time.monotonic()))
+
+    def wait(condition, seconds):
+        deadline = time.monotonic() + seconds
+        while not condition() and time.monotonic() < deadline:
+            context.iteration(False) or time.sleep(0.0005)
+        return condition()
+
+    triggers = []
+    for _ in range(rounds):
+        fired.clear()
+        key("Super_L", True)
+        started = time.monotonic()
+        key("Return", True)
+        if wait(lambda: fired, 1.0):
+            triggers.append((fired[0] - started) * 1000)
+        key("Return", False)
+        key("Super_L", False)
+        wait(lambda: False, 0.02)
+    figures("trigger key -> Triggered", triggers)
+
+    reads = []
+    window = None
+    for _ in range(rounds):
+        started = time.monotonic()
+        window = call("GetFocusedWindow").unpack()[0]
+        reads.append((time.monotonic() - started) * 1000)
+    figures("GetFocusedWindow", reads)
+    if "id" not in window:
+        sys.exit("no focused window")
+    wid, x, y = window["id"], window["x"], window["y"]
+
+    def place(label, frames):
+        times, unsettled = [], 0
+        for frame in frames:
+            started = time.monotonic()
+            settled, *_ = call("MoveResize", GLib.Variant("(tiiii)", (wid, *frame))).unpack()
+            times.append((time.monotonic() - started) * 1000)
+            unsettled += not settled
+        figures(f"{label} ({unsettled} unsettled)", times)
+
+    place("MoveResize, move only", [(x + 10 * (i % 2), y, 700, 500) for i in range(rounds)])
+    place("MoveResize, move and resize", [(40 * (i % 2), 32, 700 + 20 * (i % 2), 400 + 30 * (i % 2))
+                                            for i in range(rounds)])
+
+
 def mosaro():
     gi.require_version("Gtk", "3.0")
     from gi.repository import Gtk
 
     bus = Gio.bus_get_sync(Gio.BusType.SESSION)
-    owned = bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                          "RequestName", GLib.Variant("(su)", ("tech.brenmark.mosaro", 4)), None,
-                          Gio.DBusCallFlags.NONE, 5000, None).unpack()[0]
-    if owned != 1:
+    if not own_mosaro_name(bus):
         answer("error tech.brenmark.mosaro is taken")
         return
-    shell = ("tech.brenmark.mosaro.Shell", "/tech/brenmark/mosaro/Shell", "tech.brenmark.mosaro.Shell")
+    shell = SHELL
 
     def signal(connection, sender, path, interface, name, args):
         answer(f"signal {name} {args.print_(True)}")
@@ -159,4 +249,4 @@ def mosaro():
 
 
 if __name__ == "__main__":
-    {"keys": keys, "mosaro": mosaro}[sys.argv[1]]()
+    {"keys": keys, "mosaro": mosaro, "bench": bench}[sys.argv[1]]()
