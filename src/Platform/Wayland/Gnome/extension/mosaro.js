@@ -545,6 +545,17 @@ var MosaroShell = class MosaroShell {
         this._panel = null;
     }
 
+    // Wayland has no bell a client can ring: play the one the desktop plays for its own, when
+    // the user has it on.
+    BeepAsync(params, invocation) {
+        this._guard(invocation, params, () => {
+            const {Gio} = this._lib;
+            if (new Gio.Settings({schema_id: 'org.gnome.desktop.wm.preferences'}).get_boolean('audible-bell'))
+                global.display.get_sound_player().play_from_theme('bell-window-system', 'Mosaro', null);
+            invocation.return_value(null);
+        });
+    }
+
     HidePanelAsync(params, invocation) {
         this._guard(invocation, params, refocusTarget => {
             this._endPanel();
