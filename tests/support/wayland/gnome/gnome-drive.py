@@ -10,9 +10,8 @@
       "call <Method> [<GVariant text of the arguments>]" against it, answering
       "ok <ms> <reply>" or "error <ms> <message>"; "window <title>" opens a GTK window of its own
       under that title (its key presses are printed as "key <name>", its loss of the keyboard as
-      "focus-out"), "hide" closes it. The
-      extension's signals are printed as "signal <name> <arguments>".
-
+      "focus-out"), "hide" closes it. The extension's signals are printed as
+      "signal <name> <arguments>".
   gnome-drive.py bench [rounds]
       Stands in for Mosaro and measures, against the focused window: the trigger (a key typed
       through the remote-desktop session until the extension's signal arrives), the focused
@@ -70,8 +69,8 @@ def lines(handle):
     loop.run()
 
 
-def keys():
-    bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+def remote_keyboard(bus):
+    """Starts a remote-desktop session of mutter; gives key(name, pressed) and stop()."""
     session = bus.call_sync("org.gnome.Mutter.RemoteDesktop", "/org/gnome/Mutter/RemoteDesktop",
                             "org.gnome.Mutter.RemoteDesktop", "CreateSession", None, None,
                             Gio.DBusCallFlags.NONE, 5000, None).unpack()[0]
@@ -80,10 +79,13 @@ def keys():
         bus.call_sync("org.gnome.Mutter.RemoteDesktop", session, "org.gnome.Mutter.RemoteDesktop.Session",
                       method, args, None, Gio.DBusCallFlags.NONE, 5000, None)
 
-    def key(name, pressed):
-        session_call("NotifyKeyboardKeysym", GLib.Variant("(ub)", (keysym(name), pressed)))
-
     session_call("Start")
+    return (lambda name, pressed: session_call("NotifyKeyboardKeysym", GLib.Variant("(ub)", (keysym(name), pressed))),
+            lambda: session_call("Stop"))
+
+
+def keys():
+    key, stop = remote_keyboard(Gio.bus_get_sync(Gio.BusType.SESSION))
     answer("ready")
 
     def handle(line):
@@ -101,7 +103,7 @@ def keys():
         answer("ok")
 
     lines(handle)
-    session_call("Stop")
+    stop()
 
 
 def own_mosaro_name(bus):
@@ -117,7 +119,7 @@ SHELL = ("tech.brenmark.mosaro.Shell", "/tech/brenmark/mosaro/Shell", "tech.bren
 def figures(name, samples):
     samples = sorted(samples)
     pick = lambda q: samples[min(len(samples) - 1, int(q * len(samples)))]
-    print(f"{name:<34} n={len(samples):<4} median {pick(0.5):7.2f} ms  p95 {pick(0.95):7.2f} ms  "
+    print(f"{name:<44} n={len(samples):<4} median {pick(0.5):7.2f} ms  p95 {pick(0.95):7.2f} ms  "
           f"max {samples[-1]:7.2f} ms", flush=True)
 
 
@@ -132,17 +134,7 @@ def bench():
 
     call("Register")
     call("SetTrigger", GLib.Variant("(s)", ("<Super>Return",)))
-    session = bus.call_sync("org.gnome.Mutter.RemoteDesktop", "/org/gnome/Mutter/RemoteDesktop",
-                            "org.gnome.Mutter.RemoteDesktop", "CreateSession", None, None,
-                            Gio.DBusCallFlags.NONE, 5000, None).unpack()[0]
-
-    def key(name, pressed):
-        bus.call_sync("org.gnome.Mutter.RemoteDesktop", session, "org.gnome.Mutter.RemoteDesktop.Session",
-                      "NotifyKeyboardKeysym", GLib.Variant("(ub)", (keysym(name), pressed)), None,
-                      Gio.DBusCallFlags.NONE, 5000, None)
-
-    bus.call_sync("org.gnome.Mutter.RemoteDesktop", session, "org.gnome.Mutter.RemoteDesktop.Session", "Start",
-                  None, None, Gio.DBusCallFlags.NONE, 5000, None)
+    key, stop = remote_keyboard(bus)
     context = GLib.MainContext.default()
     fired = []
     bus.signal_subscribe(None, SHELL[2], "Triggered", SHELL[1], None, Gio.DBusSignalFlags.NONE,
@@ -176,7 +168,7 @@ def bench():
     figures("GetFocusedWindow", reads)
     if "id" not in window:
         sys.exit("no focused window")
-    wid, x, y = window["id"], window["x"], window["y"]
+    wid, x, y, width, height = (window[k] for k in ("id", "x", "y", "width", "height"))
 
     def place(label, frames):
         times, unsettled = [], 0
@@ -187,9 +179,10 @@ def bench():
             unsettled += not settled
         figures(f"{label} ({unsettled} unsettled)", times)
 
-    place("MoveResize, move only", [(x + 10 * (i % 2), y, 700, 500) for i in range(rounds)])
+    place("MoveResize, move only", [(x + 10 * (i % 2), y, width, height) for i in range(rounds)])
     place("MoveResize, move and resize", [(40 * (i % 2), 32, 700 + 20 * (i % 2), 400 + 30 * (i % 2))
                                             for i in range(rounds)])
+    stop()
 
 
 def mosaro():
