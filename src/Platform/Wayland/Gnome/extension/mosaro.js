@@ -28,6 +28,7 @@ var BINDING_SCHEMAS = [
     'org.gnome.settings-daemon.plugins.media-keys',
 ];
 var CUSTOM_BINDING_SCHEMA = 'org.gnome.settings-daemon.plugins.media-keys.custom-keybinding';
+var SETTINGS_PATH = /^\/([A-Za-z0-9_.-]+\/)+$/;
 
 function frameOf(win) {
     const r = win.get_frame_rect();
@@ -320,8 +321,8 @@ var MosaroShell = class MosaroShell {
     // process serves: asked asynchronously, kept until the monitors change.
     _readMonitorInfo() {
         const {Gio} = this._lib;
-        Gio.DBus.session.call(DISPLAY_CONFIG, '/org/gnome/Mutter/DisplayConfig', DISPLAY_CONFIG, 'GetCurrentState', null, null, Gio.DBusCallFlags.NONE, 1000, null,
-            (connection, result) => {
+        Gio.DBus.session.call(DISPLAY_CONFIG, '/org/gnome/Mutter/DisplayConfig', DISPLAY_CONFIG,
+            'GetCurrentState', null, null, Gio.DBusCallFlags.NONE, 1000, null, (connection, result) => {
                 try {
                     const [, monitors] = connection.call_finish(result).deepUnpack();
                     const info = new Map();
@@ -425,6 +426,9 @@ var MosaroShell = class MosaroShell {
                 if (schema.has_key('custom-keybindings')) {
                     const custom = source.lookup(CUSTOM_BINDING_SCHEMA, true);
                     for (const path of custom ? settings.get_strv('custom-keybindings') : []) {
+                        // GSettings aborts the whole Shell on a malformed path.
+                        if (!SETTINGS_PATH.test(path))
+                            continue;
                         const one = new Gio.Settings({settings_schema: custom, path});
                         const binding = one.get_string('binding');
                         if (binding !== '')
