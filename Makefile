@@ -29,13 +29,14 @@ fuzz: build-fuzz
 run: build
 	@scripts/run.sh
 
-# Unit tests in the normal build; everything, X server integration tests included, under the
-# sanitizers (they find more there); the lint pass on what changed since the previous commit.
+# Unit tests and the Wayland integration tests (a headless sway each) in the normal build;
+# everything else, X server integration tests included, under the sanitizers (they find more
+# there); the lint pass on what changed since the previous commit.
 # Of the desktop matrix CI runs openbox, xfwm4, icewm and i3; `make test-desktops` runs all.
 # Both builds replay the fuzz corpus as ordinary tests, and every fuzzer then runs 20 s of its own.
 test: build build-asan
 	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
-	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ctest --output-on-failure -j $(JOBS) -E '^MoreDesktops/'
+	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ctest --output-on-failure -j $(JOBS) -E '^MoreDesktops/' -LE wayland
 	@$(MAKE) --no-print-directory package-check
 	@$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=20
 	@$(MAKE) --no-print-directory lint-ci
@@ -45,7 +46,7 @@ test-desktops: build
 	@cd build && ctest --output-on-failure -R 'Desktops/'
 
 test-unit: build
-	@cd build && ctest --output-on-failure -j $(JOBS) -LE x11
+	@cd build && ctest --output-on-failure -j $(JOBS) -LE 'x11|wayland'
 
 # The Debian package in build/package/, and lintian's verdict on it (errors fail).
 package: build
@@ -53,8 +54,10 @@ package: build
 	@cd build && cpack -G DEB >/dev/null
 	@ls build/package/mosaro_*.deb
 
+# lintian's verdict, then the package installed with apt and run in the Debian 13 root.
 package-check: package
 	@lintian --fail-on error build/package/mosaro_*.deb && echo "lintian: no errors"
+	@tests/Install/check_package_in_root.sh build/package/mosaro_*.deb
 
 lint: build
 	@scripts/lint.sh
@@ -78,6 +81,7 @@ bench: build
 	@build/bench/mosaro_bench --wm $(BENCH_WM) --compositor $(BENCH_COMPOSITOR) \
 		--out build/bench/results.md --plot-data build/bench/screen-size.dat
 	@bench/plot.sh build/bench/screen-size.dat build/bench/screen-size.png
+	@build/bench/sway_bench
 
 clean:
 	rm -rf build build-asan build-fuzz

@@ -7,10 +7,10 @@
 // max, and writes them as Markdown (--out) and as plot data (--plot-data).
 //
 //   mosaro_bench [--wm openbox] [--compositor both|none|xcompmgr] [--reps N] [--sizes LIST]
-//                [--idle-seconds N] [--sessions N] [--out FILE] [--plot-data FILE]
+//                [--idle-seconds N] [--sessions N] [--busy LIST] [--out FILE] [--plot-data FILE]
 //                [--screenshots DIR] [--smoke]
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
@@ -241,6 +241,8 @@ public:
     }
 
     bool isPanel(xcb_window_t w) const { return std::find(m_panels.begin(), m_panels.end(), w) != m_panels.end(); }
+    const std::vector<xcb_window_t>& panels() const { return m_panels; }
+    std::uint8_t damageEvent() const { return m_damageEvent; }
     xcb_window_t keyWindow() const { return m_keyWindow; }
 
     // Reads events until the predicate says stop or the time is up; every event is kept.
@@ -411,7 +413,8 @@ struct Options {
     QString out;
     QString plotData;
     QString screenshots;
-    QString before; // an earlier build to measure beside this one
+    QString before;                     // an earlier build to measure beside this one
+    std::vector<int> busy{0, 100, 500}; // other managed windows on the desktop, for trigger → ready
     bool smoke = false;
 };
 
@@ -818,6 +821,91 @@ Figure presentedByLog(Bench& bench, int reps)
     return f;
 }
 
+// The server's own share: a window like Mosaro's outline (same place, same shape) mapped by the
+// measuring client over the same desktop, from the request to its first paint.
+Figure mapFloor(Bench& bench, int reps)
+{
+    Probe& p = bench.probe();
+    xcb_connection_t* c = p.c();
+    QRegion shape;
+    for (const xcb_window_t w : p.panels())
+        if (shape.isEmpty())
+            shape = p.boundingShape(w);
+    if (shape.isEmpty() || !p.damageEvent())
+        return {};
+    const QRect extent = shape.boundingRect();
+    const xcb_window_t w = xcb_generate_id(c);
+    const std::uint32_t values[] = {p.screen()->black_pixel, 1};
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, w, p.root(), 0, 0, std::uint16_t(extent.right() + 1),
+                      std::uint16_t(extent.bottom() + 1), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+    std::vector<xcb_rectangle_t> rects;
+    for (const QRect& r : shape)
+        rects.push_back(
+            {std::int16_t(r.x()), std::int16_t(r.y()), std::uint16_t(r.width()), std::uint16_t(r.height())});
+    xcb_shape_rectangles(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED, w, 0, 0,
+                         std::uint32_t(rects.size()), rects.data());
+    const xcb_damage_damage_t damage = xcb_generate_id(c);
+    xcb_damage_create(c, damage, w, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+    p.sync();
+    Figure f;
+    for (int i = 0; i < reps; ++i) {
+        p.drain();
+        const auto t0 = Clock::now();
+        xcb_map_window(c, w);
+        p.flush();
+        double painted = NAN;
+        p.collect(
+            [&](const Event& e) {
+                if (e.paint && e.window == w)
+                    painted = msSince(t0, e.at);
+                return !std::isnan(painted);
+            },
+            1000);
+        f.values.push_back(painted);
+        xcb_unmap_window(c, w);
+        p.sync();
+        p.drain(10);
+    }
+    xcb_damage_destroy(c, damage);
+    xcb_destroy_window(c, w);
+    p.sync();
+    return f;
+}
+
+// Trigger → ready (1920 × 1080, no compositor) with `windows` other managed windows on the
+// desktop, which a client of the harness maps before the showings are measured; with `floor`,
+// also the server's own share (mapFloor).
+Figure busyDesktop(const Options& o, const QString& appPath, int windows, QString& error, Figure* floor = nullptr)
+{
+    Bench bench(o, Layout{QStringLiteral("1920 × 1080"), 1920, 1080, false}, false, appPath);
+    if (!bench.setUp(error))
+        return {};
+    if (windows > 0) {
+        const auto crowd = bench.session().startClient({QStringLiteral("--title"), QStringLiteral("Crowd"),
+                                                        QStringLiteral("--geometry"), QStringLiteral("300x200+60+60"),
+                                                        QStringLiteral("--windows"), QString::number(windows)},
+                                                       120000);
+        if (!crowd || !bench.session().activateWindow(bench.target())) {
+            error = QStringLiteral("%1 windows did not come up").arg(windows);
+            return {};
+        }
+        // The first showing after they came is not counted: what they changed is read once.
+        bench.openOverlay();
+        bench.closeOverlay();
+    }
+    Figure f;
+    for (int i = 0; i < o.reps; ++i) {
+        const auto s = bench.openOverlay();
+        if (s.complete())
+            f.values.push_back(s.ready());
+        bench.closeOverlay();
+    }
+    if (floor)
+        *floor = mapFloor(bench, o.reps);
+    return f;
+}
+
 // --- process figures ------------------------------------------------------------------------
 
 double cpuSeconds(pid_t pid)
@@ -1000,11 +1088,16 @@ Options parse(int argc, char** argv)
             o.screenshots = next();
         else if (a == "--before")
             o.before = next();
-        else if (a == "--help" || a == "-h") {
+        else if (a == "--busy") {
+            o.busy.clear();
+            for (const QString& n : next().split(QLatin1Char(','), Qt::SkipEmptyParts))
+                o.busy.push_back(n.toInt());
+        } else if (a == "--help" || a == "-h") {
             std::printf(
                 "usage: mosaro_bench [--wm NAME] [--compositor none|xcompmgr|both] [--reps N] [--sizes 1,2,3,4]\n"
                 "                    [--idle-seconds N] [--sessions N] [--early-keys N] [--out FILE]\n"
-                "                    [--plot-data FILE] [--before MOSARO] [--screenshots DIR] [--smoke]\n"
+                "                    [--plot-data FILE] [--before MOSARO] [--busy 0,100,500] [--screenshots DIR]\n"
+                "                    [--smoke]\n"
                 "Measures the shipped mosaro from outside on its own Xvfb; sizes: 1 = 1920x1080,\n"
                 "2 = 2560x1440, 3 = 3840x2160, 4 = two 1920x1080 monitors side by side.\n");
             std::exit(0);
@@ -1016,6 +1109,7 @@ Options parse(int argc, char** argv)
             o.idleSeconds = 1;
             o.sessions = 3;
             o.earlyKeys = 3;
+            o.busy = {0, 10};
         }
     }
     return o;
@@ -1152,6 +1246,35 @@ int main(int argc, char** argv)
         }
     }
 
+    // A busy desktop: trigger → ready with more and more other windows, for each build.
+    struct Busy {
+        QString build;
+        std::vector<Figure> figures; // one per count in o.busy
+    };
+    Busy serverShare{QStringLiteral("the server alone: an equal window mapped → painted"), {}};
+    std::vector<Busy> busy;
+    for (const QString& build : {o.before, QStringLiteral(MOSARO_APP_PATH)}) {
+        if (build.isEmpty() || o.busy.empty())
+            continue;
+        Busy b{build == o.before ? QStringLiteral("before") : QStringLiteral("after"), {}};
+        for (const int windows : o.busy) {
+            QString error;
+            Figure floor;
+            const bool last = build == QStringLiteral(MOSARO_APP_PATH);
+            b.figures.push_back(busyDesktop(o, build, windows, error, last ? &floor : nullptr));
+            if (last)
+                serverShare.figures.push_back(floor);
+            if (!error.isEmpty())
+                std::printf("busy desktop set-up failed: %s\n", qPrintable(error));
+            std::printf("busy desktop (%s), %d windows: trigger → ready %s ms\n", qPrintable(b.build), windows,
+                        triple(b.figures.back()).c_str());
+            std::fflush(stdout);
+        }
+        busy.push_back(b);
+    }
+    if (!serverShare.figures.empty())
+        busy.push_back(serverShare);
+
     // --- report ---
     std::ostringstream md;
     md << "Machine: " << machineText << "; window manager " << o.wm.toStdString() << "; load average at the start "
@@ -1219,6 +1342,28 @@ int main(int argc, char** argv)
                << triple(c.commitAfter) << " |\n";
     }
 
+    if (!busy.empty()) {
+        md << "\nA busy desktop, same run, 1920 × 1080, no compositor: trigger → ready (mapped, painted, keyboard "
+              "held) with other managed windows on the desktop, median / p95 / max over "
+           << o.reps
+           << " showings; the last column divides the median with the most windows by the one with none. The last "
+              "row is the X server's own work: a window of the overlay's place and shape mapped by the measuring "
+              "client over the same desktop, from the request to its first paint.\n\n";
+        md << "| Build |";
+        for (const int windows : o.busy)
+            md << " " << windows << " other windows |";
+        md << " ÷ none |\n|---|";
+        for (std::size_t i = 0; i <= o.busy.size(); ++i)
+            md << "---|";
+        md << "\n";
+        for (const Busy& b : busy) {
+            md << "| " << b.build.toStdString() << " |";
+            for (const Figure& f : b.figures)
+                md << " " << triple(f) << " |";
+            md << " " << fmt(b.figures.back().median() / b.figures.front().median()) << " × |\n";
+        }
+    }
+
     std::printf("\n%s", md.str().c_str());
     if (!o.out.isEmpty()) {
         QFile f(o.out);
@@ -1242,7 +1387,9 @@ int main(int argc, char** argv)
         // The smoke run only checks that every figure came out.
         const Results& r = all.front();
         ok = ok && !r.ready.values.empty() && !r.arrowRepaint.values.empty() && !r.commitMosaro.values.empty() &&
-             !r.commitFloor.values.empty() && r.earlyLost == 0 && !std::isnan(rssAfterAll);
+             !r.commitFloor.values.empty() && r.earlyLost == 0 && !std::isnan(rssAfterAll) && !busy.empty() &&
+             std::none_of(busy.back().figures.begin(), busy.back().figures.end(),
+                          [](const Figure& f) { return f.values.empty(); });
         std::printf("smoke: %s\n", ok ? "passed" : "FAILED");
     }
     return ok ? 0 : 1;

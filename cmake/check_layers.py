@@ -9,11 +9,18 @@ fails when
   - a source file of the tree is listed by no target;
   - the targets depend on each other in a loop;
   - a file includes xcb or systemd headers while its target does not link them;
-  - a library or program of the product depends on test scaffolding.
+  - a library or program of the product depends on test scaffolding;
+  - the folders of the product do not show its layers: a library's files lie in more than one
+    folder, or folders use each other in a loop (through the targets' dependencies or a file's
+    includes). Each folder then holds one layer: targets that share a folder never reach each
+    other through a target of another folder, and no folder includes a header from a folder above
+    it. A subfolder is a folder of its own; a program's entry file stands outside the layers.
+    The platform's folders (src/Platform/ and below) use nothing but each other and what
+    src/Platform/ itself uses: an implementation never reaches up into what it serves.
 
---self-test breaks a layer on purpose (a Grid header including an Overlay header, and a
-dependency from the platform layer back up to the overlay) and succeeds only when the check
-reports exactly those faults.
+--self-test breaks a layer on purpose (a Grid header including an Overlay header, a dependency
+from the platform layer back up to the overlay, and the grid sizing moved back into the grid's
+folder) and succeeds only when the check reports exactly those faults.
 """
 
 import argparse
@@ -24,6 +31,7 @@ import sys
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 SOURCE_DIRS = ("src", "tests", "bench", "demo")
 SOURCE_SUFFIXES = (".h", ".cpp")
+PLATFORM = "src/Platform"
 # System headers that only targets linking the named library may use.
 GUARDED_SYSTEM_HEADERS = {"xcb/": "PkgConfig::XCB", "systemd/": "PkgConfig::SYSTEMD"}
 
@@ -102,10 +110,71 @@ def resolve(root, including_file, include):
     return None
 
 
-def check(root, targets, overrides=None):
-    """Returns the list of faults. `overrides` maps a file to extra text appended to it."""
+def folder_faults(targets, includes, moved):
+    """The folder rule over the product's libraries. `includes` lists (file, header) pairs of the
+    tree; `moved` maps a file to the path it is checked as lying at."""
+
+    def folder(path):
+        return os.path.dirname(moved.get(path, path))
+
+    faults = []
+    home = {}
+    for name, target in sorted(targets.items()):
+        if target["kind"] != "library" or is_test_code(target):
+            continue
+        folders = sorted({folder(p) for p in target["files"] if p.endswith(SOURCE_SUFFIXES)})
+        if len(folders) > 1:
+            faults.append(f"{name} has files in more than one folder: {', '.join(folders)}")
+        for path in target["files"]:
+            home[path] = name
+
+    # Folder -> folder, with what draws each arrow: a declared dependency or an include.
+    arrows = {}
+    for name, target in targets.items():
+        if target["kind"] != "library" or is_test_code(target):
+            continue
+        sources = {folder(p) for p in target["files"] if p.endswith(SOURCE_SUFFIXES)}
+        for dep in target["deps"]:
+            dep_target = targets.get(dep)
+            if dep_target is None or dep_target["kind"] != "library" or is_test_code(dep_target):
+                continue
+            for below in {folder(p) for p in dep_target["files"] if p.endswith(SOURCE_SUFFIXES)}:
+                for above in sources:
+                    if above != below:
+                        arrows.setdefault(above, {}).setdefault(below, f"{name} depends on {dep}")
+    for path, header in includes:
+        if path in home and header in home and folder(path) != folder(header):
+            arrows.setdefault(folder(path), {})[folder(header)] = f"{moved.get(path, path)} includes {header}"
+
+    graph = {f: {"deps": sorted(to)} for f, to in arrows.items()}
+    for to in arrows.values():
+        for f in to:
+            graph.setdefault(f, {"deps": []})
+    def within(path, top):
+        return path == top or path.startswith(top + "/")
+
+    allowed = {PLATFORM} | set(arrows.get(PLATFORM, {}))
+    for above, to in sorted(arrows.items()):
+        if within(above, PLATFORM):
+            for below, why in sorted(to.items()):
+                if not within(below, PLATFORM) and below not in allowed:
+                    faults.append(f"{above} uses {below}, above the platform ({why})")
+
+    # Every loop once: each found is reported and its last arrow set aside before looking again.
+    while cycle := find_cycle(graph):
+        why = "; ".join(arrows[a][b] for a, b in zip(cycle, cycle[1:]))
+        faults.append("folders use each other in a loop, so one of them holds two layers: "
+                      + " -> ".join(cycle) + f" ({why})")
+        graph[cycle[-2]]["deps"].remove(cycle[-1])
+    return faults
+
+
+def check(root, targets, overrides=None, moved=None):
+    """Returns the list of faults. `overrides` maps a file to extra text appended to it; `moved`
+    maps a file to the folder path it is checked as lying at."""
     overrides = overrides or {}
     faults = []
+    includes = []
     owner = {}
     for name, target in targets.items():
         for path in target["files"]:
@@ -151,6 +220,7 @@ def check(root, targets, overrides=None):
                 resolved = resolve(root, path, include)
                 if resolved is None:
                     continue
+                includes.append((path, resolved))
                 header_owner = owner.get(resolved)
                 if header_owner is None:
                     faults.append(f"{path} ({name}) includes \"{include}\", which no target lists")
@@ -158,6 +228,7 @@ def check(root, targets, overrides=None):
                     faults.append(
                         f"{path} ({name}) includes \"{include}\" of {header_owner}, "
                         f"which {name} does not depend on")
+    faults += folder_faults(targets, includes, moved or {})
     return faults
 
 
@@ -172,8 +243,9 @@ def self_test(root, targets):
 
     faults = [f for f in check(root, targets, {grid_header: f'\n#include "{overlay_header}"\n'}) if f not in baseline]
     expected = f"{grid_header} (mosaro_grid) includes \"{overlay_header}\""
-    if len(faults) != 1 or not faults[0].startswith(expected):
-        print("self-test: a Grid header including an Overlay header was not reported as the only fault:")
+    # The include is reported, and the arrow it draws from the grid's folder up to the overlay's.
+    if len(faults) != 2 or not faults[0].startswith(expected) or not faults[1].startswith("folders use each other"):
+        print("self-test: a Grid header including an Overlay header was not reported as exactly its two faults:")
         print("\n".join("  " + f for f in faults) or "  (nothing reported)")
         return 1
     print("caught: " + faults[0])
@@ -186,6 +258,20 @@ def self_test(root, targets):
         print("\n".join("  " + f for f in faults) or "  (nothing reported)")
         return 1
     print("caught: " + next(f for f in faults if f.startswith("targets depend")))
+
+    # A file moved into the wrong folder: the grid sizing back beside the grid model, which the
+    # preferences it reads build on.
+    sizing = [p for p in targets.get("mosaro_grid_sizing", {}).get("files", [])]
+    if not sizing or any(not p.startswith("src/Grid/Sizing/") for p in sizing):
+        print("self-test: mosaro_grid_sizing no longer lies in src/Grid/Sizing/; update the self-test")
+        return 1
+    moved = {p: "src/Grid/" + os.path.basename(p) for p in sizing}
+    faults = [f for f in check(root, targets, moved=moved) if f not in baseline]
+    if len(faults) != 1 or not faults[0].startswith("folders use each other in a loop") or "src/Grid" not in faults[0]:
+        print("self-test: the grid sizing moved into src/Grid/ was not reported as the only fault:")
+        print("\n".join("  " + f for f in faults) or "  (nothing reported)")
+        return 1
+    print("caught: " + faults[0])
     return 0
 
 

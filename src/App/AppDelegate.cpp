@@ -1,7 +1,7 @@
 #include "App/AppDelegate.h"
 
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Permission/AccessibilityStatusMonitor.h"
 
 namespace mosaro {

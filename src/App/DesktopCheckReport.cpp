@@ -111,6 +111,12 @@ void addTrigger(const DesktopFacts& f, std::vector<CheckFinding>& out)
                                              "holds it; %2")
                                   .arg(keys, bindElsewhere)));
         break;
+    case DesktopFacts::TriggerOwner::desktopBinding:
+        out.push_back(warning(QStringLiteral("trigger: %1 is bound by the compositor's configuration to %2; Mosaro "
+                                             "leaves that binding alone and has no trigger: choose another trigger "
+                                             "in Mosaro's settings, or bind `mosaro --trigger` there instead")
+                                  .arg(keys, f.triggerBinding)));
+        break;
     case DesktopFacts::TriggerOwner::unknown:
         out.push_back(warning(QStringLiteral("trigger: whether %1 is free could not be tried").arg(keys)));
         break;
@@ -147,23 +153,61 @@ void addPreferences(const DesktopFacts& f, std::vector<CheckFinding>& out)
             ok(QStringLiteral("preferences: kept aside earlier: %1").arg(f.keptAside.join(QStringLiteral(", ")))));
 }
 
+// Returns false when nothing more can be said: no display, or no channel to place windows through.
+bool addCompositor(const DesktopFacts::Compositor& c, std::vector<CheckFinding>& out)
+{
+    if (!c.displayReachable) {
+        out.push_back(error(QStringLiteral("cannot connect to the Wayland display %1").arg(c.waylandDisplay)));
+        return false;
+    }
+    out.push_back(ok(QStringLiteral("display %1 (Wayland session)").arg(c.waylandDisplay)));
+    if (c.name.isEmpty()) {
+        out.push_back(error(QStringLiteral("compositor: not one Mosaro can drive; it places windows through a "
+                                           "compositor's own channel and knows sway's IPC ($SWAYSOCK), and "
+                                           "XWayland cannot place native Wayland windows")));
+        return false;
+    }
+    const QString name = c.version.isEmpty() ? c.name : c.name + QLatin1Char(' ') + c.version;
+    if (!c.channelAnswers) {
+        out.push_back(error(
+            QStringLiteral("compositor: %1 does not answer on %2 (%3)").arg(c.name, c.channel, c.channelProblem)));
+        return false;
+    }
+    out.push_back(ok(QStringLiteral("compositor: %1, answering on %2").arg(name, c.channel)));
+    out.push_back(ok(QStringLiteral("moves: through the compositor's channel; a tiled window is made floating to "
+                                    "take its cell")));
+    out.push_back(c.shortcutsInhibit
+                      ? ok(QStringLiteral("keys: the panel takes every key while it shows, the compositor's own "
+                                          "bindings included (keyboard-shortcuts-inhibit)"))
+                      : warning(QStringLiteral("keys: the compositor offers no keyboard-shortcuts-inhibit; its own "
+                                               "bindings keep their keys while the panel shows")));
+    out.push_back(ok(c.outputEvents ? QStringLiteral("displays: %1, changes announced by the compositor").arg(c.outputs)
+                                    : QStringLiteral("displays: %1, changes read from workspace events (no output "
+                                                     "event in this version)")
+                                          .arg(c.outputs)));
+    out.push_back(c.beepPlayer.isEmpty()
+                      ? warning(QStringLiteral("beep: no sound player (canberra-gtk-play, pw-play, paplay); the beep "
+                                               "is silent"))
+                      : ok(QStringLiteral("beep: the sound theme's bell, played by %1").arg(c.beepPlayer)));
+    return true;
+}
+
 } // namespace
 
 std::vector<CheckFinding> desktopFindings(const DesktopFacts& f)
 {
     std::vector<CheckFinding> out;
-    if (!f.displayReachable) {
+    if (f.wayland && !addCompositor(*f.wayland, out))
+        return out;
+    if (!f.wayland && !f.displayReachable) {
         out.push_back(error(f.displayName.isEmpty() ? QStringLiteral("cannot open display: DISPLAY is not set")
                                                     : QStringLiteral("cannot open display %1").arg(f.displayName)));
         return out;
     }
-    if (f.sessionType.compare(QLatin1String("wayland"), Qt::CaseInsensitive) == 0)
-        out.push_back(warning(QStringLiteral("display %1 is XWayland in a Wayland session: Mosaro can place only "
-                                             "windows that run under XWayland")
-                                  .arg(f.displayName)));
-    else
+    if (!f.wayland) {
         out.push_back(ok(QStringLiteral("display %1 (X11 session)").arg(f.displayName)));
-    addManager(f, out);
+        addManager(f, out);
+    }
     addTrigger(f, out);
     out.push_back(f.tray.isEmpty()
                       ? warning(QStringLiteral("tray: nothing shows tray icons; Mosaro's menu is not shown, the "

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
 #include <vector>
 
 namespace mosaro {
@@ -49,9 +50,28 @@ struct DesktopFacts {
         otherClient,       // another X client grabs it
         mosaro,            // the running Mosaro holds it
         mosaroWithoutGrab, // Mosaro runs but could not grab it
+        desktopBinding,    // the compositor's configuration binds it (triggerBinding)
         unknown,
     };
     TriggerOwner triggerOwner = TriggerOwner::unknown;
+    QString triggerBinding; // the desktop's own binding: "exec foot (/etc/sway/config:40)"
+
+    // A Wayland session: the compositor reached through its own channel stands where the X
+    // display and its window manager stand.
+    struct Compositor {
+        QString waylandDisplay;
+        bool displayReachable = false;
+        QString name;    // "sway"; empty when no channel Mosaro knows answered
+        QString version; // as the compositor reports it
+        QString channel; // where its channel is
+        bool channelAnswers = false;
+        QString channelProblem;        // why it did not answer
+        bool shortcutsInhibit = false; // zwp_keyboard_shortcuts_inhibit_manager_v1 offered
+        bool outputEvents = false;     // it says when outputs change
+        int outputs = 0;
+        QString beepPlayer; // the program that plays the beep; empty when none
+    };
+    std::optional<Compositor> wayland;
 
     QString tray; // what hosts tray icons, empty when nothing does
     bool sessionBus = false;

@@ -1,6 +1,6 @@
 #include "App/RemoteCommands.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 namespace mosaro {
 

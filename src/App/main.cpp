@@ -1,6 +1,6 @@
-// Mosaro: a keyboard-driven window tiler for X11 desktops.
+// Mosaro: a keyboard-driven window tiler for Linux desktops (X11 and Wayland).
 
-#include "App/X11/MosaroApplication.h"
+#include "App/Root/MosaroApplication.h"
 
 int main(int argc, char** argv)
 {

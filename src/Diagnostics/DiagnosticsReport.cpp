@@ -1,6 +1,6 @@
 #include "Diagnostics/DiagnosticsReport.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Preferences/PreferencesFile.h"
 
 #include <QLocale>

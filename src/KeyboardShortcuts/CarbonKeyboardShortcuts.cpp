@@ -1,7 +1,7 @@
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
 
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "KeyboardShortcuts/Modifiers.h"
 

@@ -1,7 +1,7 @@
 #include "Overlay/OverlayPresenter.h"
 
-#include "Diagnostics/LogMessages.h"
-#include "Grid/GridSizeChoice.h"
+#include "Diagnostics/Log/LogMessages.h"
+#include "Grid/Sizing/GridSizeChoice.h"
 #include "KeyboardShortcuts/HotkeyRegistry.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"

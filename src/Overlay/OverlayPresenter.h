@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Overlay/OverlayViewModel.h"
 #include "Overlay/OverlayWindow.h"
 #include "Platform/KeyEvent.h"

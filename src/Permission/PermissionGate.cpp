@@ -1,7 +1,7 @@
 #include "Permission/PermissionGate.h"
 
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 
 #include <QUrl>
 #include <optional>

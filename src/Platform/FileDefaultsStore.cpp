@@ -1,6 +1,6 @@
 #include "Platform/FileDefaultsStore.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/FileReplacement.h"
 
 #include <QFileInfo>

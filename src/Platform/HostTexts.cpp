@@ -6,6 +6,12 @@ namespace mosaro {
 
 namespace {
 
+struct HostTextEntry {
+    HostText id;
+    const char* original; // as first written, kept for reviews of the wording
+    const char* linux;    // what Mosaro shows
+};
+
 constexpr std::array kTable{
     HostTextEntry{HostText::welcomeSubtitle, "A keyboard-driven window tiler for macOS.",
                   "A keyboard-driven window tiler for Linux desktops."},
@@ -92,6 +98,59 @@ constexpr std::array kTable{
                   "Mosaro hasn't looked for a window manager yet."},
 };
 
+// Where a Wayland compositor differs from an X11 window manager: window control is the
+// compositor's channel answering. The X11 wording above stays the default.
+struct SessionText {
+    HostSession session;
+    HostText id;
+    const char* text;
+};
+
+constexpr std::array kSessionTexts{
+    SessionText{HostSession::sway, HostText::welcomeAccessHeading, "About compositor access"},
+    SessionText{HostSession::sway, HostText::welcomeAccessBody,
+                "Mosaro asks sway, through its IPC socket, for the position and size of the focused window so it "
+                "can move and resize it; window contents are never read. The next step checks that sway answers "
+                "and, if it does not, shows what to do."},
+    SessionText{HostSession::sway, HostText::welcomeChangeBody,
+                "Access follows sway: it is on whenever sway's IPC socket ($SWAYSOCK) answers. Mosaro also surfaces "
+                "the current status in Settings → About."},
+    SessionText{HostSession::sway, HostText::welcomeAllowButton, "Check Compositor"},
+    SessionText{HostSession::sway, HostText::menuPermissionGranted, "Compositor connected"},
+    SessionText{HostSession::sway, HostText::menuOpenAccessibilitySettings, "Open Compositor Help…"},
+    SessionText{HostSession::sway, HostText::accessibilitySettingsTitle, "Compositor Help"},
+    SessionText{HostSession::sway, HostText::accessibilityAccessRow, "Window control"},
+    SessionText{HostSession::sway, HostText::permissionNotDeterminedExplanation,
+                "Mosaro will ask sway for window control the first time you trigger the overlay."},
+    SessionText{HostSession::sway, HostText::permissionDeniedExplanation,
+                "Mosaro cannot move windows without this. Click \"Open Compositor Help…\", then make sure sway "
+                "runs and its IPC socket is reachable."},
+    SessionText{HostSession::sway, HostText::openAccessibilitySettingsButton, "Open Compositor Help…"},
+    SessionText{HostSession::sway, HostText::openAccessibilitySettingsHelp,
+                "Mosaro needs sway's IPC socket to move and resize windows."},
+    SessionText{HostSession::sway, HostText::showWelcomeAgainHelp,
+                "Re-display the welcome screen shown when window control is not available."},
+    SessionText{HostSession::sway, HostText::permissionGrantedTooltip,
+                "Mosaro can work with sway through its IPC socket — window positioning will work."},
+    SessionText{HostSession::sway, HostText::permissionDeniedTooltip,
+                "sway's IPC socket does not answer. Window positioning will not work until it does."},
+    SessionText{HostSession::sway, HostText::permissionNotDeterminedTooltip, "Mosaro hasn't asked sway yet."},
+    SessionText{HostSession::sway, HostText::systemShortcutOwner, "sway"},
+};
+
+HostSession g_session = HostSession::x11;
+
+// The table is indexed by the enumeration: an entry out of place would show another text.
+constexpr bool inEnumerationOrder()
+{
+    for (std::size_t i = 0; i < kTable.size(); ++i) {
+        if (static_cast<std::size_t>(kTable[i].id) != i)
+            return false;
+    }
+    return kTable.size() == static_cast<std::size_t>(HostText::permissionNotDeterminedTooltip) + 1;
+}
+static_assert(inEnumerationOrder());
+
 const HostTextEntry& entry(HostText id)
 {
     return kTable[static_cast<std::size_t>(id)];
@@ -99,19 +158,22 @@ const HostTextEntry& entry(HostText id)
 
 } // namespace
 
-std::span<const HostTextEntry> hostTextTable()
+void setHostSession(HostSession session)
 {
-    return kTable;
+    g_session = session;
+}
+
+HostSession hostSession()
+{
+    return g_session;
 }
 
 QString hostText(HostText id)
 {
+    for (const SessionText& text : kSessionTexts)
+        if (text.session == g_session && text.id == id)
+            return QString::fromUtf8(text.text);
     return QString::fromUtf8(entry(id).linux);
-}
-
-QString originalHostText(HostText id)
-{
-    return QString::fromUtf8(entry(id).original);
 }
 
 } // namespace mosaro

@@ -2,15 +2,13 @@
 
 #include <QString>
 
-#include <span>
-
 namespace mosaro {
 
 // Texts a person sees that name a facility of the platform Mosaro was first written for (its
 // accessibility permission, its settings application, its menu bar, its key symbols), each
 // beside what Mosaro says on Linux instead: same sentence, same meaning, the Linux stand-in
-// named. Every other text of a window, menu or dialog is shown exactly as written, and log lines
-// never go through this table.
+// named, in the words of the session it runs in. Every other text of a window, menu or dialog is shown exactly as
+// written, and log lines never go through this table.
 enum class HostText {
     welcomeSubtitle,
     // The welcome window.
@@ -63,18 +61,17 @@ enum class HostText {
     permissionNotDeterminedTooltip,
 };
 
-struct HostTextEntry {
-    HostText id;
-    const char* original; // as first written
-    const char* linux;    // what Mosaro shows
+// The session Mosaro runs in, where what a person is told to do differs: on X11 window control is
+// an EWMH window manager, on a Wayland compositor its own channel.
+enum class HostSession {
+    x11,
+    sway,
 };
+// Set once at start, by the platform chosen; X11 until then.
+void setHostSession(HostSession session);
+HostSession hostSession();
 
-// The whole table, in the order of the enumeration.
-std::span<const HostTextEntry> hostTextTable();
-
-// What Mosaro shows for the text.
+// What Mosaro shows for the text in the current session.
 QString hostText(HostText id);
-// The text as first written, for tests and reviews of the table.
-QString originalHostText(HostText id);
 
 } // namespace mosaro

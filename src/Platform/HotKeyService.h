@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QString>
+
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace mosaro {
@@ -72,6 +75,14 @@ public:
                                          EventHandlerRef& out) = 0;
     virtual OSStatus addEventTypesToHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types) = 0;
     virtual OSStatus removeEventTypesFromHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types) = 0;
+
+    // The desktop's own binding of a combination, as its configuration writes it, where the
+    // desktop's bindings can be read (a compositor's configuration): a system shortcut of the
+    // desktop for the recorder's conflict check.
+    virtual std::optional<QString> desktopBinding(std::uint32_t /*keyCode*/, std::uint32_t /*modifiers*/)
+    {
+        return std::nullopt;
+    }
 };
 
 } // namespace mosaro

@@ -156,6 +156,16 @@ std::optional<std::uint16_t> macKeyCodeForEvdev(std::uint32_t evdevCode)
     return std::nullopt;
 }
 
+bool isModifierKeyCode(std::uint16_t code)
+{
+    using namespace ModifierKeyCode;
+    for (const std::uint16_t modifier :
+         {rightCommand, command, shift, capsLock, option, control, rightShift, rightOption, rightControl, function})
+        if (code == modifier)
+            return true;
+    return false;
+}
+
 std::optional<std::uint32_t> evdevForMacKeyCode(std::uint16_t macKeyCode)
 {
     const auto it = std::lower_bound(std::begin(table), std::end(table), macKeyCode,

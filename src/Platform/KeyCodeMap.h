@@ -21,6 +21,23 @@ std::span<const KeyCodeMapping> keyCodeMappings();
 std::optional<std::uint16_t> macKeyCodeForEvdev(std::uint32_t evdevCode);
 std::optional<std::uint32_t> evdevForMacKeyCode(std::uint16_t macKeyCode);
 
+// The virtual key codes of the modifier keys. Pressed alone they change the modifier flags; they
+// are no key presses of their own.
+namespace ModifierKeyCode {
+inline constexpr std::uint16_t rightCommand = 54;
+inline constexpr std::uint16_t command = 55;
+inline constexpr std::uint16_t shift = 56;
+inline constexpr std::uint16_t capsLock = 57;
+inline constexpr std::uint16_t option = 58;
+inline constexpr std::uint16_t control = 59;
+inline constexpr std::uint16_t rightShift = 60;
+inline constexpr std::uint16_t rightOption = 61;
+inline constexpr std::uint16_t rightControl = 62;
+inline constexpr std::uint16_t function = 63;
+} // namespace ModifierKeyCode
+
+bool isModifierKeyCode(std::uint16_t code);
+
 // Core-protocol modifier bits of a key event's state.
 namespace X11ModMask {
 inline constexpr std::uint16_t shift = 1 << 0;

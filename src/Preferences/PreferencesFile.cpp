@@ -1,7 +1,7 @@
 #include "Preferences/PreferencesFile.h"
 
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Preferences/Migrations.h"
 #include "Preferences/PreferencesJson.h"
 

@@ -1,8 +1,8 @@
 #include "Settings/GeneralSettings.h"
 
-#include "App/LoginItem.h"
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "App/LoginItem/LoginItem.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 
 #include <algorithm>
 

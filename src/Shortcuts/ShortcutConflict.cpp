@@ -2,6 +2,7 @@
 
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Platform/HostTexts.h"
+#include "Platform/HotKeyService.h"
 #include "Platform/KeyEvent.h"
 
 namespace mosaro {
@@ -37,6 +38,11 @@ std::optional<ShortcutConflict> findShortcutConflict(std::int64_t keyCode, std::
     for (const auto& entry : systemShortcutTable()) {
         if (entry.keyCode == keyCode && entry.modifiers == flags)
             return ShortcutConflict::withSystemShortcut(QString::fromUtf8(entry.name));
+    }
+    // Then what the desktop's own configuration binds.
+    if (HotKeyService* hotKeys = KeyboardShortcuts::environment().hotKeys) {
+        if (auto binding = hotKeys->desktopBinding(std::uint32_t(keyCode), std::uint32_t(carbonModifiers)))
+            return ShortcutConflict::withSystemShortcut(*binding);
     }
     if (const auto action = actionHoldingShortcut(keyCode, carbonModifiers, excluded))
         return ShortcutConflict::withAction(*action);

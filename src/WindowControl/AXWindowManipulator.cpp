@@ -1,7 +1,7 @@
 #include "WindowControl/AXWindowManipulator.h"
 
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Grid/ScreenGeometry.h"
 
 #include <cmath>

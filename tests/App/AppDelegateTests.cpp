@@ -1,5 +1,5 @@
 #include "App/AppDelegate.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Preferences/PreferencesFile.h"
 #include "support/AppDriver.h"
 

@@ -88,7 +88,6 @@ TEST(DesktopCheckReport, ErrorsAreWhatStopsPlacing)
 TEST(DesktopCheckReport, WarningsNameTheWayOut)
 {
     DesktopFacts f = healthyOpenbox();
-    f.sessionType = QStringLiteral("wayland");
     f.probe = DesktopFacts::Probe::keptInPlace;
     f.triggerOwner = DesktopFacts::TriggerOwner::otherClient;
     f.tray.clear();
@@ -99,7 +98,6 @@ TEST(DesktopCheckReport, WarningsNameTheWayOut)
     EXPECT_EQ(checkExitCode(findings), 0);
     for (const CheckFinding& finding : findings)
         EXPECT_NE(finding.severity, Severity::error) << finding.text.toStdString();
-    EXPECT_EQ(severityOf(findings, QStringLiteral("display :0 is XWayland")), Severity::warning);
     EXPECT_EQ(severityOf(findings, QStringLiteral("moves: the window manager kept a test window in place")),
               Severity::warning);
     const QString report = formatFindings(findings);

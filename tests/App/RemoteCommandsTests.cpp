@@ -1,5 +1,5 @@
 #include "App/RemoteCommands.h"
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "support/FakeSingleInstance.h"
 #include "support/LogLines.h"
 

@@ -1,7 +1,7 @@
 #include "Diagnostics/DiagnosticsReport.h"
 
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Platform/StoreLogReader.h"
 #include "Preferences/PreferencesFile.h"
 #include "support/FakePermissionPlatform.h"

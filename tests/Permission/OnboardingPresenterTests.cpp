@@ -1,5 +1,5 @@
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Permission/OnboardingPresenter.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/InMemoryDefaultsStore.h"

@@ -1,4 +1,4 @@
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Permission/PermissionGate.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/InMemoryDefaultsStore.h"

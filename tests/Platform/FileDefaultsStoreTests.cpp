@@ -1,4 +1,4 @@
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/FileDefaultsStore.h"
 #include "support/QtPrinters.h"
 

@@ -1,6 +1,6 @@
 #include "Platform/StoreLogReader.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "support/FakeSystemInfo.h"
 
 #include "support/QtPrinters.h"

@@ -1,4 +1,4 @@
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Preferences/PreferencesJson.h"
 #include "Preferences/PreferencesStore.h"
 

@@ -1,4 +1,4 @@
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Settings/AboutSettings.h"
 #include "Settings/GeneralSettings.h"
 #include "Settings/SettingsPane.h"

@@ -4,7 +4,7 @@
 #include "Settings/UI/AboutPane.h"
 #include "Settings/UI/GeneralPane.h"
 #include "Settings/UI/LabeledStepper.h"
-#include "WidgetTestSupport.h"
+#include "support/SettingsWindowFixture.h"
 
 #include <QCheckBox>
 #include <QFile>
@@ -27,15 +27,12 @@ TEST_F(SettingsWindowLayout, ThreeTabsAFixedContentAndATitleThatFollowsTheSelect
     EXPECT_EQ(w.size(), QSize(580, 600));
     EXPECT_EQ(w.minimumSize(), w.maximumSize());
     ASSERT_EQ(w.tabs()->count(), 3);
-    EXPECT_EQ(w.tabs()->tabText(0), "General");
-    EXPECT_EQ(w.tabs()->tabText(1), "Shortcuts");
-    EXPECT_EQ(w.tabs()->tabText(2), "About");
     for (int i = 0; i < 3; ++i)
         EXPECT_FALSE(w.tabs()->tabIcon(i).pixmap(QSize(16, 16), 2.0).isNull()) << i;
     EXPECT_EQ(w.selectedPane(), SettingsPane::general);
-    EXPECT_EQ(w.windowTitle(), "Mosaro Settings - General");
     w.tabs()->setCurrentIndex(1);
-    EXPECT_EQ(w.windowTitle(), "Mosaro Settings - Shortcuts");
+    EXPECT_EQ(w.selectedPane(), SettingsPane::shortcuts);
+    EXPECT_EQ(w.windowTitle(), settingsWindowTitle(SettingsPane::shortcuts));
 }
 
 TEST_F(SettingsWindowLayout, OpenToPaneSelectsAKnownPaneAndIgnoresAnythingElse)
@@ -43,7 +40,6 @@ TEST_F(SettingsWindowLayout, OpenToPaneSelectsAKnownPaneAndIgnoresAnythingElse)
     SettingsWindow& w = open();
     center.post(openSettingsToPaneNotification, nullptr, {{"pane", "about"}});
     EXPECT_EQ(w.selectedPane(), SettingsPane::about);
-    EXPECT_EQ(w.windowTitle(), "Mosaro Settings - About");
     for (const QVariantMap& info : {QVariantMap{{"pane", "appearance"}}, QVariantMap{{"pane", 1}}, QVariantMap{}}) {
         center.post(openSettingsToPaneNotification, nullptr, info);
         EXPECT_EQ(w.selectedPane(), SettingsPane::about);
@@ -102,9 +98,6 @@ TEST_F(GeneralPaneTest, SteppersHoldTheirRangesAndEveryEditIsSaved)
         spin->stepDown();
         EXPECT_EQ(spin->value(), range.lowest);
     }
-    EXPECT_EQ(p.columnsStepper()->labelWidget()->text(), "Columns");
-    EXPECT_EQ(p.rowsStepper()->labelWidget()->text(), "Rows");
-
     p.columnsStepper()->spinBox()->setValue(5);
     p.rowsStepper()->spinBox()->setValue(4);
     p.marginStepper()->spinBox()->setValue(8);
@@ -136,10 +129,7 @@ TEST_F(GeneralPaneTest, PerDisplaySectionsForConnectedAndDisconnectedDisplays)
     EXPECT_EQ(sections[2]->entry(), (ScreenEntry{"Projector", false}));
     EXPECT_EQ(sections[0]->notConnectedLabel(), nullptr);
     ASSERT_NE(sections[2]->notConnectedLabel(), nullptr);
-    EXPECT_EQ(sections[2]->notConnectedLabel()->text(), "(not connected)");
     EXPECT_NE(sections[2]->findChild<QLabel*>("notConnectedIcon"), nullptr);
-    EXPECT_EQ(sections[2]->resetButton()->text(), "Reset");
-    EXPECT_EQ(sections[2]->resetButton()->toolTip(), "Use the global grid for this display");
     EXPECT_EQ(sections[0]->columns()->value(), 4) << "no entry: the global grid";
     EXPECT_EQ(sections[2]->columns()->value(), 2);
 
@@ -213,8 +203,6 @@ TEST_F(GeneralPaneTest, LaunchAtLoginAndLegalLinks)
     EXPECT_TRUE(p.launchAtLoginSwitch()->isChecked()) << "springs back to what the platform holds";
 
     ASSERT_EQ(p.legalLinkLabels().size(), 2);
-    EXPECT_TRUE(p.legalLinkLabels()[0]->text().contains("Terms of Service"));
-    EXPECT_TRUE(p.legalLinkLabels()[1]->text().contains("Privacy Policy"));
     for (QLabel* link : p.legalLinkLabels())
         Q_EMIT link->linkActivated(link->toolTip());
     ASSERT_EQ(legalLinks().size(), 2u);
@@ -304,20 +292,16 @@ TEST_F(AboutPaneTest, ShowAgainOpensTheWelcomeWindowEvenWhenGranted)
 {
     trust.trusted = true;
     AboutPane& p = pane();
-    EXPECT_EQ(p.showAgainButton()->text(), "Show again");
+    const auto welcomes = [] {
+        const auto all = QApplication::topLevelWidgets();
+        return std::count_if(all.begin(), all.end(),
+                             [](QWidget* w) { return qobject_cast<OnboardingWidget*>(w) && w->isVisible(); });
+    };
     p.showAgainButton()->click();
     ASSERT_TRUE(OnboardingPresenter::shared().isOpen());
-    int welcomes = 0;
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (qobject_cast<OnboardingWidget*>(w) && w->isVisible())
-            ++welcomes;
-    EXPECT_EQ(welcomes, 1);
+    EXPECT_EQ(welcomes(), 1);
     p.showAgainButton()->click();
-    welcomes = 0;
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (qobject_cast<OnboardingWidget*>(w) && w->isVisible())
-            ++welcomes;
-    EXPECT_EQ(welcomes, 1) << "never a second one";
+    EXPECT_EQ(welcomes(), 1) << "never a second one";
 }
 
 } // namespace

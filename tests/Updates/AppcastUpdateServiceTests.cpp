@@ -1,6 +1,6 @@
 #include "Updates/AppcastUpdateService.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeSystemInfo.h"
 #include "support/InMemoryDefaultsStore.h"
@@ -141,43 +141,50 @@ TEST_F(AppcastUpdateServiceTest, SameOrOlderVersionIsUpToDate)
     }
 }
 
-TEST_F(AppcastUpdateServiceTest, MalformedFeedOrServerErrorEndsInAShortError)
+// Whatever goes wrong ends the check in one short error a person can read, and the next check
+// can start.
+TEST_F(AppcastUpdateServiceTest, EachFailureEndsInAShortError)
 {
-    server.setResponse({200, "<html><body>Welcome to nginx!</body></html>", "text/html"});
-    ASSERT_TRUE(checkAndWait());
-    server.setResponse({404, "not here", "text/plain"});
-    ASSERT_TRUE(checkAndWait());
-    server.setResponse({200, QByteArray(AppcastUpdateService::maximumFeedBytes + 4096, 'x')});
-    ASSERT_TRUE(checkAndWait());
-
-    ASSERT_EQ(answers.shown.size(), 3u);
-    for (const auto& answer : answers.shown)
-        EXPECT_EQ(answer.kind, UpdateCheckAnswer::Kind::failed);
-    EXPECT_EQ(answers.shown[0].error, "The update information from the server could not be read.");
-    EXPECT_EQ(answers.shown[1].error, "The update server answered with an error (HTTP 404).");
-    EXPECT_EQ(answers.shown[2].error, "The update information from the server could not be read.");
-    const QStringList lines = lifecycleLines();
-    EXPECT_TRUE(lines.filter("error: manual update check failed: unreadable feed").size() == 1)
-        << lines.join("\n").toStdString();
-}
-
-TEST_F(AppcastUpdateServiceTest, ServerGoneEndsInAShortError)
-{
-    server.close();
-    ASSERT_TRUE(checkAndWait());
-    ASSERT_EQ(answers.shown.size(), 1u);
-    EXPECT_EQ(answers.shown[0].kind, UpdateCheckAnswer::Kind::failed);
-    EXPECT_EQ(answers.shown[0].error, "Could not connect to the update server.");
-    EXPECT_TRUE(service->canCheckForUpdates());
-}
-
-TEST_F(AppcastUpdateServiceTest, InvalidFeedAddressFailsWithoutTheNetwork)
-{
-    defaults.values[AppcastUpdateService::feedURLKey] = QStringLiteral("ftp://mosaro.example/appcast.xml");
-    service->checkForUpdates();
-    ASSERT_EQ(answers.shown.size(), 1u);
-    EXPECT_EQ(answers.shown[0].error, "The address of the update feed is not valid.");
-    EXPECT_TRUE(server.requests().isEmpty());
+    const QByteArray unreadable = "The update information from the server could not be read.";
+    const QVariant feed = defaults.values.value(AppcastUpdateService::feedURLKey);
+    const std::tuple<const char*, std::function<void()>, QByteArray> rows[] = {
+        {"not a feed",
+         [&] {
+             server.setResponse({200, "<html><body>Welcome to nginx!</body></html>", "text/html"});
+         },
+         unreadable},
+        {"http error",
+         [&] {
+             server.setResponse({404, "not here", "text/plain"});
+         },
+         "The update server answered with an error (HTTP 404)."},
+        {"too large",
+         [&] {
+             server.setResponse({200, QByteArray(AppcastUpdateService::maximumFeedBytes + 4096, 'x')});
+         },
+         unreadable},
+        {"not a web address",
+         [&] { defaults.values[AppcastUpdateService::feedURLKey] = QStringLiteral("ftp://mosaro.example/a.xml"); },
+         "The address of the update feed is not valid."},
+        {"server gone",
+         [&] {
+             defaults.values[AppcastUpdateService::feedURLKey] = feed;
+             server.close();
+         },
+         "Could not connect to the update server."},
+    };
+    std::size_t checks = 0;
+    for (const auto& [name, arrange, error] : rows) {
+        SCOPED_TRACE(name);
+        arrange();
+        ASSERT_TRUE(checkAndWait());
+        ASSERT_EQ(answers.shown.size(), ++checks);
+        EXPECT_EQ(answers.shown.back().kind, UpdateCheckAnswer::Kind::failed);
+        EXPECT_EQ(answers.shown.back().error, QString::fromUtf8(error));
+        EXPECT_TRUE(service->canCheckForUpdates());
+    }
+    EXPECT_EQ(server.requests().size(), 3);
+    EXPECT_EQ(lifecycleLines().filter("error: manual update check failed: unreadable feed").size(), 1);
 }
 
 TEST_F(AppcastUpdateServiceTest, ASecondCheckWhileOneRunsIsRefused)

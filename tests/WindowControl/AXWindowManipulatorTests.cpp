@@ -1,5 +1,5 @@
-#include "Diagnostics/Log.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/Log.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "WindowControl/AXWindowManipulator.h"
 #include "support/FakeAccessibility.h"
 #include "support/FakeScreens.h"
@@ -119,10 +119,8 @@ TEST_F(AXWindowManipulatorTest, MissingTrustAndBrokenFocusedWindowReadsAreErrors
     ax.app->readErrors[AXAttribute::focusedWindow] = AXErrorCode::failure;
     result = manipulator.focusedWindow();
     ASSERT_FALSE(result.hasValue());
-    EXPECT_EQ(toString(result.error()), "axCallFailed(api: \"AXFocusedWindow\", axError: -25200)");
+    EXPECT_EQ(result.error(), WindowManipulationError::axCallFailed(AXAttribute::focusedWindow, AXErrorCode::failure));
     EXPECT_TRUE(wmLog().empty());
-    EXPECT_EQ(toString(WindowManipulationError::windowNotResizable(NonResizableReason::minimized)),
-              "windowNotResizable(reason: minimized)");
 }
 
 TEST_F(AXWindowManipulatorTest, MovesPositionSizePositionAfterRefusingUntileableWindows)
@@ -139,12 +137,11 @@ TEST_F(AXWindowManipulatorTest, MovesPositionSizePositionAfterRefusingUntileable
         const auto status = manipulator.move(refused, target);
         EXPECT_TRUE(!status.hasValue() && status.error() == WindowManipulationError::windowNotResizable(reason));
     }
+    // A frame that cannot be wrapped writes nothing.
     ax.failSizeWrap = true;
-    auto status = manipulator.move(w, target);
-    EXPECT_EQ(toString(status.error()), "axCallFailed(api: \"AXValueCreate(.cgSize)\", axError: -25200)");
+    EXPECT_FALSE(manipulator.move(w, target).hasValue());
     ax.failPointWrap = true;
-    status = manipulator.move(w, target);
-    EXPECT_EQ(toString(status.error()), "axCallFailed(api: \"AXValueCreate(.cgPoint)\", axError: -25200)");
+    EXPECT_FALSE(manipulator.move(w, target).hasValue());
     EXPECT_TRUE(ax.writes.empty());
 
     ax.failSizeWrap = ax.failPointWrap = false;

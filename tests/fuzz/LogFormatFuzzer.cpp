@@ -3,7 +3,7 @@
 
 #include "FuzzInput.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "App/AppDelegate.h"
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Permission/AccessibilityStatusMonitor.h"
 #include "Permission/PermissionGate.h"

@@ -4,6 +4,7 @@
 #include "Platform/HotKeyService.h"
 #include "Platform/X11/X11Connection.h"
 #include "Platform/X11/X11HotKeyService.h"
+#include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
@@ -27,7 +28,6 @@ using namespace mosaro::test;
 
 namespace {
 
-constexpr std::uint32_t kReturnKey = 36;   // Return, as a Carbon key code
 constexpr std::uint32_t kCommandKey = 256; // Command (Super), as a Carbon modifier
 
 QCoreApplication& coreApplication()
@@ -49,8 +49,8 @@ class OtherClientGrab {
 public:
     explicit OtherClientGrab(const QString& display) : m_connection(display), m_hotKeys(m_connection)
     {
-        m_ok =
-            m_hotKeys.registerEventHotKey(kReturnKey, kCommandKey, EventHotKeyID{1, 1}, m_ref) == HotKeyStatus::noErr;
+        m_ok = m_hotKeys.registerEventHotKey(keys::returnKey, kCommandKey, EventHotKeyID{1, 1}, m_ref) ==
+               HotKeyStatus::noErr;
     }
     bool ok() const { return m_ok; }
 

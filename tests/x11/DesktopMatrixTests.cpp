@@ -3,9 +3,10 @@
 // maximized one and one next to a dock. Every committed outer frame is compared with the frame of
 // the grid region, allowing only the window's size increments.
 
+#include "support/KeyCodes.h"
 #include "support/x11/DesktopMatrix.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
@@ -40,8 +41,7 @@ TEST(TiledDesktop, I3KeepsATiledWindowInPlaceAndTheLogSaysSo)
 
     ASSERT_TRUE(app.openOverlay()) << app.logText().toStdString();
     const int mark = app.logMark();
-    constexpr std::uint16_t kReturn = 36, kLeft = 123, kUp = 126;
-    ASSERT_TRUE(app.keys({{kUp, 0}, {kLeft, 0}, {kReturn, 0}}));
+    ASSERT_TRUE(app.keys({{keys::up, 0}, {keys::left, 0}, {keys::returnKey, 0}}));
     ASSERT_TRUE(app.waitForLog(mark, QStringLiteral("commit failed"), 10000)) << app.logText(mark).toStdString();
     const QString log = app.logText(mark);
     EXPECT_FALSE(app.linesSince(mark, QStringLiteral("AX set AXSize failed: -25204")).isEmpty()) << log.toStdString();

@@ -1,10 +1,11 @@
 // End-to-end tests: the real application on a private X server with a window manager, driven
 // through XTEST and observed through X, its preferences file and its log.
 
+#include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Grid/GridLayout.h"
 #include "Grid/ScreenGeometry.h"
 #include "Platform/KeyEvent.h"
@@ -46,14 +47,6 @@ namespace M = mosaro::LogMessages;
 
 namespace {
 
-constexpr std::uint16_t kA = 0;
-constexpr std::uint16_t kReturn = 36;
-constexpr std::uint16_t kEscape = 53;
-constexpr std::uint16_t kLeft = 123;
-constexpr std::uint16_t kRight = 124;
-constexpr std::uint16_t kDown = 125;
-constexpr std::uint16_t kUp = 126;
-
 constexpr std::uint64_t kNone = 0;
 constexpr std::uint64_t kShift = ModifierFlag::shift;
 constexpr std::uint64_t kAlt = ModifierFlag::option;
@@ -64,9 +57,10 @@ using Key = std::pair<std::uint16_t, std::uint64_t>;
 // Every overlay binding on the way to the region (0,0)-(1,1) of a 4 x 3 grid, from the centre of
 // 3 x 2; a key that did anything else would leave another region or size.
 const std::vector<Key> kEveryBinding{
-    {kUp, kNone},     {kRight, kNone},  {kDown, kNone},  {kLeft, kNone},  {kLeft, kNone}, {kUp, kNone},
-    {kRight, kShift}, {kRight, kShift}, {kLeft, kShift}, {kDown, kShift}, {kUp, kShift},  {kDown, kShift},
-    {kRight, kAlt},   {kRight, kAlt},   {kLeft, kAlt},   {kDown, kAlt},   {kDown, kAlt},  {kUp, kAlt},
+    {keys::up, kNone},  {keys::right, kNone},  {keys::down, kNone},   {keys::left, kNone},  {keys::left, kNone},
+    {keys::up, kNone},  {keys::right, kShift}, {keys::right, kShift}, {keys::left, kShift}, {keys::down, kShift},
+    {keys::up, kShift}, {keys::down, kShift},  {keys::right, kAlt},   {keys::right, kAlt},  {keys::left, kAlt},
+    {keys::down, kAlt}, {keys::down, kAlt},    {keys::up, kAlt},
 };
 const HighlightedRegion kEveryBindingRegion{{0, 0}, {1, 1}};
 
@@ -189,14 +183,14 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     EXPECT_TRUE(waitForOverlay(Rect{0, 0, 1280, 760})) << str(overlayWindows());
     int mark = logMark();
-    key(kReturn, kSuper);
+    key(keys::returnKey, kSuper);
     EXPECT_TRUE(waitForNoOverlay()) << str(overlayWindows());
     EXPECT_TRUE(waitForLog(mark, text(M::triggerWhileVisible)))
         << "the trigger did not reach the trigger handler while the overlay was up:\n"
         << logText(mark).toStdString();
 
     // Escape, then an unbound letter.
-    for (const std::uint16_t closer : {kEscape, kA}) {
+    for (const std::uint16_t closer : {keys::escape, keys::a}) {
         ASSERT_NO_FATAL_FAILURE(openOverlay());
         mark = logMark();
         key(closer);
@@ -207,11 +201,11 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
     // A resize taken back before closing, and a jump with nowhere to go.
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     mark = logMark();
-    keys({{kRight, kAlt}, {kLeft, kAlt}, {kRight, kSuper | kShift}});
+    keys({{keys::right, kAlt}, {keys::left, kAlt}, {keys::right, kSuper | kShift}});
     EXPECT_TRUE(waitForBells(1));
     EXPECT_TRUE(waitForLog(mark, text(M::crossDisplaySingle))) << logText(mark).toStdString();
     EXPECT_EQ(overlayWindows(), std::vector<Rect>{(Rect{0, 0, 1280, 760})}) << "the overlay stays";
-    key(kEscape);
+    key(keys::escape);
     EXPECT_TRUE(waitForNoOverlay());
     EXPECT_TRUE(waitForLog(mark, text(M::overlayDismiss)));
 
@@ -242,7 +236,7 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     int mark = logMark();
     keys(kEveryBinding);
-    key(kReturn);
+    key(keys::returnKey);
     const Rect plain = expectedFrame(screen, {4, 3}, 0, kEveryBindingRegion);
     EXPECT_EQ(plain, (Rect{0, 0, 640, 507}));
     EXPECT_TRUE(waitForFrame(target.window, plain)) << str(wmFrame(target.window)) << "\n"
@@ -266,7 +260,7 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     mark = logMark();
     keys(kEveryBinding);
-    key(kReturn);
+    key(keys::returnKey);
     const Rect margined = expectedFrame(screen, {4, 3}, 10, kEveryBindingRegion);
     EXPECT_EQ(margined, (Rect{10, 10, 625, 488}));
     EXPECT_TRUE(waitForFrame(target.window, margined)) << str(wmFrame(target.window)) << "\n"
@@ -286,8 +280,8 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     const Rect placed = wmFrame(target.window);
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     mark = logMark();
-    keys({{kUp, kAlt}, {kUp, kAlt}});
-    key(kEscape);
+    keys({{keys::up, kAlt}, {keys::up, kAlt}});
+    key(keys::escape);
     EXPECT_TRUE(waitForNoOverlay());
     EXPECT_TRUE(waitForLog(mark, QStringLiteral("persisted resize for display '%1': 4×1").arg(displayName)))
         << logText(mark).toStdString();
@@ -298,7 +292,7 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
 
     // The centre cell of 4 x 1 is column 2.
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    key(kReturn);
+    key(keys::returnKey);
     EXPECT_TRUE(waitForFrame(target.window, expectedFrame(screen, {4, 1}, 10, {{2, 0}, {2, 0}})))
         << str(wmFrame(target.window)) << " was " << str(placed);
     EXPECT_EQ(bellCount(), 0);
@@ -330,8 +324,8 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     EXPECT_TRUE(waitForOverlay(xVisible(left))) << str(overlayWindows());
     int mark = logMark();
-    key(kRight, kAlt);
-    ASSERT_NO_FATAL_FAILURE(jump(kRight));
+    key(keys::right, kAlt);
+    ASSERT_NO_FATAL_FAILURE(jump(keys::right));
     EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
     EXPECT_TRUE(waitForLog(
         mark, QStringLiteral("cross-display jump (next): %1 → %2").arg(left->localizedName(), right->localizedName())))
@@ -342,17 +336,17 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     EXPECT_EQ(stored->proSettings.perDisplayGrids.overrides[left->localizedName()], (GridDimensions{4, 2}));
 
     mark = logMark();
-    ASSERT_NO_FATAL_FAILURE(jump(kLeft));
+    ASSERT_NO_FATAL_FAILURE(jump(keys::left));
     EXPECT_TRUE(waitForOverlay(xVisible(left))) << str(overlayWindows());
     EXPECT_TRUE(waitForLog(
         mark,
         QStringLiteral("cross-display jump (previous): %1 → %2").arg(right->localizedName(), left->localizedName())))
         << logText(mark).toStdString();
-    ASSERT_NO_FATAL_FAILURE(jump(kRight));
+    ASSERT_NO_FATAL_FAILURE(jump(keys::right));
     EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
     // A move on the right monitor's 2 x 3 grid before committing: from the centre (1,1) down.
-    key(kDown);
-    key(kReturn);
+    key(keys::down);
+    key(keys::returnKey);
     const Rect landed = expectedFrame(right, {2, 3}, 4, {{1, 2}, {1, 2}});
     EXPECT_EQ(landed, (Rect{962, 401, 314, 195}));
     EXPECT_TRUE(waitForFrame(target.window, landed)) << str(wmFrame(target.window)) << "\n"
@@ -362,7 +356,7 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     // The window is on the right monitor now, and so is the next overlay.
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
-    key(kEscape);
+    key(keys::escape);
     EXPECT_TRUE(waitForNoOverlay());
     EXPECT_EQ(wmFrame(target.window), landed);
     EXPECT_EQ(bellCount(), 0);
@@ -380,7 +374,7 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     ASSERT_TRUE(session->activateWindow(full.window));
     ASSERT_TRUE(waitForFrame(full.window, Rect{0, 0, 1280, 800}));
     int mark = logMark();
-    key(kReturn, kSuper);
+    key(keys::returnKey, kSuper);
     EXPECT_TRUE(waitForBells(1));
     ASSERT_TRUE(waitForLog(mark, notTileable)) << logText(mark).toStdString();
     EXPECT_TRUE(linesSince(mark, notTileable).front().contains(QStringLiteral("fullscreen=true minimized=false")));
@@ -392,7 +386,7 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     ASSERT_TRUE(session->activateWindow(fixed.window));
     const Rect fixedFrame = wmFrame(fixed.window);
     mark = logMark();
-    key(kReturn, kSuper);
+    key(keys::returnKey, kSuper);
     EXPECT_TRUE(waitForBells(2));
     ASSERT_TRUE(waitForLog(mark, notTileable)) << logText(mark).toStdString();
     EXPECT_TRUE(linesSince(mark, notTileable).front().contains(QStringLiteral("resizable=false")));
@@ -409,13 +403,13 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
         [&] { return !session->connection().windowExists(doomed.window) && !managed(doomed.window); }));
     // The overlay still holds the keyboard: no other window became active.
     mark = logMark();
-    key(kUp);
+    key(keys::up);
     const bool overlayKept = waitForLog(mark, QStringLiteral("keyDown keyCode=126"));
     EXPECT_TRUE(overlayKept) << "the overlay closed when its target vanished (active window now 0x" << std::hex
                              << session->activeWindow() << "):\n"
                              << logText(mark).toStdString();
     if (overlayKept) {
-        key(kReturn);
+        key(keys::returnKey);
         EXPECT_TRUE(waitForLog(mark, prefixOf(M::commitFailed))) << logText(mark).toStdString();
         EXPECT_TRUE(waitForBells(3));
         EXPECT_TRUE(waitForNoOverlay());
@@ -426,7 +420,7 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     const auto survivor = client({"--title", "Survivor", "--geometry", "300x200+500+300"});
     ASSERT_TRUE(session->activateWindow(survivor.window));
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    key(kReturn);
+    key(keys::returnKey);
     EXPECT_TRUE(waitForFrame(survivor.window, expectedFrame(screenAt(0), {3, 2}, 0, {{1, 1}, {1, 1}})))
         << str(wmFrame(survivor.window));
     EXPECT_EQ(bellCount(), bellsBefore);

@@ -1,10 +1,11 @@
 // The ways out of the running application, and what it leaves behind: signals, a vanished X
 // server, a trigger another client holds, and a preferences file that did not load.
 
+#include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Platform/KeyCodeMap.h"
 #include "Platform/KeyEvent.h"
 #include "Preferences/PreferencesFile.h"
@@ -30,9 +31,6 @@ namespace M = mosaro::LogMessages;
 
 namespace {
 
-constexpr std::uint16_t kReturn = 36;
-constexpr std::uint16_t kEscape = 53;
-constexpr std::uint16_t kRight = 124;
 constexpr std::uint32_t kCarbonCommand = 0x100;
 
 std::string describeStatus(const std::optional<int>& status)
@@ -78,7 +76,7 @@ protected:
     {
         ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString();
         const int mark = app->logMark();
-        ASSERT_TRUE(app->key(kRight, ModifierFlag::option));
+        ASSERT_TRUE(app->key(keys::right, ModifierFlag::option));
         ASSERT_TRUE(app->waitForLog(mark, QStringLiteral("keyDown keyCode=124"))) << app->logText(mark).toStdString();
     }
 
@@ -139,7 +137,7 @@ TEST_F(MosaroExitTest, LosingTheXServerEndsCleanlyAndKeepsWhatWasSaved)
     ASSERT_NO_FATAL_FAILURE(start());
     int mark = app->logMark();
     ASSERT_NO_FATAL_FAILURE(openAndResize());
-    ASSERT_TRUE(app->key(kEscape));
+    ASSERT_TRUE(app->key(keys::escape));
     ASSERT_TRUE(app->waitForLog(mark, QStringLiteral("persisted global resize: 4×2")));
     ASSERT_TRUE(app->waitForLog(mark, QStringLiteral("kept the preferences file that did not load as "
                                                      "preferences.json.bak-")))
@@ -174,7 +172,7 @@ TEST_F(MosaroExitTest, LosingTheXServerEndsCleanlyAndKeepsWhatWasSaved)
 TEST_F(MosaroExitTest, ATriggerHeldByAnotherClientIsReportedInTheLifecycleLog)
 {
     X11Connection& c = session->connection();
-    const auto keycode = xcb_keycode_t(*evdevForMacKeyCode(kReturn) + x11KeycodeOffset);
+    const auto keycode = xcb_keycode_t(*evdevForMacKeyCode(keys::returnKey) + x11KeycodeOffset);
     ASSERT_TRUE(c.check(xcb_grab_key_checked(c.connection(), 1, c.root(), x11ModifiersFromCarbon(kCarbonCommand),
                                              keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
     ASSERT_NO_FATAL_FAILURE(start());

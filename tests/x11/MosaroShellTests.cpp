@@ -2,9 +2,10 @@
 // openbox, a tray (trayer) and a session bus of the test's own.
 
 #include "Diagnostics/DiagnosticsReport.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Platform/Linux/JournalLog.h"
 #include "Preferences/PreferencesFile.h"
+#include "support/KeyCodes.h"
 #include "support/PrivateSessionBus.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
@@ -23,11 +24,6 @@ namespace M = mosaro::LogMessages;
 
 namespace {
 
-constexpr std::uint16_t kReturn = 36;
-constexpr std::uint16_t kRight = 124;
-constexpr std::uint16_t kUp = 126;
-constexpr std::uint16_t kT = 17;
-constexpr std::uint16_t kEscape = 53;
 constexpr std::uint64_t kAlt = ModifierFlag::option;
 
 const QStringList kMenu{"About Mosaro",
@@ -129,7 +125,7 @@ protected:
         ASSERT_TRUE(target);
         ASSERT_TRUE(session->activateWindow(target->window));
         ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString();
-        ASSERT_TRUE(app->key(kRight, kAlt));
+        ASSERT_TRUE(app->key(keys::right, kAlt));
         ASSERT_TRUE(app->waitForLog(0, QStringLiteral("keyDown keyCode=124 shift=false cmd=false opt=true")))
             << app->logText().toStdString();
     }
@@ -165,8 +161,8 @@ TEST_F(MosaroShellTest, QuitFromTheMenuEndsMosaro)
     ASSERT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString())
         << app->logText().toStdString();
     // The last entry is Quit: Up from the top of the open menu wraps to it.
-    ASSERT_TRUE(app->key(kUp));
-    ASSERT_TRUE(app->key(kReturn));
+    ASSERT_TRUE(app->key(keys::up));
+    ASSERT_TRUE(app->key(keys::returnKey));
     EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
     EXPECT_FALSE(app->linesSince(0, QString::fromUtf8(M::willTerminate)).isEmpty());
 }
@@ -183,8 +179,8 @@ TEST_F(MosaroShellTest, CopyDiagnosticsPutsTheReportWithThisRunsLogOnTheClipboar
     ASSERT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString());
     // Up from the top wraps to Quit; two more reach Copy Diagnostics.
     for (int i = 0; i < 3; ++i)
-        ASSERT_TRUE(app->key(kUp));
-    ASSERT_TRUE(app->key(kReturn));
+        ASSERT_TRUE(app->key(keys::up));
+    ASSERT_TRUE(app->key(keys::returnKey));
     const auto report = clipboardText(*session);
     ASSERT_TRUE(report.has_value()) << app->logText().toStdString();
     const QString text = QString::fromUtf8(*report);
@@ -214,7 +210,7 @@ TEST_F(MosaroShellTest, ATriggerRecordedInTheSettingsWindowOpensTheGridAndTheOld
     })) << app->windowTitles().join(", ").toStdString();
     ASSERT_TRUE(app->keyboard().clickAt(int(shortcuts->x) + 432, int(shortcuts->y) + 105, 1));
     session->waitUntil([] { return false; }, 300);
-    ASSERT_TRUE(app->keyboard().sendKeyCombination(kT, ModifierFlag::control | ModifierFlag::option));
+    ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::t, ModifierFlag::control | ModifierFlag::option));
     const QString stored = app->configHome() + QStringLiteral("/Mosaro/defaults.json");
     ASSERT_TRUE(session->waitUntil([&] {
         QFile file(stored);
@@ -222,14 +218,14 @@ TEST_F(MosaroShellTest, ATriggerRecordedInTheSettingsWindowOpensTheGridAndTheOld
     })) << app->logText().toStdString();
 
     ASSERT_TRUE(session->activateWindow(other->window));
-    ASSERT_TRUE(app->keyboard().sendKeyCombination(kT, ModifierFlag::control | ModifierFlag::option));
+    ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::t, ModifierFlag::control | ModifierFlag::option));
     EXPECT_TRUE(session->waitUntil([&] { return !app->overlayWindows().empty(); }))
         << "the recorded trigger did not open the grid\n"
         << app->logText().toStdString();
-    ASSERT_TRUE(app->key(kEscape));
+    ASSERT_TRUE(app->key(keys::escape));
     ASSERT_TRUE(app->waitForNoOverlay());
     ASSERT_TRUE(session->activateWindow(other->window));
-    ASSERT_TRUE(app->keyboard().sendKeyCombination(kReturn, ModifierFlag::command));
+    ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::returnKey, ModifierFlag::command));
     EXPECT_FALSE(session->waitUntil([&] { return !app->overlayWindows().empty(); }, 700))
         << "the old trigger still opens the grid";
 }
@@ -280,7 +276,7 @@ TEST_F(MosaroShellTest, TriggerCommandOpensTheGridOnTheFocusedWindowAndReturnPla
     const ScreenRef screen = app->screenAt(0);
     ASSERT_TRUE(app->waitForOverlay(app->xVisible(screen))) << app->logText().toStdString();
     ASSERT_TRUE(app->waitForLog(0, logPrefix(M::panelPresented)));
-    ASSERT_TRUE(app->key(kReturn));
+    ASSERT_TRUE(app->key(keys::returnKey));
     const Rect expected = app->expectedFrame(screen, {3, 2}, 0, HighlightedRegion{{1, 1}, {1, 1}});
     EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(target->window) == expected; }))
         << describe(session->outerFrame(target->window)).toStdString() << " instead of "

@@ -1,14 +1,16 @@
 // The overlay seen from the X server: what Mosaro asks of it during a whole session (never a
 // request that reads pixels), and keys typed together with the trigger landing in the overlay.
 
+#include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
 #include "Grid/ScreenGeometry.h"
+#include "Overlay/UI/PanelOverlayWindow.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/LocalEventMonitors.h"
 #include "Platform/NotificationCenter.h"
-#include "Platform/X11/X11OverlayWindow.h"
+#include "Platform/X11/X11PanelHost.h"
 #include "Platform/X11/X11ScreenList.h"
 #include "Platform/X11/XcbXkb.h"
 
@@ -28,7 +30,6 @@ using namespace mosaro::test;
 
 namespace {
 
-constexpr std::uint16_t kReturn = 36, kEscape = 53, kLeft = 123, kRight = 124, kUp = 126;
 constexpr std::uint8_t xReturn = 36, xUp = 111, xLeft = 113, xSuper = 133;
 
 class OverlayProtocolTest : public ::testing::Test {
@@ -85,12 +86,12 @@ TEST_F(OverlayProtocolTest, NoRequestOfAWholeSessionReadsPixels)
     const ScreenRef screen = app->screenAt(0);
 
     ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString();
-    ASSERT_TRUE(app->keys({{kRight, 0}, {kUp, ModifierFlag::shift}, {kReturn, 0}}));
+    ASSERT_TRUE(app->keys({{keys::right, 0}, {keys::up, ModifierFlag::shift}, {keys::returnKey, 0}}));
     const Rect expected = app->expectedFrame(screen, {3, 2}, 0, {{2, 1}, {2, 0}});
     EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(window.window) == expected; }))
         << describe(session->outerFrame(window.window)).toStdString();
     ASSERT_TRUE(app->openOverlay());
-    ASSERT_TRUE(app->keys({{kLeft, 0}, {kEscape, 0}}));
+    ASSERT_TRUE(app->keys({{keys::left, 0}, {keys::escape, 0}}));
     ASSERT_TRUE(app->waitForNoOverlay());
     app->stop();
 
@@ -123,7 +124,7 @@ TEST_F(OverlayProtocolTest, KeysSentInOneBurstWithTheTriggerPlaceTheWindowExactl
         if (round > 0) {
             // Back somewhere else, with a key of the overlay typed at once after the trigger.
             ASSERT_TRUE(app->openOverlay());
-            ASSERT_TRUE(app->keys({{kRight, 0}, {kReturn, 0}}));
+            ASSERT_TRUE(app->keys({{keys::right, 0}, {keys::returnKey, 0}}));
             ASSERT_TRUE(session->waitUntil([&] { return session->outerFrame(window.window) != expected; }));
         }
         X11Connection& c = session->connection();
@@ -157,7 +158,8 @@ TEST_F(OverlayProtocolTest, APanelTakesTheKeyboardFromTheEventLoopOnceAnotherCli
     X11ScreenList screens(connection);
     LocalEventMonitors monitors;
     NotificationCenter center;
-    X11OverlayWindowFactory factory(connection, screens, monitors, center, nullptr);
+    X11PanelHost host(connection, screens, nullptr);
+    PanelOverlayWindowFactory factory(host, monitors, center);
 
     X11Connection daemon(session->displayName());
     auto held = daemon.reply<xcb_grab_keyboard_reply_t>(

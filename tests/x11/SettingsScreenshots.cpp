@@ -32,7 +32,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QGroupBox>
 #include <QLabel>
 #include <QMessageBox>
@@ -43,7 +42,6 @@
 #include <QSpinBox>
 #include <QTabBar>
 #include <QTabWidget>
-#include <QThread>
 #include <QTimer>
 #include <QWindow>
 
@@ -148,22 +146,36 @@ void checkFits(QWidget* root, const QString& where)
     }
 }
 
-void pump(int ms)
+X11Session* g_session = nullptr;
+
+// The frame the window manager put around the window, in the toolkit's coordinates, as the
+// server has it (the toolkit may not have heard of the frame yet).
+QRect outerFrame(const QWidget* widget)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms) {
-        QApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(10);
-    }
+    const Rect f = g_session->outerFrame(xcb_window_t(widget->winId()));
+    const double ratio = widget->devicePixelRatioF();
+    return QRect(qRound(f.x / ratio), qRound(f.y / ratio), qRound(f.width / ratio), qRound(f.height / ratio));
+}
+
+// The window manager shows the window in its frame.
+bool framed(const QWidget* widget)
+{
+    X11Connection& x = g_session->connection();
+    xcb_connection_t* c = x.connection();
+    const auto tree =
+        x.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, xcb_window_t(widget->winId())));
+    if (!tree || (*tree)->parent == (*tree)->root)
+        return false;
+    const auto parent = x.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
+                                                                   xcb_get_window_attributes(c, (*tree)->parent));
+    return parent && (*parent)->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
 // The window with the frame the window manager drew around it, as a person sees it.
 bool shoot(QWidget* window, const QString& file)
 {
-    pump(300);
     QScreen* screen = window->screen();
-    const QRect frame = window->frameGeometry();
+    const QRect frame = outerFrame(window);
     const QPixmap shot = screen->grabWindow(0, frame.x(), frame.y(), frame.width(), frame.height());
     if (shot.isNull() || !shot.save(file)) {
         g_problems << QStringLiteral("could not write %1").arg(file);
@@ -194,6 +206,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "no X session: %s\n", qPrintable(session.error()));
         return 1;
     }
+    g_session = &session;
     qputenv("DISPLAY", session.displayName().toLocal8Bit());
     qputenv("QT_QPA_PLATFORM", "xcb");
     qputenv("QT_SCALE_FACTOR", scale.toLocal8Bit());
@@ -232,28 +245,32 @@ int main(int argc, char** argv)
     SettingsWindowController controller(SettingsEnvironment{
         center, screens, loginItems, updater, gate, scheduler, onboarding,
         BundleFacts{QStringLiteral("0.1.0"), QStringLiteral("1"), QStringLiteral("tech.brenmark.mosaro")}, prefsPath});
-    controller.show();
+    // Each step waits for the drawing it causes (this process's windows and the window
+    // manager's frames) before the next shot.
+    const auto drawn = [&](const std::function<void()>& step) {
+        session.waitForDrawing(step, 150, 5000, [] { QApplication::processEvents(QEventLoop::AllEvents, 20); });
+    };
+    drawn([&] { controller.show(); });
     SettingsWindow* window = controller.window();
     waitFor([&] { return window->isVisible() && window->windowHandle()->isExposed(); });
     const QString prefix = QDir(out).filePath(QStringLiteral("settings-%1x-").arg(scale));
 
     shoot(window, prefix + QStringLiteral("general.png"));
     checkFits(window, QStringLiteral("General"));
-    window->generalPane()->perDisplaySwitch()->click();
+    drawn([&] { window->generalPane()->perDisplaySwitch()->click(); });
     shoot(window, prefix + QStringLiteral("general-per-display.png"));
     checkFits(window, QStringLiteral("General, per display"));
 
-    window->selectPane(SettingsPane::shortcuts);
+    drawn([&] { window->selectPane(SettingsPane::shortcuts); });
     shoot(window, prefix + QStringLiteral("shortcuts.png"));
     checkFits(window, QStringLiteral("Shortcuts"));
 
-    window->selectPane(SettingsPane::about);
+    drawn([&] { window->selectPane(SettingsPane::about); });
     shoot(window, prefix + QStringLiteral("about.png"));
     checkFits(window, QStringLiteral("About"));
 
     // The conflict alert, reached as a person would: Super+Q typed into the "Move up" recorder.
-    window->selectPane(SettingsPane::shortcuts);
-    pump(200);
+    drawn([&] { window->selectPane(SettingsPane::shortcuts); });
     bool alertSeen = false;
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, [&] {
@@ -262,6 +279,9 @@ int main(int argc, char** argv)
             return;
         alertSeen = true;
         poll.stop();
+        // Shown is not yet framed: the window manager takes it on, then it is drawn.
+        waitFor([&] { return framed(box); });
+        drawn([&] { box->repaint(); });
         shoot(box, prefix + QStringLiteral("conflict-alert.png"));
         checkFits(box, QStringLiteral("Conflict alert"));
         for (QAbstractButton* b : box->buttons())
@@ -270,8 +290,7 @@ int main(int argc, char** argv)
     });
     poll.start(50);
     ShortcutRecorderWidget* moveUp = window->shortcutsPane()->recorder(HotkeyAction::navigateUp);
-    moveUp->mainButton()->click();
-    pump(200);
+    drawn([&] { moveUp->mainButton()->click(); });
     XTestKeyboard keyboard(connection);
     keyboard.sendKeyCombination(12, ModifierFlag::command);
     waitFor([&] { return alertSeen && !moveUp->isRecording(); }, 8000);
@@ -280,8 +299,7 @@ int main(int argc, char** argv)
 
     // The welcome window, opened from the About tab.
     window->selectPane(SettingsPane::about);
-    pump(100);
-    onboarding.show([] {});
+    drawn([&] { onboarding.show([] {}); });
     QWidget* welcome = nullptr;
     for (QWidget* w : QApplication::topLevelWidgets())
         if (qobject_cast<OnboardingWidget*>(w) && w->isVisible())
@@ -294,7 +312,7 @@ int main(int argc, char** argv)
     }
     onboarding.resetForTesting();
     window->close();
-    pump(50);
+    QApplication::processEvents();
     KeyboardShortcuts::resetForTesting();
 
     for (const QString& problem : g_problems)

@@ -3,6 +3,7 @@
 // dialog. The real program on a private X server with trayer and openbox; each window is cut
 // out of the screen by its frame. Run through tests/x11/shell-screenshots.sh.
 
+#include "support/KeyCodes.h"
 #include "support/PrivateSessionBus.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
@@ -10,17 +11,14 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QImage>
-#include <QThread>
 
 #include <cstdio>
+#include <functional>
 
 using namespace mosaro;
 using namespace mosaro::test;
 
 namespace {
-
-constexpr std::uint16_t kDown = 125;
-constexpr std::uint16_t kReturn = 36;
 
 class Shots {
 public:
@@ -47,8 +45,10 @@ public:
         const xcb_window_t w = find(title);
         if (w == XCB_WINDOW_NONE)
             return fail(name, QStringLiteral("no window titled '%1'").arg(title));
-        m_session.activateWindow(w);
-        QThread::msleep(300);
+        // Activation redraws the frame (and the window's focused look); a window already active
+        // was drawn when it appeared.
+        if (m_session.activeWindow() != w)
+            m_session.waitForDrawing([&] { m_session.activateWindow(w); });
         return save(name, m_session.outerFrame(w));
     }
 
@@ -71,7 +71,6 @@ private:
 
     bool save(const QString& name, const Rect& r)
     {
-        QThread::msleep(200);
         const QImage screen = m_session.screenshot();
         const QRect area = QRect(int(r.x), int(r.y), int(r.width), int(r.height)).intersected(screen.rect());
         const QString path = QDir(m_folder).filePath(name + QStringLiteral(".png"));
@@ -118,29 +117,35 @@ int main(int argc, char** argv)
     Shots shots(session, app, folder);
 
     // The menu offers the help; taking it opens the help window.
-    if (app.openTrayMenu().isEmpty())
-        std::fprintf(stderr, "the tray menu did not open\n");
+    // Each step waits for the drawing it causes before the next shot.
+    const auto drawn = [&](const std::function<void()>& step) { session.waitForDrawing(step); };
+    const auto openMenu = [&] {
+        drawn([&] {
+            if (app.openTrayMenu().isEmpty())
+                std::fprintf(stderr, "the tray menu did not open\n");
+        });
+    };
+    openMenu();
     shots.menu(QStringLiteral("tray-menu-no-window-manager"));
-    app.key(kDown);
-    app.key(kDown);
-    app.key(kReturn);
+    app.key(keys::down);
+    app.key(keys::down);
+    drawn([&] { app.key(keys::returnKey); });
 
     // With openbox the windows get their frames, and Mosaro can drive it.
-    session.startWindowManager(QStringLiteral("openbox"));
+    drawn([&] { session.startWindowManager(QStringLiteral("openbox")); });
     shots.window(QStringLiteral("Welcome to Mosaro"), QStringLiteral("welcome-window"));
     shots.window(QStringLiteral("Window Manager Help — Mosaro"), QStringLiteral("window-manager-help"));
 
     // A second start brings the settings window.
-    app.runAgain({});
+    drawn([&] { app.runAgain({}); });
     shots.window(QStringLiteral("Mosaro Settings - General"), QStringLiteral("settings-from-second-launch"));
 
     app.waitForLog(0, QStringLiteral("permission state → granted"));
-    if (app.openTrayMenu().isEmpty())
-        std::fprintf(stderr, "the tray menu did not open\n");
+    openMenu();
     shots.menu(QStringLiteral("tray-menu"));
     // Its first entry is About.
-    app.key(kDown);
-    app.key(kReturn);
+    app.key(keys::down);
+    drawn([&] { app.key(keys::returnKey); });
     shots.window(QStringLiteral("About Mosaro"), QStringLiteral("about-dialog"));
     return shots.failures() == 0 ? 0 : 1;
 }

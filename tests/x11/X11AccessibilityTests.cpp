@@ -1,4 +1,4 @@
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/X11/X11Accessibility.h"
 #include "Platform/X11/X11AccessibilityTrust.h"
 #include "support/x11/X11Session.h"

@@ -1,4 +1,4 @@
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/X11/X11Beeper.h"
 #include "Platform/X11/X11Connection.h"
 #include "support/x11/X11Session.h"

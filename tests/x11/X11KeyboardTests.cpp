@@ -1,6 +1,7 @@
+#include "support/KeyCodes.h"
 #include "support/x11/X11Session.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/KeyCodeMap.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11HotKeyService.h"
@@ -22,10 +23,6 @@ using namespace mosaro::test;
 
 namespace {
 
-constexpr std::uint16_t kReturn = 36;
-constexpr std::uint16_t kCapsLock = 57;
-constexpr std::uint16_t kNumLock = 71; // keypad Clear sits where Num Lock is
-constexpr std::uint16_t kCommand = 55;
 constexpr std::uint32_t carbonCommand = 0x100;
 constexpr EventHotKeyID triggerID{fourCharCode("KBHK"), 7};
 
@@ -73,7 +70,7 @@ const std::vector<EventTypeSpec> rawKinds{{kEventClassKeyboard, HotKeyEventKind:
 // keys, every event the keys caused is already queued, so draining the queue is exact.
 void pressTrigger(XTestKeyboard& keyboard, X11Connection& connection)
 {
-    ASSERT_TRUE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command));
+    ASSERT_TRUE(keyboard.sendKeyCombination(keys::returnKey, ModifierFlag::command));
     connection.processPendingEvents();
     // The press froze the keyboard until its handler ran; the keys typed after it follow now.
     ASSERT_TRUE(keyboard.sync());
@@ -84,7 +81,7 @@ void pressTrigger(XTestKeyboard& keyboard, X11Connection& connection)
 bool grabbable(const QString& display, std::uint16_t modifiers)
 {
     X11Connection probe(display);
-    const auto keycode = xcb_keycode_t(*evdevForMacKeyCode(kReturn) + x11KeycodeOffset);
+    const auto keycode = xcb_keycode_t(*evdevForMacKeyCode(keys::returnKey) + x11KeycodeOffset);
     const auto cookie = xcb_grab_key_checked(probe.connection(), 0, probe.root(), modifiers, keycode,
                                              XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     return probe.check(cookie).hasValue();
@@ -100,7 +97,7 @@ TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
 
     // Sees the root's key presses before the service does, to know the server repeated a key.
     int returnPresses = 0;
-    const auto returnKeycode = *evdevForMacKeyCode(kReturn) + x11KeycodeOffset;
+    const auto returnKeycode = *evdevForMacKeyCode(keys::returnKey) + x11KeycodeOffset;
     connection.addEventListener([&](xcb_generic_event_t* event) {
         if ((event->response_type & 0x7f) == XCB_KEY_PRESS &&
             reinterpret_cast<xcb_key_press_event_t*>(event)->detail == returnKeycode)
@@ -114,7 +111,7 @@ TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
     Recorder recorder;
     ASSERT_EQ(recorder.install(service, hotKeyKinds), HotKeyStatus::noErr);
     EventHotKeyRef ref = 0;
-    ASSERT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
+    ASSERT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
 
     // The keys go to a client window that has the input focus.
     auto client = session.startClient({"--title", "focused", "--geometry", "300x200+50+60"});
@@ -129,12 +126,13 @@ TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
     EXPECT_EQ(recorder.events, expected);
 
     // Caps Lock, Num Lock, and both at once change nothing; another modifier on top does.
-    for (const auto& locks : std::vector<std::vector<std::uint16_t>>{{kCapsLock}, {kNumLock}, {kCapsLock, kNumLock}}) {
+    for (const auto& locks : std::vector<std::vector<std::uint16_t>>{
+             {keys::capsLock}, {keys::keypadClear}, {keys::capsLock, keys::keypadClear}}) {
         for (auto lock : locks)
             ASSERT_TRUE(keyboard.tap(lock));
         recorder.events.clear();
         pressTrigger(keyboard, connection);
-        ASSERT_TRUE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command | ModifierFlag::shift));
+        ASSERT_TRUE(keyboard.sendKeyCombination(keys::returnKey, ModifierFlag::command | ModifierFlag::shift));
         connection.processPendingEvents();
         EXPECT_EQ(recorder.kinds(), (std::vector<std::uint32_t>{5, 6})) << "locks " << locks.size();
         for (auto lock : locks)
@@ -145,9 +143,9 @@ TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
     // goes up before Return.
     recorder.events.clear();
     returnPresses = 0;
-    ASSERT_TRUE(keyboard.press(kCommand) && keyboard.press(kReturn));
+    ASSERT_TRUE(keyboard.press(keys::command) && keyboard.press(keys::returnKey));
     connection.waitForEvent([&](xcb_generic_event_t*) { return returnPresses >= 3; }, 3000);
-    ASSERT_TRUE(keyboard.release(kCommand) && keyboard.release(kReturn));
+    ASSERT_TRUE(keyboard.release(keys::command) && keyboard.release(keys::returnKey));
     connection.processPendingEvents();
     EXPECT_GE(returnPresses, 3) << "the server did not repeat the held key";
     EXPECT_EQ(recorder.kinds(), (std::vector<std::uint32_t>{5, 6}));
@@ -160,15 +158,15 @@ TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
 
     // Raw keys from our own menus reach only handlers asking for them; a handler that declines
     // passes the event on.
-    EXPECT_EQ(service.deliverRawKey(kReturn, carbonCommand, true), HotKeyStatus::eventNotHandled);
+    EXPECT_EQ(service.deliverRawKey(keys::returnKey, carbonCommand, true), HotKeyStatus::eventNotHandled);
     EventHandlerRef passer = 0;
     service.installEventHandler([](const HotKeyEvent*) { return HotKeyStatus::eventNotHandled; }, rawKinds, passer);
-    EXPECT_EQ(service.deliverRawKey(kReturn, carbonCommand, true), HotKeyStatus::eventNotHandled);
+    EXPECT_EQ(service.deliverRawKey(keys::returnKey, carbonCommand, true), HotKeyStatus::eventNotHandled);
     ASSERT_EQ(service.addEventTypesToHandler(recorder.ref, rawKinds), HotKeyStatus::noErr);
-    EXPECT_EQ(service.deliverRawKey(kReturn, carbonCommand, true), HotKeyStatus::noErr);
-    EXPECT_EQ(service.deliverRawKey(kReturn, carbonCommand, false), HotKeyStatus::noErr);
-    const std::vector<Delivered> raw{{HotKeyEventKind::rawKeyDown, {}, kReturn, carbonCommand},
-                                     {HotKeyEventKind::rawKeyUp, {}, kReturn, carbonCommand}};
+    EXPECT_EQ(service.deliverRawKey(keys::returnKey, carbonCommand, true), HotKeyStatus::noErr);
+    EXPECT_EQ(service.deliverRawKey(keys::returnKey, carbonCommand, false), HotKeyStatus::noErr);
+    const std::vector<Delivered> raw{{HotKeyEventKind::rawKeyDown, {}, keys::returnKey, carbonCommand},
+                                     {HotKeyEventKind::rawKeyUp, {}, keys::returnKey, carbonCommand}};
     EXPECT_EQ(recorder.events, raw);
     EXPECT_EQ(service.addEventTypesToHandler(9999, rawKinds), HotKeyStatus::paramErr);
 
@@ -189,7 +187,7 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
     X11Connection& connection = session.connection();
     X11HotKeyService service(connection);
     ASSERT_EQ(service.numLockMask(), X11ModMask::mod2);
-    const auto returnKey = xcb_keycode_t(*evdevForMacKeyCode(kReturn) + x11KeycodeOffset);
+    const auto returnKey = xcb_keycode_t(*evdevForMacKeyCode(keys::returnKey) + x11KeycodeOffset);
 
     // Another client holds only the Num Lock variant: the grabs made before the refusal go too.
     {
@@ -198,19 +196,20 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
             other.check(xcb_grab_key_checked(other.connection(), 0, other.root(), X11ModMask::mod4 | X11ModMask::mod2,
                                              returnKey, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
         EventHotKeyRef ref = 99;
-        EXPECT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::hotKeyExists);
+        EXPECT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref),
+                  HotKeyStatus::hotKeyExists);
         EXPECT_EQ(ref, 0u);
         EXPECT_TRUE(grabbable(session.displayName(), X11ModMask::mod4));
         EXPECT_TRUE(grabbable(session.displayName(), X11ModMask::mod4 | X11ModMask::lock));
     }
     // Once the other client is gone the combination is ours.
     EventHotKeyRef ref = 0;
-    ASSERT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
+    ASSERT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
     EXPECT_FALSE(grabbable(session.displayName(), X11ModMask::mod4 | X11ModMask::lock | X11ModMask::mod2));
 
     // Our own second registration of it is refused as well, and so are keys without an X keycode.
     EventHotKeyRef none = 0;
-    EXPECT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, none), HotKeyStatus::hotKeyExists);
+    EXPECT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, none), HotKeyStatus::hotKeyExists);
     for (std::uint32_t code : {52u, 63u /* fn */, 0x10000u, 0xFFFFFFFFu})
         EXPECT_EQ(service.registerEventHotKey(code, 0, triggerID, none), HotKeyStatus::hotKeyInvalid) << code;
 
@@ -222,7 +221,7 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
     const std::ptrdiff_t per = (*mapping)->keycodes_per_modifier;
     std::vector<xcb_keycode_t> keys(xcb_get_modifier_mapping_keycodes(mapping->get()),
                                     xcb_get_modifier_mapping_keycodes(mapping->get()) + 8 * per);
-    const auto numLockKey = xcb_keycode_t(*evdevForMacKeyCode(kNumLock) + x11KeycodeOffset);
+    const auto numLockKey = xcb_keycode_t(*evdevForMacKeyCode(keys::keypadClear) + x11KeycodeOffset);
     auto mod2 = std::find(keys.begin() + 4 * per, keys.begin() + 5 * per, numLockKey);
     auto mod3 = std::find(keys.begin() + 5 * per, keys.begin() + 6 * per, xcb_keycode_t(0));
     ASSERT_TRUE(mod2 != keys.begin() + 5 * per && mod3 != keys.begin() + 6 * per);
@@ -235,7 +234,7 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
     XTestKeyboard keyboard(connection);
     Recorder recorder;
     recorder.install(service, hotKeyKinds);
-    ASSERT_TRUE(keyboard.tap(kNumLock));
+    ASSERT_TRUE(keyboard.tap(keys::keypadClear));
     pressTrigger(keyboard, connection);
     EXPECT_EQ(recorder.kinds(), (std::vector<std::uint32_t>{5, 6}));
     EXPECT_FALSE(grabbable(session.displayName(), X11ModMask::mod4 | X11ModMask::mod3));
@@ -249,7 +248,7 @@ TEST(X11HotKeys, ALostConnectionFailsCalmly)
         X11HotKeyService service(nowhere);
         XkbKeyboardLayout layout(nowhere);
         EventHotKeyRef ref = 0;
-        EXPECT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::paramErr);
+        EXPECT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref), HotKeyStatus::paramErr);
         EXPECT_FALSE(layout.translateForDisplay(0).has_value());
     }
 
@@ -259,7 +258,7 @@ TEST(X11HotKeys, ALostConnectionFailsCalmly)
     X11HotKeyService service(*connection);
     XTestKeyboard keyboard(*connection);
     EventHotKeyRef ref = 0;
-    ASSERT_EQ(service.registerEventHotKey(kReturn, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
+    ASSERT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref), HotKeyStatus::noErr);
 
     // The session kills our client through a window we own.
     xcb_connection_t* c = connection->connection();
@@ -280,7 +279,7 @@ TEST(X11HotKeys, ALostConnectionFailsCalmly)
                             [](const Log::Entry& e) { return e.message.contains(QLatin1String("global hotkeys")); }),
               1);
     EXPECT_EQ(service.unregisterEventHotKey(ref), HotKeyStatus::noErr);
-    EXPECT_FALSE(keyboard.sendKeyCombination(kReturn, ModifierFlag::command));
+    EXPECT_FALSE(keyboard.sendKeyCombination(keys::returnKey, ModifierFlag::command));
     EXPECT_EQ(connection->processPendingEvents(), 0);
 }
 
@@ -296,8 +295,8 @@ TEST(XkbKeyboardLayoutTests, NamesKeysInTheCurrentLayout)
     EXPECT_EQ(layout.translateForDisplay(12), QStringLiteral("q"));
     EXPECT_EQ(layout.translateForDisplay(44), QStringLiteral("/"));
     // Keys that print nothing, and codes no key has.
-    for (std::uint16_t code : {kReturn, std::uint16_t(53), std::uint16_t(123), kCommand, std::uint16_t(122),
-                               std::uint16_t(52), std::uint16_t(0xFFFF)})
+    for (std::uint16_t code : {keys::returnKey, std::uint16_t(53), std::uint16_t(123), keys::command,
+                               std::uint16_t(122), std::uint16_t(52), std::uint16_t(0xFFFF)})
         EXPECT_FALSE(layout.translateForDisplay(code).has_value()) << code;
 
     const QString setxkbmap = QStandardPaths::findExecutable(QStringLiteral("setxkbmap"));

@@ -1,6 +1,12 @@
+#include "Diagnostics/Log/Log.h"
+#include "Grid/GridLayout.h"
 #include "Grid/ScreenGeometry.h"
+#include "Platform/KeyEvent.h"
+#include "Platform/X11/X11Accessibility.h"
 #include "Platform/X11/X11ScreenList.h"
+#include "WindowControl/AXWindowManipulator.h"
 #include "support/EdidFixture.h"
+#include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
 #include <gtest/gtest.h>
@@ -41,16 +47,7 @@ TEST(X11ScreenList, SingleMonitorNamesWorkAreaAndIdentity)
     EXPECT_EQ(list.mainScreen(), screens[0]);
     EXPECT_EQ(list.screens()[0], screens[0]) << "same display, same object";
 
-    // Work area of the current (second) desktop: 0,20 1280x750 in X coordinates, kept free for
-    // two panels that are not docks with struts (a manager's own bars).
-    for (const auto& [y, h] : {std::pair{0, 20}, std::pair{770, 30}}) {
-        const xcb_window_t panel = xcb_generate_id(c.connection());
-        const std::uint32_t overrideRedirect = 1;
-        xcb_create_window(c.connection(), XCB_COPY_FROM_PARENT, panel, c.root(), 0, std::int16_t(y), 1280,
-                          std::uint16_t(h), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                          XCB_CW_OVERRIDE_REDIRECT, &overrideRedirect);
-        xcb_map_window(c.connection(), panel);
-    }
+    // The work area of the current (second) desktop: 0,20 1280x750 in X coordinates.
     const std::uint32_t areas[] = {0, 0, 1280, 800, 0, 20, 1280, 750};
     const std::uint32_t desktop = 1;
     xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, c.root(), c.atom("_NET_WORKAREA"), XCB_ATOM_CARDINAL, 32,
@@ -125,34 +122,144 @@ TEST(X11ScreenList, TwoMonitorsInServerOrderWithConsistentCoordinates)
     }));
 }
 
-class X11ScreenListWithWM : public ::testing::TestWithParam<const char*> {};
+namespace {
 
-// A dock's strut comes off its monitor's visible frame, whatever the window manager.
-TEST_P(X11ScreenListWithWM, DockStrutShrinksVisibleFrame)
+constexpr std::uint16_t kReturn = 36, kLeft = 123, kRight = 124, kDown = 125, kUp = 126;
+
+// Sets (or, without values, deletes) a window's _NET_WM_STRUT_PARTIAL, as a panel would; the
+// manager's work area, as published.
+void setStrut(X11Connection& c, xcb_window_t window, const std::vector<std::uint32_t>& v, std::uint8_t format = 32)
 {
-    X11Session session({1280, 800, QString::fromLatin1(GetParam())});
-    ASSERT_TRUE(session.ok()) << session.error().toStdString();
-    X11Connection c(session.displayName());
-    X11ScreenList list(c);
-    ASSERT_EQ(list.screens().size(), 1u);
-
-    auto top = session.startClient({"--dock-strut", "top:40"});
-    ASSERT_TRUE(top);
-    EXPECT_TRUE(session.waitUntil([&] {
-        return list.screens()[0]->visibleFrame() == Rect{0, 0, 1280, 760};
-    })) << describe(list.screens()[0]->visibleFrame()).toStdString();
-
-    auto bottom = session.startClient({"--dock-strut", "bottom:30"});
-    ASSERT_TRUE(bottom);
-    EXPECT_TRUE(session.waitUntil([&] {
-        return list.screens()[0]->visibleFrame() == Rect{0, 30, 1280, 730};
-    })) << describe(list.screens()[0]->visibleFrame()).toStdString();
-    EXPECT_EQ(list.screens()[0]->frame(), (Rect{0, 0, 1280, 800}));
-
-    session.stopClient(*top);
-    EXPECT_TRUE(session.waitUntil([&] {
-        return list.screens()[0]->visibleFrame() == Rect{0, 30, 1280, 770};
-    })) << describe(list.screens()[0]->visibleFrame()).toStdString();
+    if (v.empty())
+        xcb_delete_property(c.connection(), window, c.atom("_NET_WM_STRUT_PARTIAL"));
+    else
+        xcb_change_property(c.connection(), XCB_PROP_MODE_REPLACE, window, c.atom("_NET_WM_STRUT_PARTIAL"),
+                            XCB_ATOM_CARDINAL, format, std::uint32_t(v.size()), v.data());
+    c.windowExists(window); // a round trip: the change is made
+}
+std::optional<Rect> workArea(X11Connection& c)
+{
+    return X11Properties::desktopWorkArea(c.propertyValue(c.root(), c.atom("_NET_WORKAREA")),
+                                          c.propertyValue(c.root(), c.atom("_NET_CURRENT_DESKTOP")));
 }
 
-INSTANTIATE_TEST_SUITE_P(WindowManagers, X11ScreenListWithWM, ::testing::Values("openbox", "icewm"));
+} // namespace
+
+// Openbox with its own margins, with a dock, with a plain window (one of a hundred) whose strut
+// appears, changes, turns malformed and goes away between triggers: the top-left, bottom-left and
+// whole-grid selections land exactly on the cells of the work area of the moment, the manager
+// never has to hold a window back, and the display list asks nothing about the windows that did
+// not change.
+TEST(X11ScreenListWorkArea, SelectionsLandOnTheWorkAreasCells)
+{
+    struct State {
+        std::vector<std::uint32_t> strut;
+        std::uint8_t format;
+        Rect area; // the manager's work area then (X root coordinates)
+    };
+    struct Row {
+        const char* name;
+        QMargins margins;
+        QStringList panel;
+        std::vector<State> states;
+    };
+    const std::vector<Row> rows{
+        {"bottom margin 40", {0, 0, 0, 40}, {}, {{{}, 32, {0, 0, 1440, 860}}}},
+        {"top margin 30, 25 px dock", {0, 30, 0, 0}, {"--dock-strut", "bottom:25"}, {{{}, 32, {0, 30, 1440, 845}}}},
+        {"a plain window's strut",
+         {},
+         {"--title", "Panel", "--windows", "100"},
+         {{{0, 0, 50, 0, 0, 0, 0, 0, 0, 1439, 0, 0}, 32, {0, 50, 1440, 850}},
+          {{120, 0, 0, 0, 0, 899, 0, 0, 0, 0, 0, 0}, 32, {120, 0, 1320, 900}},
+          {{0, 60, 0, 0}, 16, {0, 0, 1440, 900}},
+          {{}, 32, {0, 0, 1440, 900}}}},
+    };
+    const std::vector<std::pair<HighlightedRegion, std::vector<MosaroAppDriver::Key>>> selections{
+        {{{0, 0}, {0, 0}}, {{kUp, 0}, {kLeft, 0}, {kReturn, 0}}},
+        {{{0, 1}, {0, 1}}, {{kDown, 0}, {kLeft, 0}, {kReturn, 0}}},
+        {{{0, 0}, {2, 1}},
+         {{kUp, 0},
+          {kLeft, 0},
+          {kRight, ModifierFlag::shift},
+          {kRight, ModifierFlag::shift},
+          {kDown, ModifierFlag::shift},
+          {kReturn, 0}}},
+    };
+    for (const Row& row : rows) {
+        X11Session::Options options{1440, 900, QStringLiteral("openbox")};
+        options.margins = row.margins;
+        X11Session session(options);
+        ASSERT_TRUE(session.ok()) << session.error().toStdString();
+        const auto panel = row.panel.isEmpty() ? std::nullopt : session.startClient(row.panel, 30000);
+        MosaroAppDriver app(session, QStringLiteral(MOSARO_APP_PATH));
+        ASSERT_TRUE(app.watchBells() && app.start()) << app.lastError().toStdString();
+        const auto target = session.startClient({"--title", "Target", "--geometry", "400x300+300+200"});
+        ASSERT_TRUE(target && (panel || row.panel.isEmpty()));
+        ASSERT_TRUE(session.waitUntil([&] { // the desktop has settled: a reading costs nothing
+            app.screens().screens();
+            return app.screens().reservedSpace().lastRequests() == 0;
+        }));
+        for (const auto& [strut, format, stateArea] : row.states) {
+            const Rect area = stateArea; // captured below
+            SCOPED_TRACE(std::string(row.name) + ", work area " + describe(area).toStdString());
+            if (row.states.size() > 1) // the panel's strut changes
+                setStrut(session.connection(), panel->window, strut, format);
+            ASSERT_TRUE(session.waitUntil([&] { return workArea(session.connection()) == area; }));
+            const Rect visible = app.screens().screens()[0]->visibleFrame(); // one reading
+            EXPECT_LE(app.screens().reservedSpace().lastRequests(), 6) << "the changed window and the work area";
+            EXPECT_EQ(flippedRect(visible, 900), area);
+            app.screens().screens();
+            EXPECT_EQ(app.screens().reservedSpace().lastRequests(), 0) << "nothing changed";
+            for (const auto& [region, keys] : selections) {
+                ASSERT_TRUE(session.activateWindow(target->window) && app.openOverlay()) << app.logText().toStdString();
+                EXPECT_TRUE(app.waitForOverlay(area));
+                ASSERT_TRUE(app.keys(keys));
+                const Rect cell = flippedRect(GridLayout{3, 2, flippedRect(area, 900), 0}.frameFor(region), 900);
+                EXPECT_TRUE(session.waitUntil([&] { return session.outerFrame(target->window) == cell; }))
+                    << describe(cell).toStdString() << " ≠ "
+                    << describe(session.outerFrame(target->window)).toStdString();
+            }
+        }
+        EXPECT_EQ(app.bellCount(), 0);
+        EXPECT_TRUE(app.linesSince(0, QStringLiteral("window manager ")).isEmpty()) << app.logText().toStdString();
+    }
+}
+
+// Asked for a frame reaching into openbox's bottom margin (where the cells of the whole screen
+// would lie), the manager holds the window inside its work area, and that is where it landed: one
+// line says so, nothing is rolled back, no correction is learnt, so the next placement is exact.
+TEST(X11ScreenListWorkArea, AFrameTheManagerHoldsInsideItsWorkAreaHasLanded)
+{
+    X11Session::Options options{1280, 800, QStringLiteral("openbox")};
+    options.margins = {0, 0, 0, 40};
+    X11Session session(options);
+    ASSERT_TRUE(session.ok()) << session.error().toStdString();
+    X11Connection c(session.displayName());
+    X11ScreenList screens(c);
+    X11Accessibility ax(c);
+    ax.mover().setHoldingAreas([&] { return screens.xHoldingAreas(); });
+    AXWindowManipulator manipulator(ax, screens);
+    ASSERT_TRUE(session.waitUntil([&] { return screens.screens()[0]->visibleFrame() == Rect{0, 40, 1280, 760}; }));
+    const auto target = session.startClient({"--title", "Held", "--geometry", "300x200+600+40"});
+    ASSERT_TRUE(target && session.activateWindow(target->window));
+    // The bottom-left cell of 3 x 2 on the given bounds; what the windowmanager category said.
+    auto moveToBottomLeft = [&](const Rect& bounds) {
+        const auto window = manipulator.focusedWindow();
+        Log::Store::shared().clear();
+        EXPECT_TRUE(window && *window &&
+                    manipulator.move(**window, GridLayout{3, 2, bounds, 0}.frameFor({{0, 1}, {0, 1}})));
+        QStringList lines;
+        for (const auto& e : Log::Store::shared().entries())
+            if (e.category == QLatin1String("windowmanager") && e.level >= Log::Level::info)
+                lines << e.message;
+        return lines;
+    };
+    const QStringList held = moveToBottomLeft({0, 0, 1280, 800});
+    ASSERT_EQ(held.size(), 1) << held.join(QLatin1Char('\n')).toStdString();
+    EXPECT_TRUE(held[0].startsWith(QStringLiteral("window manager holds window 0x%1 inside the screen's free area: "
+                                                  "asked for (0, 400, 427, 400), it is at (0, 360, ")
+                                       .arg(target->window, 0, 16)))
+        << held[0].toStdString();
+    EXPECT_EQ(moveToBottomLeft({0, 40, 1280, 760}), QStringList());
+    EXPECT_EQ(session.outerFrame(target->window), (Rect{0, 380, 427, 380}));
+}

@@ -1,6 +1,6 @@
 #include "App/UI/TrayMenu.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <QAction>
 #include <QCursor>

@@ -1,4 +1,5 @@
 #include "App/X11/DesktopCheck.h"
+#include "App/X11/X11Platform.h"
 
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
@@ -32,23 +33,6 @@ namespace mosaro {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr const char* serviceName = "tech.brenmark.mosaro";
-constexpr const char* objectPath = "/tech/brenmark/mosaro";
-constexpr const char* interfaceName = "tech.brenmark.mosaro";
-constexpr int busTimeoutMs = 1000;
-
-// The stored defaults as the running Mosaro reads them; the check only looks, so what the shortcut
-// package would store (a name's default, on registering it) goes nowhere.
-class ReadOnlyDefaults : public DefaultsStore {
-public:
-    std::optional<QVariant> object(const QString& key) const override { return m_file.object(key); }
-    void setObject(const QString& /*key*/, const QVariant& /*value*/) override {}
-    void removeObject(const QString& /*key*/) override {}
-
-private:
-    FileDefaultsStore m_file;
-};
 
 DesktopFacts::Probe probeMoves(X11Connection& c, bool* frameExtents)
 {
@@ -107,27 +91,10 @@ DesktopFacts::Probe probeMoves(X11Connection& c, bool* frameExtents)
 
 void readTrigger(X11Connection& c, DesktopFacts& facts)
 {
-    // The shortcut package reads the stored trigger; the layout names its key.
-    ReadOnlyDefaults defaults;
     XkbKeyboardLayout layout(c);
-    KeyboardShortcuts::configure({&defaults, nullptr, &layout, nullptr});
-    const KeyboardShortcuts::Name name = nameFor(HotkeyAction::trigger);
-    std::optional<KeyboardShortcuts::Shortcut> trigger;
-    const auto stored = defaults.object(KeyboardShortcuts::userDefaultsKey(name));
-    if (!stored) {
-        facts.storedTrigger = DesktopFacts::StoredTrigger::standard;
-        trigger = name.defaultShortcut;
-    } else if (stored->typeId() == QMetaType::Bool && !stored->toBool()) {
-        facts.storedTrigger = DesktopFacts::StoredTrigger::disabled;
-    } else if ((trigger = KeyboardShortcuts::getShortcut(name))) {
-        facts.storedTrigger = DesktopFacts::StoredTrigger::recorded;
-    } else {
-        facts.storedTrigger = DesktopFacts::StoredTrigger::undecodable;
-        facts.storedTriggerText = stored->toString().left(80);
-    }
+    const auto trigger = readStoredTrigger(facts, layout);
     if (!trigger)
         return;
-    facts.triggerText = trigger->description();
 
     // Whether another client holds it: try to grab it ourselves, and let go at once.
     X11HotKeyService hotKeys(c);
@@ -144,11 +111,8 @@ void readTrigger(X11Connection& c, DesktopFacts& facts)
     }
 }
 
-QString trayHost(X11Connection& c, const QDBusConnection& bus)
+QString xembedTray(X11Connection& c)
 {
-    if (bus.isConnected() && bus.interface() &&
-        bus.interface()->isServiceRegistered(QStringLiteral("org.kde.StatusNotifierWatcher")).value())
-        return QStringLiteral("a StatusNotifierItem host");
     const QByteArray selection = QByteArray("_NET_SYSTEM_TRAY_S") + QByteArray::number(c.screenNumber());
     auto owner = c.reply<xcb_get_selection_owner_reply_t>(
         xcb_get_selection_owner_reply, xcb_get_selection_owner(c.connection(), c.atom(selection.toStdString())));
@@ -157,64 +121,7 @@ QString trayHost(X11Connection& c, const QDBusConnection& bus)
     return {};
 }
 
-void readPreferences(DesktopFacts& facts)
-{
-    const QString path = preferencesFileURL();
-    facts.preferencesPath = path;
-    const QFileInfo info(path);
-    const QDir folder = info.dir();
-    for (const QString& entry : folder.entryList({info.fileName() + QStringLiteral("*")}, QDir::Files))
-        if (entry != info.fileName())
-            facts.keptAside << entry;
-    QFile file(path);
-    if (!file.exists()) {
-        facts.preferences = DesktopFacts::PreferencesFile::missing;
-        return;
-    }
-    if (!file.open(QIODevice::ReadOnly)) {
-        facts.preferences = DesktopFacts::PreferencesFile::unreadable;
-        facts.preferencesProblem = file.errorString();
-        return;
-    }
-    // Read only: the check never migrates or rewrites anything.
-    const QByteArray bytes = file.read(1 << 20);
-    const auto probe = PreferencesJson::decodeProbe(bytes);
-    if (!probe) {
-        facts.preferences = DesktopFacts::PreferencesFile::unreadable;
-        facts.preferencesProblem = toString(probe.error());
-        return;
-    }
-    if (probe->schemaVersion > Preferences::currentSchemaVersion) {
-        facts.preferences = DesktopFacts::PreferencesFile::newer;
-    } else if (probe->schemaVersion < Preferences::currentSchemaVersion) {
-        facts.preferences = DesktopFacts::PreferencesFile::older;
-    } else if (const auto decoded = PreferencesJson::decode(bytes); decoded) {
-        facts.preferences = DesktopFacts::PreferencesFile::loaded;
-    } else {
-        facts.preferences = DesktopFacts::PreferencesFile::unreadable;
-        facts.preferencesProblem = toString(decoded.error());
-    }
-}
-
 } // namespace
-
-std::optional<RunningTrigger> askRunningMosaro(const QDBusConnection& bus)
-{
-    if (!bus.isConnected() || !bus.interface() ||
-        !bus.interface()->isServiceRegistered(QString::fromLatin1(serviceName)).value())
-        return std::nullopt;
-    QDBusMessage call =
-        QDBusMessage::createMethodCall(QString::fromLatin1(serviceName), QString::fromLatin1(objectPath),
-                                       QString::fromLatin1(interfaceName), QStringLiteral("TriggerStatus"));
-    // Asking whether Mosaro runs must not start one.
-    call.setAutoStartService(false);
-    const QDBusMessage reply = bus.call(call, QDBus::Block, busTimeoutMs);
-    const QList<QVariant> args = reply.arguments();
-    if (reply.type() != QDBusMessage::ReplyMessage || args.size() != 2 || args[0].typeId() != QMetaType::Bool ||
-        args[1].typeId() != QMetaType::QString)
-        return std::nullopt;
-    return RunningTrigger{args[0].toBool(), args[1].toString()};
-}
 
 DesktopFacts gatherDesktopFacts(X11Connection& c, const QDBusConnection& bus)
 {
@@ -244,21 +151,13 @@ DesktopFacts gatherDesktopFacts(X11Connection& c, const QDBusConnection& bus)
 
     // While a Mosaro runs, it holds the trigger itself: ask it rather than the server.
     readTrigger(c, facts);
-    if (const auto running = askRunningMosaro(bus)) {
-        facts.triggerOwner =
-            running->grabbed ? DesktopFacts::TriggerOwner::mosaro : DesktopFacts::TriggerOwner::mosaroWithoutGrab;
-        if (!running->shortcut.isEmpty())
-            facts.triggerText = running->shortcut;
-    }
-
-    facts.tray = trayHost(c, bus);
-    facts.sessionBus = bus.isConnected();
-    facts.journal = ::access("/run/systemd/journal/socket", F_OK) == 0;
-    readPreferences(facts);
+    readSessionFacts(facts, bus);
+    if (facts.tray.isEmpty())
+        facts.tray = xembedTray(c);
     return facts;
 }
 
-int runDesktopCheck(int argc, char** argv)
+int runX11DesktopCheck(int argc, char** argv)
 {
     std::unique_ptr<QCoreApplication> app;
     if (!QCoreApplication::instance())

@@ -1,9 +1,7 @@
 #include "App/X11/TerminationGuard.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/X11/X11Connection.h"
-
-#include <QCoreApplication>
 
 #include <xcb/xcb.h>
 
@@ -20,8 +18,8 @@ constexpr const char* displayLostMessage = "X display '%{public}s' is gone (%{pu
 TerminationGuard* g_armed = nullptr;
 } // namespace
 
-TerminationGuard::TerminationGuard(X11Connection& connection, std::function<void()> terminationPath)
-    : m_connection(connection), m_terminationPath(std::move(terminationPath))
+TerminationGuard::TerminationGuard(X11Connection& connection, std::function<void()> onLost)
+    : m_connection(connection), m_onLost(std::move(onLost))
 {
     std::signal(SIGPIPE, SIG_IGN);
     // Registered after everything main built so far, so it runs before their statics go.
@@ -30,7 +28,8 @@ TerminationGuard::TerminationGuard(X11Connection& connection, std::function<void
     g_armed = this;
     m_connection.setLostHandler([this] {
         reportDisplayLoss();
-        QCoreApplication::exit(exitCodeOnDisplayLoss);
+        if (m_onLost)
+            m_onLost();
     });
 }
 
@@ -39,15 +38,6 @@ TerminationGuard::~TerminationGuard()
     m_connection.setLostHandler(nullptr);
     if (g_armed == this)
         g_armed = nullptr;
-}
-
-void TerminationGuard::terminate()
-{
-    if (m_terminated)
-        return;
-    m_terminated = true;
-    if (m_terminationPath)
-        m_terminationPath();
 }
 
 void TerminationGuard::reportDisplayLoss()

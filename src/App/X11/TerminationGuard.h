@@ -6,11 +6,10 @@ namespace mosaro {
 
 class X11Connection;
 
-// Sees that the termination path (the overlay dismissed, a changed grid size saved) runs exactly
-// once, and that losing the X server ends the process with one clear line and exit code 1
-// rather than a crash:
-// - our connection found broken in the event loop quits the loop with code 1, so the
-//   termination path runs as for any other quit;
+// Sees that losing the X server ends the process with one clear line and exit code 1 rather than
+// a crash:
+// - our connection found broken in the event loop is reported once and handed to `onLost`, which
+//   quits the loop with code 1, so the termination path runs as for any other quit;
 // - an exit() while the guard is armed (Qt's X connection and Xlib call exit(1) when the server
 //   goes, from wherever they happen to be) logs the line and ends the process at once: running
 //   anything more from an arbitrary point, or the static destructors under objects still alive
@@ -19,13 +18,10 @@ class X11Connection;
 // One guard at a time; it is disarmed when destroyed, that is, after the event loop returned.
 class TerminationGuard {
 public:
-    TerminationGuard(X11Connection& connection, std::function<void()> terminationPath);
+    TerminationGuard(X11Connection& connection, std::function<void()> onLost);
     ~TerminationGuard();
     TerminationGuard(const TerminationGuard&) = delete;
     TerminationGuard& operator=(const TerminationGuard&) = delete;
-
-    // Runs the termination path unless it has run already.
-    void terminate();
 
     static constexpr int exitCodeOnDisplayLoss = 1;
 
@@ -34,8 +30,7 @@ private:
     static void atExit();
 
     X11Connection& m_connection;
-    std::function<void()> m_terminationPath;
-    bool m_terminated = false;
+    std::function<void()> m_onLost;
     bool m_lossReported = false;
 };
 

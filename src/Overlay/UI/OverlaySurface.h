@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Overlay/UI/OverlayFrame.h"
+#include "Platform/UI/PanelSurface.h"
 
 #include <QImage>
 #include <QRegion>
@@ -10,14 +11,11 @@
 
 namespace mosaro {
 
-// What the overlay is drawn onto: the native panel, or an image in tests. It keeps its pixels
-// between frames (and between showings), so each frame only draws what changed.
+// What the overlay is drawn onto: the desktop's panel surface, or an image in tests. It keeps
+// its pixels between frames (and between showings), so each frame only draws what changed.
 class OverlaySurface {
 public:
-    enum class Mode {
-        translucent, // blended by a compositing manager: the whole drawing, dimming included
-        outline,     // no blending: opaque grid lines and highlight outline, nothing else
-    };
+    using Mode = PanelSurface::Mode;
 
     virtual ~OverlaySurface() = default;
 

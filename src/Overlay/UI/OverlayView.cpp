@@ -3,6 +3,7 @@
 #include "Overlay/OverlayDrawing.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace mosaro {
 
@@ -10,7 +11,14 @@ namespace {
 constexpr double frameSeconds = 1.0 / OverlayView::framesPerSecond;
 } // namespace
 
-OverlayView::OverlayView(OverlaySurface& surface, QColor accent) : m_surface(surface), m_renderer(accent)
+std::int64_t OverlayView::steadyNanoseconds()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+OverlayView::OverlayView(OverlaySurface& surface, QColor accent, Clock clock)
+    : m_surface(surface), m_renderer(accent), m_clock(std::move(clock))
 {
     m_frameTimer.setTimerType(Qt::PreciseTimer);
     m_frameTimer.setInterval(int(frameSeconds * 1000));
@@ -68,7 +76,7 @@ Rect OverlayView::currentHighlight() const
     if (!m_animation)
         return m_drawnHighlight.value_or(Rect{});
     const double t =
-        (double(m_animation->clock.nsecsElapsed()) / 1e9 + frameSeconds) / OverlayDrawing::highlightAnimationSeconds;
+        (double(m_clock() - m_animation->start) / 1e9 + frameSeconds) / OverlayDrawing::highlightAnimationSeconds;
     return interpolatedRect(m_animation->from, m_animation->to, std::min(1.0, t));
 }
 
@@ -95,8 +103,7 @@ void OverlayView::presentationChanged()
     }
     // Glide from wherever the highlight is drawn now; the first step goes out at once.
     const Rect from = *m_drawnHighlight;
-    m_animation = Animation{from, target, {}};
-    m_animation->clock.start();
+    m_animation = Animation{from, target, m_clock()};
     m_frameTimer.start();
     step();
 }

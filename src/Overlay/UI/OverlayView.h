@@ -4,10 +4,11 @@
 #include "Overlay/UI/OverlayRenderer.h"
 #include "Overlay/UI/OverlaySurface.h"
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QRegion>
 #include <QTimer>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -21,8 +22,11 @@ class OverlayView : public QObject {
     Q_OBJECT
 public:
     static constexpr int framesPerSecond = 60;
+    // Monotonic time in nanoseconds: where a glide is depends on it, not on when a frame ran.
+    using Clock = std::function<std::int64_t()>;
+    static std::int64_t steadyNanoseconds();
 
-    OverlayView(OverlaySurface& surface, QColor accent);
+    OverlayView(OverlaySurface& surface, QColor accent, Clock clock = steadyNanoseconds);
 
     void setViewModel(std::shared_ptr<OverlayViewModel> viewModel);
     // Starts drawing on the surface (a showing): the current presentation is drawn now.
@@ -44,7 +48,7 @@ private:
     struct Animation {
         Rect from;
         Rect to;
-        QElapsedTimer clock;
+        std::int64_t start = 0;
     };
 
     void presentationChanged();
@@ -54,6 +58,7 @@ private:
 
     OverlaySurface& m_surface;
     OverlayRenderer m_renderer;
+    Clock m_clock;
     std::shared_ptr<OverlayViewModel> m_viewModel;
     QMetaObject::Connection m_connection;
     std::optional<OverlayPresentation> m_drawn; // the presentation the last frame came from

@@ -19,7 +19,9 @@ namespace {
 QString pageTemplate()
 {
     initResources();
-    QFile page(QStringLiteral(":/help/window-manager-help.html"));
+    // The page of the session: what window control needs differs between X11 and each compositor.
+    QFile page(hostSession() == HostSession::sway ? QStringLiteral(":/help/window-manager-help-sway.html")
+                                                  : QStringLiteral(":/help/window-manager-help.html"));
     if (!page.open(QIODevice::ReadOnly))
         return QStringLiteral("<p>{{status}}</p>");
     return QString::fromUtf8(page.readAll());

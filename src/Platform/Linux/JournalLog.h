@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/LogReader.h"
 #include "Platform/StoreLogReader.h"
 

@@ -1,6 +1,6 @@
 #include "Platform/X11/X11AccessibilityTrust.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/X11/X11Properties.h"
 
 namespace mosaro {

@@ -1,6 +1,6 @@
 #include "Platform/X11/X11Connection.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <QAbstractEventDispatcher>
 #include <QSocketNotifier>

@@ -111,8 +111,8 @@ std::optional<Extents> extents(const std::optional<X11Property>& property, doubl
     return e;
 }
 
-std::optional<Rect> workArea(const std::optional<X11Property>& workAreas,
-                             const std::optional<X11Property>& currentDesktop, double rootWidth, double rootHeight)
+std::optional<Rect> desktopWorkArea(const std::optional<X11Property>& workAreas,
+                                    const std::optional<X11Property>& currentDesktop)
 {
     const auto areas = list32(workAreas, PredefinedAtom::cardinal, 4);
     if (!areas)
@@ -124,8 +124,16 @@ std::optional<Rect> workArea(const std::optional<X11Property>& workAreas,
     if (desktop >= areas->size() / 4)
         desktop = 0;
     const std::uint32_t* v = areas->data() + desktop * 4;
-    const Rect area{double(std::int32_t(v[0])), double(std::int32_t(v[1])), double(v[2]), double(v[3])};
-    const Rect inside = intersection(area, Rect{0, 0, rootWidth, rootHeight});
+    return Rect{double(std::int32_t(v[0])), double(std::int32_t(v[1])), double(v[2]), double(v[3])};
+}
+
+std::optional<Rect> workArea(const std::optional<X11Property>& workAreas,
+                             const std::optional<X11Property>& currentDesktop, double rootWidth, double rootHeight)
+{
+    const auto area = desktopWorkArea(workAreas, currentDesktop);
+    if (!area)
+        return std::nullopt;
+    const Rect inside = intersection(*area, Rect{0, 0, rootWidth, rootHeight});
     if (inside.width <= 0 || inside.height <= 0)
         return std::nullopt;
     return inside;

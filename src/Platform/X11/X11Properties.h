@@ -66,8 +66,11 @@ struct Extents {
 // Extents whose horizontal or vertical sum reaches the given limits are not believed.
 std::optional<Extents> extents(const std::optional<X11Property>& property, double maxHorizontal, double maxVertical);
 
-// The work area of the current desktop (_NET_WORKAREA with _NET_CURRENT_DESKTOP), X root
-// coordinates; nothing when it is missing, empty or outside the root.
+// The work area of the current desktop (_NET_WORKAREA with _NET_CURRENT_DESKTOP) as published,
+// X root coordinates; nothing when the property is missing or malformed.
+std::optional<Rect> desktopWorkArea(const std::optional<X11Property>& workAreas,
+                                    const std::optional<X11Property>& currentDesktop);
+// The same within the root; nothing when it is empty or outside the root.
 std::optional<Rect> workArea(const std::optional<X11Property>& workAreas,
                              const std::optional<X11Property>& currentDesktop, double rootWidth, double rootHeight);
 

@@ -1,6 +1,6 @@
 #include "Platform/X11/X11ScreenList.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/X11/X11VisibleFrame.h"
 
 #include <QAbstractEventDispatcher>
@@ -14,6 +14,8 @@ namespace {
 
 constexpr const char* noMonitorsMessage =
     "RandR monitors unavailable on '%{public}s'; using the root window as one display";
+constexpr const char* absurdWorkAreaMessage =
+    "the window manager's work area %{public}s does not lie within the screen %{public}s; ignoring it";
 
 class X11Screen : public Screen {
 public:
@@ -39,19 +41,13 @@ private:
 
 } // namespace
 
-X11ScreenList::X11ScreenList(X11Connection& connection) : m_connection(connection)
+X11ScreenList::X11ScreenList(X11Connection& connection) : m_connection(connection), m_space(connection)
 {
     if (!m_connection.isConnected())
         return;
     if (auto* dispatcher = QAbstractEventDispatcher::instance()) {
         m_turnWatch = std::make_unique<QObject>();
         QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, m_turnWatch.get(), [this] { ++m_turn; });
-        m_propertyListener = m_connection.addEventListener([this](xcb_generic_event_t* event) {
-            if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY &&
-                reinterpret_cast<xcb_property_notify_event_t*>(event)->window == m_connection.root())
-                m_readTurn = ~std::uint64_t(0); // docks and work areas live in root properties
-            return false;
-        });
     }
     xcb_connection_t* c = m_connection.connection();
     const xcb_query_extension_reply_t* ext = xcb_get_extension_data(c, &xcb_randr_id);
@@ -63,9 +59,7 @@ X11ScreenList::X11ScreenList(X11Connection& connection) : m_connection(connectio
     m_hasRandr = version && ((*version)->major_version > 1 || (*version)->minor_version >= 5);
     if (!m_hasRandr)
         return;
-    m_connection.internAtoms({"EDID", "_NET_WORKAREA", "_NET_CURRENT_DESKTOP", "_NET_CLIENT_LIST",
-                              "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_DOCK", "_NET_WM_STRUT_PARTIAL",
-                              "_NET_WM_STRUT"});
+    m_connection.internAtoms({"EDID"});
     m_randrEventBase = ext->first_event;
     xcb_randr_select_input(c, m_connection.root(), XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE);
     m_connection.flush();
@@ -83,8 +77,6 @@ X11ScreenList::~X11ScreenList()
 {
     if (m_listener)
         m_connection.removeEventListener(m_listener);
-    if (m_propertyListener)
-        m_connection.removeEventListener(m_propertyListener);
 }
 
 X11ScreenList::NameRequest X11ScreenList::askMonitorName(xcb_atom_t nameAtom,
@@ -135,124 +127,6 @@ QString X11ScreenList::monitorName(const NameRequest& request) const
     return m_connection.atomName(request.nameAtom);
 }
 
-std::vector<xcb_window_t> X11ScreenList::docksInTree() const
-{
-    // Children of the root and their children: managers that reparent docks (i3 into its dock
-    // areas) keep them one level down.
-    xcb_connection_t* c = m_connection.connection();
-    std::vector<xcb_window_t> candidates;
-    auto top = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, m_connection.root()));
-    if (!top)
-        return {};
-    const xcb_window_t* children = xcb_query_tree_children(top->get());
-    const int count = xcb_query_tree_children_length(top->get());
-    std::vector<xcb_query_tree_cookie_t> treeCookies;
-    for (int i = 0; i < count; ++i) {
-        candidates.push_back(children[i]);
-        treeCookies.push_back(xcb_query_tree(c, children[i]));
-    }
-    for (auto cookie : treeCookies) {
-        if (auto tree = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, cookie)) {
-            const xcb_window_t* inner = xcb_query_tree_children(tree->get());
-            candidates.insert(candidates.end(), inner, inner + xcb_query_tree_children_length(tree->get()));
-        }
-    }
-    const xcb_atom_t typeAtom = m_connection.atom("_NET_WM_WINDOW_TYPE");
-    const xcb_atom_t dock = m_connection.atom("_NET_WM_WINDOW_TYPE_DOCK");
-    std::vector<xcb_get_property_cookie_t> typeCookies;
-    typeCookies.reserve(candidates.size());
-    for (const xcb_window_t w : candidates)
-        typeCookies.push_back(xcb_get_property(c, 0, w, typeAtom, XCB_ATOM_ATOM, 0, 64));
-    std::vector<xcb_window_t> docks;
-    for (std::size_t i = 0; i < candidates.size(); ++i) {
-        auto reply = m_connection.reply<xcb_get_property_reply_t>(xcb_get_property_reply, typeCookies[i]);
-        if (!reply || (*reply)->format != 32 || (*reply)->type != XCB_ATOM_ATOM)
-            continue;
-        const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply->get()));
-        const int n = xcb_get_property_value_length(reply->get()) / 4;
-        if (std::find(atoms, atoms + n, dock) != atoms + n)
-            docks.push_back(candidates[i]);
-    }
-    return docks;
-}
-
-std::vector<X11Properties::Reservation>
-X11ScreenList::readReservations(X11PendingProperty& clientList,
-                                std::map<xcb_window_t, X11PendingProperty>& guessedTypes, double rootWidth,
-                                double rootHeight, bool searchTree) const
-{
-    std::vector<X11Properties::Reservation> out;
-    std::vector<xcb_window_t> docks;
-    const xcb_atom_t typeAtom = m_connection.atom("_NET_WM_WINDOW_TYPE");
-    const xcb_atom_t dock = m_connection.atom("_NET_WM_WINDOW_TYPE_DOCK");
-    // Each step asks about every window at once: three round trips whatever the number of clients.
-    m_lastClients.clear();
-    if (const auto clients = X11Properties::list32(m_connection.propertyValue(clientList), XCB_ATOM_WINDOW, 0)) {
-        std::vector<X11PendingProperty> types;
-        types.reserve(clients->size());
-        for (const xcb_window_t w : *clients) {
-            const auto guess = guessedTypes.find(w);
-            if (guess != guessedTypes.end()) {
-                types.push_back(std::move(guess->second));
-                guessedTypes.erase(guess);
-            } else {
-                types.push_back(m_connection.askProperty(w, typeAtom, 64 * 4));
-            }
-        }
-        for (std::size_t i = 0; i < clients->size(); ++i)
-            if (X11Properties::contains(X11Properties::atoms(m_connection.propertyValue(types[i])), dock))
-                docks.push_back((*clients)[i]);
-        m_lastClients = *clients;
-    }
-    if (searchTree) {
-        for (const xcb_window_t w : docksInTree())
-            if (std::find(docks.begin(), docks.end(), w) == docks.end())
-                docks.push_back(w);
-    }
-    std::vector<std::pair<X11PendingProperty, X11PendingProperty>> struts;
-    struts.reserve(docks.size());
-    for (const xcb_window_t w : docks)
-        struts.emplace_back(m_connection.askProperty(w, m_connection.atom("_NET_WM_STRUT_PARTIAL")),
-                            m_connection.askProperty(w, m_connection.atom("_NET_WM_STRUT")));
-    for (auto& [partial, strut] : struts) {
-        const auto partialValue = m_connection.propertyValue(partial);
-        const auto areas =
-            X11Properties::strutReservations(partialValue, m_connection.propertyValue(strut), rootWidth, rootHeight);
-        out.insert(out.end(), areas.begin(), areas.end());
-    }
-    return out;
-}
-
-std::vector<Rect> X11ScreenList::mappedTopLevelWindows() const
-{
-    std::vector<Rect> out;
-    xcb_connection_t* c = m_connection.connection();
-    auto tree =
-        m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, m_connection.root()));
-    if (!tree)
-        return out;
-    const xcb_window_t* children = xcb_query_tree_children(tree->get());
-    const int count = xcb_query_tree_children_length(tree->get());
-    // All requests first, then the replies: one round trip for the lot.
-    std::vector<xcb_get_window_attributes_cookie_t> attributeCookies;
-    std::vector<xcb_get_geometry_cookie_t> geometryCookies;
-    for (int i = 0; i < count; ++i) {
-        attributeCookies.push_back(xcb_get_window_attributes(c, children[i]));
-        geometryCookies.push_back(xcb_get_geometry(c, children[i]));
-    }
-    for (int i = 0; i < count; ++i) {
-        auto attributes = m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
-                                                                                attributeCookies[std::size_t(i)]);
-        auto g = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, geometryCookies[std::size_t(i)]);
-        if (!attributes || !g || (*attributes)->map_state != XCB_MAP_STATE_VIEWABLE ||
-            (*attributes)->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT)
-            continue;
-        const double b = (*g)->border_width;
-        out.push_back({double((*g)->x), double((*g)->y), (*g)->width + 2 * b, (*g)->height + 2 * b});
-    }
-    return out;
-}
-
 double X11ScreenList::scaleFactor() const
 {
     const xcb_screen_t* s = m_connection.screen();
@@ -270,23 +144,18 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
     xcb_connection_t* c = m_connection.connection();
     const xcb_window_t root = m_connection.root();
 
-    // The first round trip asks for everything that does not depend on another answer.
+    // One round trip for the monitors and the root's size; by its answer every event sent before
+    // it is queued, which brings the reserved space up to date.
     const auto rootCookie = xcb_get_geometry(c, root);
     std::optional<xcb_randr_get_monitors_cookie_t> monitorsCookie;
     if (m_hasRandr)
         monitorsCookie = xcb_randr_get_monitors(c, root, 1);
-    auto workAreas = m_connection.askProperty(root, m_connection.atom("_NET_WORKAREA"));
-    auto currentDesktop = m_connection.askProperty(root, m_connection.atom("_NET_CURRENT_DESKTOP"));
-    auto clientList = m_connection.askProperty(root, m_connection.atom("_NET_CLIENT_LIST"));
 
-    // Asked on speculation in the same round trip: what the last reading had to ask next, which
-    // is what this one needs too unless the monitors or the clients changed.
+    // Asked on speculation in the same round trip: the names the last reading had to ask for next,
+    // which this one needs too unless the monitors changed.
     std::map<std::pair<xcb_atom_t, xcb_randr_output_t>, NameRequest> guessedNames;
     for (const auto& [nameAtom, output] : m_lastOutputs)
         guessedNames.emplace(std::pair{nameAtom, output}, askMonitorName(nameAtom, {output}));
-    std::map<xcb_window_t, X11PendingProperty> guessedTypes;
-    for (const xcb_window_t w : m_lastClients)
-        guessedTypes.emplace(w, m_connection.askProperty(w, m_connection.atom("_NET_WM_WINDOW_TYPE"), 64 * 4));
 
     // The root's size changes with RandR; the setup data keeps the size at connection time.
     double rootWidth = m_connection.screen()->width_in_pixels, rootHeight = m_connection.screen()->height_in_pixels;
@@ -341,16 +210,22 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
         out.push_back(info);
     }
 
-    // Without a work area the manager may not list its docks either (i3): look for them.
-    const auto workAreasValue = m_connection.propertyValue(workAreas);
-    const auto workArea =
-        X11Properties::workArea(workAreasValue, m_connection.propertyValue(currentDesktop), rootWidth, rootHeight);
-    const auto reservations = readReservations(clientList, guessedTypes, rootWidth, rootHeight, !workArea);
-    auto edges = unexplainedWorkAreaEdges(reservations, workArea, rootWidth, rootHeight);
-    if (edges.any())
-        edges = occupiedWorkAreaEdges(edges, mappedTopLevelWindows(), rootWidth, rootHeight);
-    for (MonitorInfo& info : out)
-        info.xVisible = visibleFrameOfMonitor(info.xRect, reservations, edges);
+    m_space.update(rootWidth, rootHeight);
+    const auto published = m_space.workArea();
+    const auto workArea = believableWorkArea(published, rootWidth, rootHeight);
+    if (published && !workArea && published != m_loggedWorkArea) {
+        m_loggedWorkArea = published;
+        Log::lifecycle().error(absurdWorkAreaMessage, describe(*published), describe(Size{rootWidth, rootHeight}));
+    }
+    const auto struts = m_space.struts();
+    m_holdingAreas = {Rect{0, 0, rootWidth, rootHeight}};
+    if (workArea)
+        m_holdingAreas.push_back(*workArea);
+    for (MonitorInfo& info : out) {
+        info.xVisible = visibleFrameOfMonitor(info.xRect, struts, workArea, rootWidth, rootHeight);
+        m_holdingAreas.push_back(info.xRect);
+        m_holdingAreas.push_back(info.xVisible);
+    }
     return out;
 }
 
@@ -361,7 +236,7 @@ std::vector<ScreenRef> X11ScreenList::screens() const
 
 std::vector<ScreenRef> X11ScreenList::snapshot(std::size_t* primaryIndex) const
 {
-    if (m_turnWatch && m_haveRead && m_readTurn == m_turn) {
+    if (m_turnWatch && m_haveRead && m_readTurn == m_turn && !m_space.stale()) {
         if (primaryIndex)
             *primaryIndex = m_lastPrimaryIndex;
         return m_lastRead;
@@ -413,6 +288,13 @@ std::vector<ScreenRef> X11ScreenList::lastRead() const
     if (!m_haveRead)
         snapshot(nullptr);
     return m_lastRead;
+}
+
+std::vector<Rect> X11ScreenList::xHoldingAreas() const
+{
+    if (!m_haveRead)
+        snapshot(nullptr);
+    return m_holdingAreas;
 }
 
 double X11ScreenList::lastPrimaryHeight() const

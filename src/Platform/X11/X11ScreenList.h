@@ -3,6 +3,7 @@
 #include "Platform/Screen.h"
 #include "Platform/X11/X11Connection.h"
 #include "Platform/X11/X11Properties.h"
+#include "Platform/X11/X11ReservedSpace.h"
 
 #include <QObject>
 #include <xcb/randr.h>
@@ -35,6 +36,13 @@ public:
     // to X root coordinates with it.
     double lastPrimaryHeight() const;
 
+    // Where a window manager may hold a window it keeps on the screen, X root coordinates, as of
+    // the last reading: the root, the believable work area, each monitor and its visible frame.
+    std::vector<Rect> xHoldingAreas() const;
+
+    // What the display list knows of struts and the work area, for tests.
+    const X11ReservedSpace& reservedSpace() const { return m_space; }
+
     // Called when RandR reports a screen change (while the connection's events are dispatched).
     std::function<void()> onDisplaysChanged;
 
@@ -48,13 +56,6 @@ private:
     };
     std::vector<MonitorInfo> readMonitors() const;
     std::vector<ScreenRef> snapshot(std::size_t* primaryIndex) const;
-    std::vector<X11Properties::Reservation> readReservations(X11PendingProperty& clientList,
-                                                             std::map<xcb_window_t, X11PendingProperty>& guessedTypes,
-                                                             double rootWidth, double rootHeight,
-                                                             bool searchTree) const;
-    std::vector<xcb_window_t> docksInTree() const;
-    // The viewable input-output children of the root, with their borders.
-    std::vector<Rect> mappedTopLevelWindows() const;
     // A monitor's name: the EDID's, else the output's, else the RandR monitor's atom.
     struct NameRequest {
         xcb_atom_t nameAtom = XCB_ATOM_NONE;
@@ -77,15 +78,16 @@ private:
     mutable double m_lastPrimaryHeight = 0;
     mutable bool m_haveRead = false;
     // One reading serves a whole turn of the event loop (a session start reads the list more
-    // than once); a display or work-area change seen meanwhile forgets it.
+    // than once); a display change or a change of the reserved space seen meanwhile forgets it.
     std::unique_ptr<QObject> m_turnWatch;
     std::uint64_t m_turn = 0;
     mutable std::uint64_t m_readTurn = ~std::uint64_t(0);
-    X11Connection::ListenerId m_propertyListener = 0;
+    mutable X11ReservedSpace m_space;
+    mutable std::vector<Rect> m_holdingAreas;
     mutable bool m_fallbackLogged = false;
+    mutable std::optional<Rect> m_loggedWorkArea;
     // What the last reading asked about in its second round trip.
     mutable std::vector<std::pair<xcb_atom_t, xcb_randr_output_t>> m_lastOutputs;
-    mutable std::vector<xcb_window_t> m_lastClients;
 };
 
 } // namespace mosaro

@@ -13,67 +13,34 @@ bool rangesOverlap(double a0, double a1, double b0, double b1)
     return std::max(a0, b0) < std::min(a1, b1);
 }
 
-} // namespace
-
-WorkAreaEdges unexplainedWorkAreaEdges(const std::vector<X11Properties::Reservation>& struts,
-                                       const std::optional<Rect>& workArea, double rootWidth, double rootHeight)
+// How far in from the root's edge a reservation reaches.
+double depth(const X11Properties::Reservation& r, double rootWidth, double rootHeight)
 {
-    if (!workArea)
-        return {};
-    // How far the struts reach in from each edge of the root.
-    double left = 0, right = 0, top = 0, bottom = 0;
-    for (const auto& r : struts) {
-        switch (r.edge) {
-        case Edge::left:
-            left = std::max(left, r.area.maxX());
-            break;
-        case Edge::right:
-            right = std::max(right, rootWidth - r.area.minX());
-            break;
-        case Edge::top:
-            top = std::max(top, r.area.maxY());
-            break;
-        case Edge::bottom:
-            bottom = std::max(bottom, rootHeight - r.area.minY());
-            break;
-        }
+    switch (r.edge) {
+    case Edge::left:
+        return r.area.maxX();
+    case Edge::right:
+        return rootWidth - r.area.minX();
+    case Edge::top:
+        return r.area.maxY();
+    case Edge::bottom:
+        return rootHeight - r.area.minY();
     }
-    const Rect& w = *workArea;
-    WorkAreaEdges out;
-    if (w.minX() > left)
-        out.left = w.minX();
-    if (rootWidth - w.maxX() > right)
-        out.right = w.maxX();
-    if (w.minY() > top)
-        out.top = w.minY();
-    if (rootHeight - w.maxY() > bottom)
-        out.bottom = w.maxY();
-    return out;
+    return 0;
 }
 
-WorkAreaEdges occupiedWorkAreaEdges(const WorkAreaEdges& edges, const std::vector<Rect>& windows, double rootWidth,
-                                    double rootHeight)
+} // namespace
+
+std::optional<Rect> believableWorkArea(const std::optional<Rect>& workArea, double rootWidth, double rootHeight)
 {
-    auto occupied = [&](const std::optional<double>& line, auto fits) -> std::optional<double> {
-        if (!line)
-            return std::nullopt;
-        for (const Rect& w : windows)
-            if (w.width > 0 && w.height > 0 && fits(w, *line))
-                return line;
+    if (!workArea || workArea->width <= 0 || workArea->height <= 0 || workArea->minX() < 0 || workArea->minY() < 0 ||
+        workArea->maxX() > rootWidth || workArea->maxY() > rootHeight)
         return std::nullopt;
-    };
-    WorkAreaEdges out;
-    out.left = occupied(edges.left, [](const Rect& w, double line) { return w.minX() >= 0 && w.maxX() == line; });
-    out.right =
-        occupied(edges.right, [&](const Rect& w, double line) { return w.minX() == line && w.maxX() <= rootWidth; });
-    out.top = occupied(edges.top, [](const Rect& w, double line) { return w.minY() >= 0 && w.maxY() == line; });
-    out.bottom =
-        occupied(edges.bottom, [&](const Rect& w, double line) { return w.minY() == line && w.maxY() <= rootHeight; });
-    return out;
+    return workArea;
 }
 
 Rect visibleFrameOfMonitor(const Rect& monitor, const std::vector<X11Properties::Reservation>& struts,
-                           const WorkAreaEdges& workAreaEdges)
+                           const std::optional<Rect>& workArea, double rootWidth, double rootHeight)
 {
     double x0 = monitor.minX(), x1 = monitor.maxX(), y0 = monitor.minY(), y1 = monitor.maxY();
     // An inner edge strictly inside the monitor cuts it; one at or beyond its far side belongs to
@@ -81,7 +48,10 @@ Rect visibleFrameOfMonitor(const Rect& monitor, const std::vector<X11Properties:
     auto insideX = [&](double line) { return line > monitor.minX() && line < monitor.maxX(); };
     auto insideY = [&](double line) { return line > monitor.minY() && line < monitor.maxY(); };
 
+    double reach[4] = {0, 0, 0, 0};
     for (const auto& r : struts) {
+        auto& deepest = reach[int(r.edge)];
+        deepest = std::max(deepest, depth(r, rootWidth, rootHeight));
         const Rect& a = r.area;
         const bool alongY = rangesOverlap(a.minY(), a.maxY(), monitor.minY(), monitor.maxY());
         const bool alongX = rangesOverlap(a.minX(), a.maxX(), monitor.minX(), monitor.maxX());
@@ -104,16 +74,18 @@ Rect visibleFrameOfMonitor(const Rect& monitor, const std::vector<X11Properties:
             break;
         }
     }
-    if (workAreaEdges.left && insideX(*workAreaEdges.left))
-        x0 = std::max(x0, *workAreaEdges.left);
-    if (workAreaEdges.right && insideX(*workAreaEdges.right))
-        x1 = std::min(x1, *workAreaEdges.right);
-    if (workAreaEdges.top && insideY(*workAreaEdges.top))
-        y0 = std::max(y0, *workAreaEdges.top);
-    if (workAreaEdges.bottom && insideY(*workAreaEdges.bottom))
-        y1 = std::min(y1, *workAreaEdges.bottom);
-
-    // Reservations that would leave nothing are not believed.
+    if (const auto area = believableWorkArea(workArea, rootWidth, rootHeight)) {
+        // An edge no strut explains is the manager's own reservation, made for every monitor.
+        auto unexplained = [&](Edge edge, double inset) { return inset > reach[int(edge)]; };
+        if (unexplained(Edge::left, area->minX()) && insideX(area->minX()))
+            x0 = std::max(x0, area->minX());
+        if (unexplained(Edge::right, rootWidth - area->maxX()) && insideX(area->maxX()))
+            x1 = std::min(x1, area->maxX());
+        if (unexplained(Edge::top, area->minY()) && insideY(area->minY()))
+            y0 = std::max(y0, area->minY());
+        if (unexplained(Edge::bottom, rootHeight - area->maxY()) && insideY(area->maxY()))
+            y1 = std::min(y1, area->maxY());
+    }
     if (x1 <= x0 || y1 <= y0)
         return monitor;
     return {x0, y0, x1 - x0, y1 - y0};

@@ -1,6 +1,6 @@
 #include "Platform/X11/X11WindowMover.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 
 #include <algorithm>
 #include <cmath>
@@ -32,6 +32,8 @@ constexpr const char* stillMaximizedMessage =
     "window manager keeps window %{public}s maximized: it ignores the request to restore it";
 constexpr const char* constrainedMessage =
     "window %{public}s does not fit where it is moved; the manager keeps it at %{public}s";
+constexpr const char* heldMessage = "window manager holds window %{public}s inside the screen's free area: asked for "
+                                    "%{public}s, it is at %{public}s";
 constexpr const char* attemptMessage =
     "move %{public}s to %{public}s by %{public}s: %{public}s, now at %{public}s (client %{public}s)";
 
@@ -181,13 +183,15 @@ X11Result<X11WindowGeometry> X11WindowMover::geometry(xcb_window_t window, xcb_w
     return out;
 }
 
-bool X11WindowMover::fitsRoot(const Rect& frame)
+std::vector<Rect> X11WindowMover::holdingAreas()
 {
+    if (m_holdingAreas)
+        return m_holdingAreas();
     auto root = m_connection.reply<xcb_get_geometry_reply_t>(
         xcb_get_geometry_reply, xcb_get_geometry(m_connection.connection(), m_connection.root()));
     if (!root)
-        return true;
-    return frame.x >= 0 && frame.y >= 0 && frame.maxX() <= (*root)->width && frame.maxY() <= (*root)->height;
+        return {};
+    return {Rect{0, 0, double((*root)->width), double((*root)->height)}};
 }
 
 bool X11WindowMover::maximizedIn(const std::optional<X11Property>& state)
@@ -496,11 +500,26 @@ X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::op
             g = landed;
             continue;
         }
-        // A window that does not fit where it is sent is held on the screen by most managers; as
-        // with a position the host platform constrains, that is the answer to a move alone. The
-        // size that follows and the position after it are checked strictly.
-        if (!size && !fitsRoot(target)) {
-            log.debug(constrainedMessage, windowText(window), describe(answer.geometry.visible()));
+        // A window that does not fit where it is sent is held on the screen by most managers: as
+        // with a frame the host platform constrains, that is the answer. To a move alone whatever
+        // the landing (the size that follows and the position after it are checked again); to a
+        // resize when the window now lies inside the area it did not fit.
+        const Size sizeGiven = hints ? hints->constrain(request.clientSize) : request.clientSize;
+        const Rect asked{request.frame.x, request.frame.y, sizeGiven.width + g.decoration().width,
+                         sizeGiven.height + g.decoration().height};
+        const auto within = [](const Rect& r, const Rect& area) {
+            return r.minX() >= area.minX() && r.minY() >= area.minY() && r.maxX() <= area.maxX() &&
+                   r.maxY() <= area.maxY();
+        };
+        const auto areas = holdingAreas();
+        if (!size && std::any_of(areas.begin(), areas.end(), [&](const Rect& a) { return !within(asked, a); })) {
+            log.debug(constrainedMessage, windowText(window), describe(landed.visible()));
+            return Outcome::placed;
+        }
+        if (size && std::any_of(areas.begin(), areas.end(),
+                                [&](const Rect& a) { return !within(asked, a) && within(landed.outer, a); })) {
+            log.info(heldMessage, windowText(window), describe(target), describe(landed.visible()));
+            m_report.held = true;
             return Outcome::placed;
         }
         const bool moved = landed.outer != before->outer || landed.client != before->client;

@@ -5,10 +5,12 @@
 #include "Platform/X11/X11WindowGeometry.h"
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
 #include <tuple>
+#include <vector>
 
 namespace mosaro {
 
@@ -18,8 +20,10 @@ namespace mosaro {
 // some put the frame a border's width off. Each request is confirmed by the ConfigureNotify of
 // the client or its frame; a manager that says nothing within a short time has ignored it, and
 // the move falls back to an ICCCM ConfigureWindow; a window that lands off by some offset is
-// corrected once from that offset. What was learnt about the running manager is kept, so that
-// the next move goes the right way at once.
+// corrected once from that offset. A frame that does not fit where it was sent and that the
+// manager holds inside its work area or the screen has landed where the manager allows: that is
+// its answer, not an offset. What was learnt about the running manager is kept, so that the next
+// move goes the right way at once.
 class X11WindowMover {
 public:
     using Clock = std::chrono::steady_clock;
@@ -39,6 +43,7 @@ public:
         bool usedConfigure = false; // the ICCCM fallback was used
         bool corrected = false;     // a second request corrected an offset
         bool unmaximized = false;
+        bool held = false; // the manager held the window inside the free area it did not fit
     };
 
     explicit X11WindowMover(X11Connection& connection);
@@ -57,6 +62,10 @@ public:
                   Clock::time_point deadline);
 
     const Report& lastReport() const { return m_report; }
+
+    // Where the manager may hold a window it keeps on the screen (the root, its work area, each
+    // monitor and its visible frame), X root coordinates; the root alone when not given.
+    void setHoldingAreas(std::function<std::vector<Rect>()> areas) { m_holdingAreas = std::move(areas); }
 
     bool isMaximized(xcb_window_t window);
     // The same from a _NET_WM_STATE value already read.
@@ -113,7 +122,7 @@ private:
     };
     WindowEvents nextEvents(xcb_window_t window, xcb_window_t frame, Clock::time_point sentAt,
                             const std::optional<Clock::time_point>& lastEvent, Clock::time_point deadline);
-    bool fitsRoot(const Rect& frame);
+    std::vector<Rect> holdingAreas();
     bool isAbout(xcb_generic_event_t* event, xcb_window_t window, xcb_window_t frame) const;
 
     X11Connection& m_connection;
@@ -125,6 +134,7 @@ private:
     void forgetFrame(xcb_window_t window);
     X11Connection::ListenerId m_listener = 0;
     Report m_report;
+    std::function<std::vector<Rect>()> m_holdingAreas;
 };
 
 } // namespace mosaro

@@ -1,6 +1,6 @@
 #include "Platform/X11/XkbKeyboardLayout.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/KeyCodeMap.h"
 
 #include "Platform/X11/XcbXkb.h"

@@ -2,6 +2,8 @@
 
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Platform/KeyCodeMap.h"
+#include "Platform/UI/DesktopShortcuts.h"
+#include "Platform/UI/QtKeyCodes.h"
 #include "Platform/UI/Symbols.h"
 #include "Shortcuts/ShortcutRecorder.h"
 #include "Shortcuts/UI/ConflictAlert.h"
@@ -39,25 +41,17 @@ std::uint64_t flagOfModifierKey(std::uint16_t code)
     }
 }
 
-bool isModifierKey(std::uint16_t code)
-{
-    return code >= 54 && code <= 63;
-}
-
 } // namespace
 
 std::optional<KeyEvent> keyEventFromQt(const QKeyEvent& event)
 {
-    const quint32 keycode = event.nativeScanCode();
-    if (keycode < x11KeycodeOffset)
-        return std::nullopt;
-    const auto code = macKeyCodeForEvdev(keycode - x11KeycodeOffset);
+    const auto code = portableKeyCode(event);
     if (!code)
         return std::nullopt;
     // The X state is the one before this key: a modifier key's own bit comes from the key itself.
     std::uint64_t flags = modifierFlagsFromX11State(static_cast<std::uint16_t>(event.nativeModifiers() & 0xFFFF));
     const bool press = event.type() == QEvent::KeyPress;
-    if (isModifierKey(*code)) {
+    if (isModifierKeyCode(*code)) {
         const std::uint64_t own = flagOfModifierKey(*code);
         flags = press ? (flags | own) : (flags & ~own);
         return KeyEvent{KeyEvent::Type::flagsChanged, *code, flags};
@@ -151,6 +145,8 @@ void ShortcutRecorderWidget::startCapture()
     m_main->setFocus(Qt::OtherFocusReason);
     // Keys the window manager would otherwise take for itself come to us too.
     grabKeyboard();
+    if (DesktopShortcuts::inhibitFor)
+        DesktopShortcuts::inhibitFor(window()->windowHandle());
 }
 
 void ShortcutRecorderWidget::endCapture()
@@ -159,6 +155,8 @@ void ShortcutRecorderWidget::endCapture()
         return;
     m_capturing = false;
     releaseKeyboard();
+    if (DesktopShortcuts::restore)
+        DesktopShortcuts::restore();
     KeyboardShortcuts::setEnabled(m_resumeHotkeysTo);
     if (!m_swallowReleaseOf && m_filterInstalled) {
         qApp->removeEventFilter(this);

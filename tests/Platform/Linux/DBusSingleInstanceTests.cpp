@@ -1,4 +1,5 @@
 #include "Platform/Linux/DBusSingleInstance.h"
+#include "support/CoreApplicationEnvironment.h"
 #include "support/PrivateSessionBus.h"
 
 #include <QCoreApplication>
@@ -18,22 +19,7 @@ namespace {
 using Claim = SingleInstance::Claim;
 using Delivery = SingleInstance::Delivery;
 
-class CoreApplicationEnvironment : public ::testing::Environment {
-public:
-    void SetUp() override
-    {
-        static int argc = 1;
-        static char name[] = "mosaro-linux-tests";
-        static char* argv[] = {name, nullptr};
-        m_app = std::make_unique<QCoreApplication>(argc, argv);
-    }
-    void TearDown() override { m_app.reset(); }
-
-private:
-    std::unique_ptr<QCoreApplication> m_app;
-};
-[[maybe_unused]] ::testing::Environment* const environment =
-    ::testing::AddGlobalTestEnvironment(new CoreApplicationEnvironment);
+MOSARO_CORE_TEST_ENVIRONMENT();
 
 // Two processes of the session, as two connections to one private bus.
 class DBusSingleInstanceTest : public ::testing::Test {

@@ -1,7 +1,7 @@
 #include "Platform/Linux/JournalLog.h"
 
 #include "Diagnostics/DiagnosticsReport.h"
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeScreens.h"
 #include "support/FakeSystemInfo.h"

@@ -1,5 +1,5 @@
-#include "App/LoginItem.h"
-#include "Diagnostics/Log.h"
+#include "App/LoginItem/LoginItem.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/Linux/XdgAutostartLoginItemService.h"
 #include "support/LogLines.h"
 

@@ -3,94 +3,98 @@
 #include <gtest/gtest.h>
 
 using namespace mosaro;
+using X11Properties::Reservation;
 using X11Properties::reservationsFromStrut;
 
 namespace {
 
-std::vector<std::uint32_t> partial(std::vector<std::uint32_t> values)
+enum Side {
+    left,
+    right,
+    top,
+    bottom
+};
+// A strut as _NET_WM_STRUT_PARTIAL: along one side of a root, over [from, to] of it.
+std::vector<Reservation> strut(Side side, std::uint32_t width, std::uint32_t from, std::uint32_t to, Size root)
 {
-    values.resize(12, 0);
-    return values;
-}
-
-// The visible frame as the screen list computes it: struts, then what of the work area no strut
-// explains and a window occupies.
-Rect visible(const Rect& monitor, const std::vector<X11Properties::Reservation>& struts,
-             const std::optional<Rect>& workArea, const std::vector<Rect>& windows, double rootWidth, double rootHeight)
-{
-    const auto edges = occupiedWorkAreaEdges(unexplainedWorkAreaEdges(struts, workArea, rootWidth, rootHeight), windows,
-                                             rootWidth, rootHeight);
-    return visibleFrameOfMonitor(monitor, struts, edges);
+    std::vector<std::uint32_t> v(12, 0);
+    v[side] = width;
+    v[4 + side * 2] = from;
+    v[5 + side * 2] = to;
+    return reservationsFromStrut(v, root.width, root.height);
 }
 
 } // namespace
 
-// One monitor: docks' struts come off their edges; the manager's work area adds what no strut
-// explains when a window really sits there (icewm's own task bar), and nothing is taken twice.
-TEST(X11VisibleFrame, OneMonitorStrutsAndWorkArea)
+// The work area is the manager's word; struts only say which monitor an edge they explain belongs to.
+TEST(X11VisibleFrame, WorkAreaCutsEveryMonitorItLiesInStrutsRefinePerMonitor)
 {
-    const Rect monitor{0, 0, 1280, 800};
-    EXPECT_EQ(visible(monitor, {}, std::nullopt, {}, 1280, 800), monitor);
-
-    // A task bar of 26 pixels that only the work area shows.
-    const Rect taskbar{0, 774, 1280, 26};
-    const Rect taskbarArea{0, 0, 1280, 774};
-    EXPECT_EQ(unexplainedWorkAreaEdges({}, taskbarArea, 1280, 800), (WorkAreaEdges{{}, {}, {}, 774}));
-    EXPECT_EQ(visible(monitor, {}, taskbarArea, {taskbar}, 1280, 800), taskbarArea);
-    // A stale work area (the dock it made room for has gone) or a window that merely overlaps
-    // the strip (a one-pixel edge window) reserves nothing.
-    EXPECT_EQ(visible(monitor, {}, taskbarArea, {}, 1280, 800), monitor);
-    EXPECT_EQ(visible(monitor, {}, taskbarArea, {{0, 799, 1280, 1}, {100, 700, 300, 100}}, 1280, 800), monitor);
-
-    // With another dock at the top the task bar still counts: the work area's bottom is unexplained.
-    const auto topDock = reservationsFromStrut({0, 0, 20, 0}, 1280, 800);
-    const Rect both{0, 20, 1280, 754};
-    EXPECT_EQ(visible(monitor, topDock, both, {taskbar}, 1280, 800), both);
-    // A manager that does not fold the dock into its work area loses nothing either.
-    EXPECT_EQ(visible(monitor, topDock, taskbarArea, {taskbar}, 1280, 800), both);
-
-    // A bottom dock taller than the task bar explains the work area's bottom.
-    const auto bottomDock = reservationsFromStrut({0, 0, 0, 30}, 1280, 800);
-    EXPECT_FALSE(unexplainedWorkAreaEdges(bottomDock, Rect{0, 0, 1280, 770}, 1280, 800).any());
-    EXPECT_EQ(visible(monitor, bottomDock, Rect{0, 0, 1280, 770}, {}, 1280, 800), (Rect{0, 0, 1280, 770}));
-
-    // Reservations that leave nothing are not believed.
-    const auto everything = reservationsFromStrut({0, 0, 800, 0}, 1280, 800);
-    EXPECT_EQ(visible(monitor, everything, std::nullopt, {}, 1280, 800), monitor);
-
-    // Panels along the other three edges, each occupying its strip.
-    const Rect framed{30, 10, 1210, 760};
-    EXPECT_EQ(visible(monitor, {}, framed, {{0, 0, 30, 800}, {1240, 0, 40, 800}, {0, 0, 1280, 10}, {0, 770, 1280, 30}},
-                      1280, 800),
-              framed);
-}
-
-// Two monitors side by side: a panel reduces only the monitor it touches, whether it sits at an
-// outer edge, between the two, or along the bottom of the shorter one.
-TEST(X11VisibleFrame, TwoMonitorsPanelsTouchOnlyTheirMonitor)
-{
-    const Rect left{0, 0, 960, 1080}, right{960, 0, 960, 1080};
-    const auto topLeftOnly = reservationsFromStrut(partial({0, 0, 30, 0, 0, 0, 0, 0, 0, 959}), 1920, 1080);
-    EXPECT_EQ(visible(left, topLeftOnly, std::nullopt, {}, 1920, 1080), (Rect{0, 30, 960, 1050}));
-    EXPECT_EQ(visible(right, topLeftOnly, std::nullopt, {}, 1920, 1080), right);
-
-    // A 40-pixel panel at the left edge of the right monitor: its strut reaches over the whole
-    // left monitor, which keeps all of its space.
-    const auto between = reservationsFromStrut(partial({1000, 0, 0, 0, 0, 1079}), 1920, 1080);
-    EXPECT_EQ(visible(left, between, std::nullopt, {}, 1920, 1080), left);
-    EXPECT_EQ(visible(right, between, std::nullopt, {}, 1920, 1080), (Rect{1000, 0, 920, 1080}));
-    // A manager whose single work area folds that strut in does not take it from the left monitor.
-    EXPECT_EQ(visible(left, between, Rect{1000, 0, 920, 1080}, {}, 1920, 1080), left);
-
-    // Monitors of different heights: a bottom panel on the shorter left one (root 1920 x 1200).
-    const Rect shortLeft{0, 0, 960, 1080}, tallRight{960, 0, 960, 1200};
-    const auto shortBottom = reservationsFromStrut(partial({0, 0, 0, 150, 0, 0, 0, 0, 0, 0, 0, 959}), 1920, 1200);
-    EXPECT_EQ(visible(shortLeft, shortBottom, std::nullopt, {}, 1920, 1200), (Rect{0, 0, 960, 1050}));
-    EXPECT_EQ(visible(tallRight, shortBottom, std::nullopt, {}, 1920, 1200), tallRight);
-
-    // A task bar along the bottom of the taller monitor cuts only the monitor reaching past it.
-    const Rect area{0, 0, 1920, 1175};
-    const Rect taskbar{960, 1175, 960, 25};
-    EXPECT_EQ(visible(shortLeft, {}, area, {taskbar}, 1920, 1200), shortLeft);
-    EXPECT_EQ(visible(tallRight, {}, area, {taskbar}, 1920, 1200), (Rect{960, 0, 960, 1175}));
+    const Size one{1440, 900}, two{1920, 1200}, three{3000, 1200};
+    const Rect m{0, 0, 1440, 900}, shortLeft{0, 0, 960, 1080}, tallRight{960, 0, 960, 1200};
+    const Rect a{0, 0, 1000, 1080}, b{1000, 0, 1000, 1200}, c{2000, 0, 1000, 900};
+    auto both = [](std::vector<Reservation> x, const std::vector<Reservation>& y) {
+        x.insert(x.end(), y.begin(), y.end());
+        return x;
+    };
+    struct Row {
+        const char* name;
+        Size root;
+        std::vector<Reservation> struts;
+        std::optional<Rect> workArea;
+        std::vector<std::pair<Rect, Rect>> monitors; // each monitor and its visible frame
+    };
+    const std::vector<Row> rows{
+        {"margins alone (bottom 40)", one, {}, Rect{0, 0, 1440, 860}, {{m, {0, 0, 1440, 860}}}},
+        {"top margin, bottom dock",
+         one,
+         strut(bottom, 25, 0, 1439, one),
+         Rect{0, 30, 1440, 845},
+         {{m, {0, 30, 1440, 845}}}},
+        {"a margin deeper than a strut",
+         one,
+         strut(bottom, 25, 0, 1439, one),
+         Rect{0, 0, 1440, 860},
+         {{m, {0, 0, 1440, 860}}}},
+        {"a strut not folded in", one, strut(top, 20, 0, 1439, one), Rect{0, 0, 1440, 874}, {{m, {0, 20, 1440, 854}}}},
+        {"a stale work area is believed", one, {}, Rect{0, 0, 1440, 874}, {{m, {0, 0, 1440, 874}}}},
+        {"no work area: struts alone", one, strut(left, 50, 0, 899, one), std::nullopt, {{m, {50, 0, 1390, 900}}}},
+        {"work area larger than the screen", one, {}, Rect{0, 0, 2000, 900}, {{m, m}}},
+        {"empty work area", one, {}, Rect{0, 0, 0, 860}, {{m, m}}},
+        {"struts leaving nothing", one, strut(top, 900, 0, 1439, one), Rect{0, 0, 1440, 900}, {{m, m}}},
+        {"dock on the short monitor",
+         two,
+         strut(bottom, 150, 0, 959, two),
+         Rect{0, 0, 1920, 1050},
+         {{shortLeft, {0, 0, 960, 1050}}, {tallRight, tallRight}}},
+        {"dock on the tall monitor",
+         two,
+         strut(bottom, 25, 960, 1919, two),
+         Rect{0, 0, 1920, 1175},
+         {{shortLeft, shortLeft}, {tallRight, {960, 0, 960, 1175}}}},
+        {"a task bar no strut explains",
+         two,
+         {},
+         Rect{0, 0, 1920, 1175},
+         {{shortLeft, shortLeft}, {tallRight, {960, 0, 960, 1175}}}},
+        {"a panel at the right monitor's inner edge",
+         two,
+         strut(left, 1000, 0, 1199, two),
+         Rect{1000, 0, 920, 1200},
+         {{shortLeft, shortLeft}, {tallRight, {1000, 0, 920, 1200}}}},
+        {"three heights, docks on two, a left margin",
+         three,
+         both(strut(top, 30, 1000, 1999, three), strut(bottom, 340, 2000, 2999, three)),
+         Rect{10, 30, 2990, 830},
+         {{a, {10, 0, 990, 1080}}, {b, {1000, 30, 1000, 1170}}, {c, {2000, 0, 1000, 860}}}},
+    };
+    int checked = 0;
+    for (const Row& row : rows) {
+        for (const auto& [monitor, expected] : row.monitors) {
+            EXPECT_EQ(visibleFrameOfMonitor(monitor, row.struts, row.workArea, row.root.width, row.root.height),
+                      expected)
+                << row.name << ", monitor " << describe(monitor).toStdString();
+            ++checked;
+        }
+    }
+    EXPECT_EQ(checked, 20);
 }

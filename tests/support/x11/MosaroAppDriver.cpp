@@ -1,6 +1,7 @@
 #include "support/x11/MosaroAppDriver.h"
+#include "support/KeyCodes.h"
 
-#include "Diagnostics/LogMessages.h"
+#include "Diagnostics/Log/LogMessages.h"
 #include "Grid/GridLayout.h"
 #include "Grid/ScreenGeometry.h"
 #include "Platform/X11/XcbXkb.h"
@@ -15,9 +16,7 @@ namespace mosaro::test {
 
 namespace M = LogMessages;
 
-namespace {
-constexpr std::uint16_t kReturn = 36;
-} // namespace
+namespace {} // namespace
 
 QString logPrefix(const char* format)
 {
@@ -311,7 +310,7 @@ bool MosaroAppDriver::keys(const std::vector<Key>& sequence)
 bool MosaroAppDriver::openOverlay()
 {
     const int mark = logMark();
-    if (!key(kReturn, ModifierFlag::command) || !waitForLog(mark, logPrefix(M::panelPresented)))
+    if (!key(keys::returnKey, ModifierFlag::command) || !waitForLog(mark, logPrefix(M::panelPresented)))
         return false;
     return linesSince(mark, logPrefix(M::panelPresented)).front().contains(QStringLiteral("isKey=true"));
 }

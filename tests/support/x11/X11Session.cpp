@@ -6,6 +6,7 @@
 #include <QRegularExpression>
 #include <QTextStream>
 
+#include <xcb/damage.h>
 #include <xcb/randr.h>
 
 #include <cerrno>
@@ -465,19 +466,25 @@ void X11Session::writeWindowManagerConfig(const QString& name)
     // Openbox: no key bindings at all, click-to-focus, new windows focused.
     QFile rc(m_tempDir.filePath(QStringLiteral("rc.xml")));
     if (rc.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        rc.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+        const QMargins& m = m_options.margins;
+        rc.write(QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
 <openbox_config xmlns="http://openbox.org/3.4/rc">
   <resistance><strength>0</strength><screen_edge_strength>0</screen_edge_strength></resistance>
   <focus><focusNew>yes</focusNew><followMouse>no</followMouse></focus>
   <placement><policy>Smart</policy></placement>
   <theme><name>Clearlooks</name><titleLayout>NLIMC</titleLayout></theme>
   <desktops><number>1</number></desktops>
-  <margins><top>0</top><bottom>0</bottom><left>0</left><right>0</right></margins>
+  <margins><top>%1</top><bottom>%2</bottom><left>%3</left><right>%4</right></margins>
   <keyboard></keyboard>
   <mouse></mouse>
   <applications></applications>
 </openbox_config>
-)");
+)")
+                     .arg(m.top())
+                     .arg(m.bottom())
+                     .arg(m.left())
+                     .arg(m.right())
+                     .toUtf8());
     }
     // IceWM: every global key of this version cleared, no Windows-key menus, no taskbar.
     QFile prefs(m_tempDir.filePath(QStringLiteral("icewm/preferences")));
@@ -894,6 +901,48 @@ bool X11Session::waitUntil(const std::function<bool()>& condition, int timeoutMs
             return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
+}
+
+bool X11Session::waitForDrawing(const std::function<void()>& action, int quietMs, int timeoutMs,
+                                const std::function<void()>& whileWaiting)
+{
+    X11Connection& x = connection();
+    xcb_connection_t* c = x.connection();
+    const xcb_query_extension_reply_t* extension = c ? xcb_get_extension_data(c, &xcb_damage_id) : nullptr;
+    if (!extension || !extension->present) {
+        action();
+        return false;
+    }
+    free(xcb_damage_query_version_reply(c, xcb_damage_query_version(c, 1, 1), nullptr));
+    const xcb_damage_damage_t damage = xcb_generate_id(c);
+    xcb_damage_create(c, damage, x.root(), XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+    x.flush();
+    const std::uint8_t notify = extension->first_event + XCB_DAMAGE_NOTIFY;
+    int reports = 0;
+    auto last = Clock::now();
+    const auto listener = x.addEventListener([&](xcb_generic_event_t* e) {
+        if ((e->response_type & 0x7f) != notify)
+            return false;
+        ++reports;
+        last = Clock::now();
+        return true;
+    });
+    action();
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (Clock::now() < deadline) {
+        x.flush();
+        x.processPendingEvents();
+        if (reports > 0 && Clock::now() - last >= std::chrono::milliseconds(quietMs))
+            break;
+        if (whileWaiting)
+            whileWaiting();
+        else
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    x.removeEventListener(listener);
+    xcb_damage_destroy(c, damage);
+    x.flush();
+    return reports > 0;
 }
 
 } // namespace mosaro::test

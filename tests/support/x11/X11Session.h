@@ -4,6 +4,7 @@
 #include "Platform/X11/X11Connection.h"
 
 #include <QImage>
+#include <QMargins>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -46,6 +47,7 @@ public:
         QString windowManager;
         bool taskbar = false; // icewm shows its task bar
         bool tiling = false;
+        QMargins margins{}; // openbox keeps these free along the screen's edges (its <margins>)
     };
 
     explicit X11Session(const Options& options);
@@ -123,6 +125,13 @@ public:
 
     // The whole screen as the server shows it; null when it could not be read.
     QImage screenshot();
+
+    // Runs the action and waits until the drawing it caused is done: the server reported damage
+    // somewhere on the screen (any window's drawing counts on the root), then none for quietMs.
+    // False when nothing was drawn within the time. whileWaiting runs between checks (a test
+    // whose own windows draw turns its event loop there).
+    bool waitForDrawing(const std::function<void()>& action, int quietMs = 150, int timeoutMs = 5000,
+                        const std::function<void()>& whileWaiting = {});
 
     // Polls the condition (processing events in between) until it holds or the time is up.
     bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 5000);

@@ -1,6 +1,6 @@
 #include "support/x11/XTestKeyboard.h"
 
-#include "Diagnostics/Log.h"
+#include "Diagnostics/Log/Log.h"
 #include "Platform/KeyCodeMap.h"
 #include "Platform/KeyEvent.h"
 

@@ -6,6 +6,7 @@
 //   --wm-name-bytes HEX          raw bytes for WM_NAME (STRING), no _NET_WM_NAME
 //   --geometry WxH+X+Y           requested size and position (user-specified)
 //   --fixed-size                 minimum size = maximum size
+//   --windows N                  N - 1 more plain windows like it (a busy desktop), announced once all are mapped
 //   --dock-strut SIDE:N          a dock reserving N pixels at top, bottom, left or right
 //   --fullscreen, --maximized    initial _NET_WM_STATE
 //   --gtk-frame-extents L,R,T,B  client-side shadow around the visible frame
@@ -63,7 +64,7 @@ int main(int argc, char** argv)
     std::string utf8Bytes, wmNameBytes, dockSide, gtkExtents;
     bool hasUtf8Bytes = false, hasWmNameBytes = false, fixedSize = false, fullscreen = false, maximized = false,
          noPid = false, hasGeometry = false;
-    int width = 400, height = 300, x = 0, y = 0, strut = 0;
+    int width = 400, height = 300, x = 0, y = 0, strut = 0, count = 1;
     std::uint32_t background = 0;
     bool hasBackground = false;
 
@@ -82,6 +83,8 @@ int main(int argc, char** argv)
             hasGeometry = true;
         } else if (arg == "--fixed-size")
             fixedSize = true;
+        else if (arg == "--windows")
+            count = std::atoi(next().c_str());
         else if (arg == "--dock-strut") {
             const std::string v = next();
             const auto colon = v.find(':');
@@ -199,12 +202,21 @@ int main(int argc, char** argv)
     }
 
     xcb_map_window(conn, win);
+    for (int i = 1; i < count; ++i) {
+        const xcb_window_t extra = xcb_generate_id(conn);
+        xcb_create_window(conn, XCB_COPY_FROM_PARENT, extra, screen->root, std::int16_t(x), std::int16_t(y),
+                          std::uint16_t(width), std::uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                          screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+        setProp(extra, "WM_CLASS", XCB_ATOM_STRING, 8, wmClass, sizeof wmClass);
+        xcb_map_window(conn, extra);
+    }
     xcb_flush(conn);
 
     bool announced = false;
+    int mapped = 0;
     while (xcb_generic_event_t* ev = xcb_wait_for_event(conn)) {
         const std::uint8_t type = ev->response_type & 0x7f;
-        if (type == XCB_MAP_NOTIFY && !announced) {
+        if (type == XCB_MAP_NOTIFY && ++mapped >= count && !announced) {
             std::printf("0x%x\n", win);
             std::fflush(stdout);
             announced = true;

@@ -1,0 +1,209 @@
+// The overlay on a headless sway 1.7, measured from outside the shipped program: sway's own IPC
+// events say when the trigger's binding fired and when the panel got the keyboard; the program's
+// log says when an arrow key arrived and when its frame went to the compositor; sway's tree says
+// when a committed window reached its frame. A bare move-and-resize over the same IPC is the
+// floor the commit is compared with, in the same run.
+#include "Platform/Wayland/Sway/SwayIpc.h"
+#include "Platform/Wayland/Sway/SwayProtocol.h"
+#include "support/wayland/MosaroProcess.h"
+#include "support/wayland/SwaySession.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QTime>
+#include <QTimer>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <vector>
+
+using namespace mosaro;
+using namespace mosaro::test;
+
+namespace {
+
+struct Figure {
+    std::vector<double> values;
+    double at(double q) const
+    {
+        if (values.empty())
+            return NAN;
+        std::vector<double> v = values;
+        std::sort(v.begin(), v.end());
+        return v[std::min(v.size() - 1, std::size_t(q * double(v.size() - 1) + 0.5))];
+    }
+    QString text() const
+    {
+        return QStringLiteral("%1 / %2 / %3").arg(at(0.5), 0, 'f', 1).arg(at(0.95), 0, 'f', 1).arg(at(1.0), 0, 'f', 1);
+    }
+};
+
+bool spin(const std::function<bool()>& condition, int ms = 3000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > ms)
+            return false;
+        QEventLoop loop;
+        QTimer::singleShot(1, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return true;
+}
+
+// Milliseconds since midnight, the log's clock (which has no finer unit).
+double now()
+{
+    return QTime::currentTime().msecsSinceStartOfDay();
+}
+
+// The time of the last log line holding the text, after `from` characters of the log.
+std::optional<double> loggedAt(const QString& log, const QString& text, qsizetype from)
+{
+    const qsizetype at = log.indexOf(text, from);
+    if (at < 0)
+        return std::nullopt;
+    const qsizetype line = log.lastIndexOf(QLatin1Char('\n'), at) + 1;
+    const QTime time = QTime::fromString(log.mid(line, 12), QStringLiteral("HH:mm:ss.zzz"));
+    return time.isValid() ? std::optional<double>(time.msecsSinceStartOfDay()) : std::nullopt;
+}
+
+// Types keys without waiting for the typing tool to end, so that the events it causes are read
+// (and timed) as they come.
+void type(SwaySession& session, const QString& keys)
+{
+    QStringList parts = keys.split(QLatin1Char('+'));
+    const QString key = parts.takeLast();
+    QStringList argv{QStringLiteral("wtype")};
+    for (const QString& modifier : parts)
+        argv << QStringLiteral("-M") << modifier;
+    argv << QStringLiteral("-k") << key;
+    for (auto it = parts.rbegin(); it != parts.rend(); ++it)
+        argv << QStringLiteral("-m") << *it;
+    session.spawn(argv);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    const bool smoke = app.arguments().contains(QStringLiteral("--smoke"));
+    const int runs = smoke ? 3 : 30;
+    const QString bar = QStringLiteral("bar {\n position bottom\n height 25\n}");
+    SwaySession session({1440, 900, bar});
+    if (!session.ok()) {
+        std::fprintf(stderr, "sway_bench: %s\n", qPrintable(session.error()));
+        return 1;
+    }
+    const auto target = session.startFoot(QStringLiteral("bench-target"));
+    MosaroProcess mosaro(session);
+    if (!target || !mosaro.start()) {
+        std::fprintf(stderr, "sway_bench: no target or no Mosaro:\n%s\n", qPrintable(mosaro.log().right(2000)));
+        return 1;
+    }
+
+    Sway::Ipc ipc(session.swaySocket());
+    std::optional<double> bindingAt, panelFocusAt;
+    ipc.subscribe({Sway::EventType::binding, Sway::EventType::window});
+    ipc.addEventHandler([&](std::uint32_t type, const QByteArray& payload) {
+        if (type == Sway::EventType::binding)
+            bindingAt = now();
+        const auto container = Sway::eventContainer(payload);
+        if (type == Sway::EventType::window && container && container->name == QLatin1String("Mosaro overlay") &&
+            Sway::eventChange(payload) == QLatin1String("focus"))
+            panelFocusAt = now();
+    });
+    const auto frameIs = [&](const Rect& frame) {
+        const auto tree = ipc.request(Sway::MessageType::getTree);
+        const auto window = tree ? Sway::windowById(*tree, target->id) : std::nullopt;
+        return window && window->frame() == frame;
+    };
+
+    // The worked example's bottom-left and bottom-right cells, in turn, so that every commit moves.
+    const Rect cells[] = {{0, 437, 480, 438}, {960, 437, 480, 438}};
+    Figure ready, arrow, commit, floor;
+    // What the two longer figures are made of, by the log's millisecond clock.
+    Figure resolved, presented, dismissed;
+    for (int i = 0; i < runs; ++i) {
+        bindingAt.reset();
+        panelFocusAt.reset();
+        qsizetype mark = mosaro.log().size();
+        type(session, QStringLiteral("logo+Return"));
+        if (spin([&] { return bindingAt && panelFocusAt; })) {
+            ready.values.push_back(*panelFocusAt - *bindingAt);
+            const QString log = mosaro.log();
+            const auto shown = loggedAt(log, QStringLiteral("overlay show:"), mark);
+            const auto done = loggedAt(log, QStringLiteral("panel presented:"), mark);
+            if (shown && done) {
+                resolved.values.push_back(*shown - std::floor(*bindingAt));
+                presented.values.push_back(*done - *shown);
+            }
+        }
+        const Rect& cell = cells[i % 2];
+        mark = mosaro.log().size();
+        type(session, i % 2 ? QStringLiteral("Right") : QStringLiteral("Left"));
+        spin([&] { return mosaro.log().indexOf(QStringLiteral("panel frame sent"), mark) >= 0; });
+        const QString afterArrow = mosaro.log();
+        if (const auto key = loggedAt(afterArrow, QStringLiteral("keyDown keyCode=12"), mark))
+            if (const auto sent = loggedAt(afterArrow, QStringLiteral("panel frame sent"), mark))
+                arrow.values.push_back(*sent - *key);
+        mark = mosaro.log().size();
+        type(session, QStringLiteral("Return"));
+        if (spin([&] { return frameIs(cell); })) {
+            const double landed = now();
+            const QString log = mosaro.log();
+            const auto key = loggedAt(log, QStringLiteral("keyDown keyCode=36"), mark);
+            const auto moving = loggedAt(log, QStringLiteral("commit move:"), mark);
+            if (key)
+                commit.values.push_back(landed - *key);
+            if (key && moving)
+                dismissed.values.push_back(*moving - *key);
+        }
+        // The floor: the same window, the other cell and back, by a bare request of ours.
+        const Rect& other = cells[(i + 1) % 2];
+        QElapsedTimer bare;
+        bare.start();
+        ipc.run(
+            QStringLiteral("[con_id=%1] floating enable, resize set width %2 px height %3 px, move absolute position "
+                           "%4 px %5 px")
+                .arg(target->id)
+                .arg(other.width)
+                .arg(other.height)
+                .arg(other.x)
+                .arg(other.y));
+        if (spin([&] { return frameIs(other); }))
+            floor.values.push_back(double(bare.nsecsElapsed()) / 1e6);
+        ipc.run(QStringLiteral("[con_id=%1] move absolute position %2 px %3 px, focus")
+                    .arg(target->id)
+                    .arg(cell.x)
+                    .arg(cell.y));
+        ipc.run(QStringLiteral("[con_id=%1] resize set width %2 px height %3 px, move absolute position %4 px %5 px")
+                    .arg(target->id)
+                    .arg(cell.width)
+                    .arg(cell.height)
+                    .arg(cell.x)
+                    .arg(cell.y));
+        spin([&] { return frameIs(cell); }, 500);
+        spin([] { return false; }, 150); // a person is never quicker; sway settles the client's size
+    }
+
+    std::printf("sway 1.7, 1440 x 900, median / p95 / max in ms over %d runs\n", runs);
+    std::printf("trigger → panel holds the keyboard  %s\n", qPrintable(ready.text()));
+    std::printf("arrow → frame sent                  %s\n", qPrintable(arrow.text()));
+    std::printf("Return → window at its frame        %s\n", qPrintable(commit.text()));
+    std::printf("floor: our bare move-and-resize     %s\n", qPrintable(floor.text()));
+    std::printf("  binding → window read and grid chosen %s\n", qPrintable(resolved.text()));
+    std::printf("  → panel shown and drawn               %s\n", qPrintable(presented.text()));
+    std::printf("  → sway maps and focuses it: the rest\n");
+    std::printf("  Return → panel closed, keyboard back   %s\n", qPrintable(dismissed.text()));
+    std::printf("goals: trigger → ready p95 ≤ 16.7 ms: %s; commit median ≤ 1.5 × floor median: %s\n",
+                ready.at(0.95) <= 16.7 ? "met" : "MISSED", commit.at(0.5) <= 1.5 * floor.at(0.5) ? "met" : "MISSED");
+    return ready.values.empty() || commit.values.empty() || floor.values.empty() ? 1 : 0;
+}

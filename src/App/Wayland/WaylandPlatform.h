@@ -1,0 +1,37 @@
+#pragma once
+
+#include "App/Desktop/DesktopPlatform.h"
+
+#include <QString>
+
+#include <memory>
+
+namespace mosaro {
+
+// The Wayland compositors Mosaro drives, each through its own channel. The backend is the first
+// whose channel answers: sway's IPC socket ($SWAYSOCK). GNOME Shell and KWin are found the same
+// way, by their names on the session bus.
+enum class WaylandBackend {
+    sway,
+    unknown,
+};
+struct WaylandChoice {
+    WaylandBackend backend = WaylandBackend::unknown;
+    QString channel; // where the channel is: the socket's path
+};
+WaylandChoice chooseWaylandBackend();
+
+// Before Qt starts (it aborts when it cannot connect): whether the Wayland display opens, and if
+// not the line that says why.
+bool probeWaylandDisplay(QString* error);
+
+// The Wayland desktop of the compositor that answers. Null, with the reason in `error` (also
+// logged), when none of the compositors Mosaro knows does. Needs the QApplication on Qt's
+// Wayland platform.
+std::unique_ptr<DesktopPlatform> makeWaylandPlatform(QString* error);
+
+// `mosaro --check` in a Wayland session: the session, the compositor and what its channel
+// offers, then what every desktop shares. 0 without errors, else 1.
+int runWaylandDesktopCheck(int argc, char** argv);
+
+} // namespace mosaro

@@ -1,0 +1,50 @@
+#include "Grid/Sizing/GridSizeChoice.h"
+
+#include <gtest/gtest.h>
+
+using namespace mosaro;
+
+namespace {
+Preferences withOverride(bool perDisplayMode, const QString& key, GridDimensions dims)
+{
+    Preferences prefs;
+    prefs.proSettings.perDisplayMode = perDisplayMode;
+    prefs.proSettings.perDisplayGrids.overrides[key] = dims;
+    return prefs;
+}
+} // namespace
+
+TEST(GridSizeChoice, PicksTheDisplaysOwnSizeOnlyInPerDisplayModeAndClamps)
+{
+    const Preferences on = withOverride(true, QStringLiteral("Alpha"), {4, 3});
+    EXPECT_EQ(chooseGridDimensions(on, QStringLiteral("Alpha")), (GridDimensions{4, 3}));
+    EXPECT_EQ(chooseGridDimensions(on, QStringLiteral("Beta")), (GridDimensions{3, 2}));
+    EXPECT_EQ(chooseGridDimensions(on, QStringLiteral("alpha")), (GridDimensions{3, 2}));
+    EXPECT_EQ(chooseGridDimensions(withOverride(false, QStringLiteral("Alpha"), {4, 3}), QStringLiteral("Alpha")),
+              (GridDimensions{3, 2}));
+    EXPECT_EQ(chooseGridDimensions(withOverride(true, QString(), {5, 5}), QString()), (GridDimensions{3, 2}));
+
+    EXPECT_EQ(chooseGridDimensions(withOverride(true, QStringLiteral("Alpha"), {40, 25}), QStringLiteral("Alpha")),
+              (GridDimensions{30, 20}));
+    Preferences tiny;
+    tiny.proSettings.globalGrid = {0, 50};
+    EXPECT_EQ(chooseGridDimensions(tiny, QStringLiteral("Alpha")), (GridDimensions{1, 20}));
+}
+
+TEST(GridSizeChoice, PersistedResizeGoesWhereTheDocumentInForceSays)
+{
+    Preferences on = withOverride(true, QStringLiteral("Alpha"), {4, 3});
+    on.lastSeenAppVersion = QStringLiteral("1.2");
+    Preferences expected = on;
+    expected.proSettings.perDisplayGrids.overrides[QStringLiteral("Beta")] = {5, 3};
+    EXPECT_EQ(withPersistedResize(on, QStringLiteral("Beta"), {5, 3}), expected); // global grid untouched
+    expected = on;
+    expected.proSettings.perDisplayGrids.overrides[QStringLiteral("Alpha")] = {2, 2};
+    EXPECT_EQ(withPersistedResize(on, QStringLiteral("Alpha"), {2, 2}), expected);
+    EXPECT_EQ(withPersistedResize(on, QString(), {5, 3}), on); // unnamed display: saved as loaded
+
+    const Preferences off = withOverride(false, QStringLiteral("Alpha"), {4, 3});
+    expected = off;
+    expected.proSettings.globalGrid = {2, 2};
+    EXPECT_EQ(withPersistedResize(off, QStringLiteral("Alpha"), {2, 2}), expected);
+}

@@ -1,0 +1,179 @@
+#pragma once
+
+#include "Diagnostics/Log/Log.h"
+#include "Permission/OnboardingPresenter.h"
+#include "Permission/PermissionGate.h"
+#include "Permission/UI/OnboardingWidget.h"
+#include "Platform/KeyCodeMap.h"
+#include "Platform/KeyEvent.h"
+#include "Settings/UI/SettingsWindow.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/FakeScreens.h"
+#include "support/FakeSettingsPlatform.h"
+#include "support/ShortcutPackageFixture.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QUrl>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace mosaro::test {
+
+// One application object for the whole test program (the offscreen platform).
+inline void ensureApplication()
+{
+    static int argc = 1;
+    static char name[] = "mosaro-settings-window-tests";
+    static char* argv[] = {name, nullptr};
+    if (QApplication::instance())
+        return;
+    // Widget tests never need a display, whatever the environment says.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    new QApplication(argc, argv); // lives until the process ends
+}
+
+// A key as the X11 platform delivers it: the X keycode as native scan code and the X modifier
+// state from before the key.
+inline void sendKey(QEvent::Type type, std::uint16_t macKeyCode, std::uint64_t heldFlags, bool autoRepeat = false)
+{
+    const auto evdev = evdevForMacKeyCode(macKeyCode);
+    ASSERT_TRUE(evdev.has_value()) << macKeyCode;
+    QKeyEvent event(type, Qt::Key_unknown, Qt::NoModifier, *evdev + x11KeycodeOffset, 0,
+                    x11ModifiersFromFlags(heldFlags), QString(), autoRepeat);
+    QWidget* target = QApplication::focusWidget() ? QApplication::focusWidget() : QApplication::activeWindow();
+    if (!target && !QApplication::topLevelWidgets().isEmpty())
+        target = QApplication::topLevelWidgets().front();
+    QApplication::sendEvent(target, &event);
+}
+
+// The modifier keys of the flags, in the order a person presses them.
+inline std::vector<std::pair<std::uint16_t, std::uint64_t>> modifierKeys(std::uint64_t flags)
+{
+    std::vector<std::pair<std::uint16_t, std::uint64_t>> keys;
+    for (const auto& [code, flag] : {std::pair<std::uint16_t, std::uint64_t>{59, ModifierFlag::control},
+                                     {58, ModifierFlag::option},
+                                     {56, ModifierFlag::shift},
+                                     {55, ModifierFlag::command}})
+        if (flags & flag)
+            keys.emplace_back(code, flag);
+    return keys;
+}
+
+// Holds the modifiers, taps the key, lets go of everything.
+inline void typeCombination(std::uint16_t macKeyCode, std::uint64_t flags = 0)
+{
+    std::uint64_t held = 0;
+    const auto modifiers = modifierKeys(flags);
+    for (const auto& [code, flag] : modifiers) {
+        sendKey(QEvent::KeyPress, code, held);
+        held |= flag;
+    }
+    sendKey(QEvent::KeyPress, macKeyCode, held);
+    sendKey(QEvent::KeyRelease, macKeyCode, held);
+    for (auto it = modifiers.rbegin(); it != modifiers.rend(); ++it) {
+        sendKey(QEvent::KeyRelease, it->first, held);
+        held &= ~it->second;
+    }
+}
+
+// Answers the next modal alert with the button of that text, and remembers what it said.
+struct AlertAnswer {
+    QString text;
+    QString informativeText;
+    QStringList buttons;
+    QString defaultButton;
+    bool shown = false;
+};
+inline std::shared_ptr<AlertAnswer> answerNextAlert(const QString& button)
+{
+    auto answer = std::make_shared<AlertAnswer>();
+    QTimer::singleShot(0, [answer, button] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        answer->shown = true;
+        answer->text = box->text();
+        answer->informativeText = box->informativeText();
+        for (QAbstractButton* b : box->buttons())
+            answer->buttons.push_back(b->text());
+        if (box->defaultButton())
+            answer->defaultButton = box->defaultButton()->text();
+        for (QAbstractButton* b : box->buttons())
+            if (b->text() == button)
+                b->click();
+    });
+    return answer;
+}
+
+// Remembers the links the desktop was asked to open.
+class UrlCatcher : public QObject {
+    Q_OBJECT
+public:
+    UrlCatcher();
+    ~UrlCatcher() override;
+    QStringList opened;
+public Q_SLOTS:
+    void open(const QUrl& url) { opened.push_back(url.toString()); }
+};
+
+// The shortcut package, the permission, the displays, the updater and a preferences file, all
+// stand-ins, around a real settings window.
+class SettingsWindowTest : public ShortcutPackageTest {
+protected:
+    void SetUp() override
+    {
+        ensureApplication();
+        ShortcutPackageTest::SetUp();
+        Log::Store::shared().clear();
+        PermissionGate::resetRecordedStateForTesting();
+        OnboardingPresenter::shared().resetForTesting();
+        ASSERT_TRUE(dir.isValid());
+        KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));
+        KeyboardShortcuts::onKeyDown(nameFor(HotkeyAction::trigger), [this] { ++triggers; });
+        OnboardingPresenter::shared().configure(&gate, &welcomeWindows, nullptr);
+    }
+    void TearDown() override
+    {
+        window.reset();
+        OnboardingPresenter::shared().resetForTesting();
+        for (QWidget* w : QApplication::topLevelWidgets())
+            delete w;
+        ShortcutPackageTest::TearDown();
+    }
+
+    SettingsEnvironment environment()
+    {
+        return {center, screens, loginItems, updater, gate, scheduler, OnboardingPresenter::shared(), bundle, path};
+    }
+    SettingsWindow& open()
+    {
+        window = std::make_unique<SettingsWindow>(environment());
+        window->show();
+        QApplication::processEvents();
+        return *window;
+    }
+
+    QTemporaryDir dir;
+    QString path = dir.filePath(QStringLiteral("Mosaro/preferences.json"));
+    FakeScreens screens;
+    FakeLoginItems loginItems;
+    FakeUpdateService updates;
+    UpdaterController updater{updates};
+    FakeAccessibilityTrust trust;
+    FakeUrlOpener urls;
+    PermissionGate gate{trust, defaults, urls};
+    FakeScheduler scheduler;
+    QtOnboardingWindowFactory welcomeWindows{center};
+    BundleFacts bundle{QStringLiteral("0.1.0"), QStringLiteral("12"), QStringLiteral("tech.brenmark.mosaro")};
+    std::unique_ptr<SettingsWindow> window;
+    int triggers = 0;
+};
+
+} // namespace mosaro::test

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "support/wayland/SwaySession.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <sys/types.h>
+
+#include <optional>
+
+namespace mosaro::test {
+
+// The real `mosaro` program on a compositor's session, reached only through the session's sockets
+// and bus, with folders of its own; its log is its standard error.
+class MosaroProcess {
+public:
+    explicit MosaroProcess(SwaySession& session);
+    ~MosaroProcess();
+    MosaroProcess(const MosaroProcess&) = delete;
+    MosaroProcess& operator=(const MosaroProcess&) = delete;
+
+    // Starts it and waits until its trigger is live (or refused); false with the log otherwise.
+    bool start();
+    // Runs the program once more with these arguments on the same session: its exit status, or
+    // -1, and what it printed.
+    int run(const QStringList& arguments, QString* output = nullptr, int timeoutMs = 10000);
+    // Its exit status once it ended by itself, or nothing.
+    std::optional<int> waitForExit(int timeoutMs = 10000);
+    void stop();
+    pid_t pid() const { return m_pid; }
+
+    QString log() const;
+    int count(const QString& needle) const { return int(log().count(needle)); }
+    bool waitForLog(const QString& needle, int times = 1, int timeoutMs = 5000) const;
+    // Until its stored defaults (the shortcuts) hold the text.
+    bool waitForDefaults(const QString& needle, int timeoutMs = 5000) const;
+
+private:
+    QStringList environment() const;
+
+    SwaySession& m_session;
+    QString m_folder;
+    pid_t m_pid = -1;
+};
+
+} // namespace mosaro::test

@@ -1,0 +1,450 @@
+#include "support/wayland/SwaySession.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QThread>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace mosaro::test {
+
+namespace {
+
+constexpr uid_t unprivileged = 65534; // nobody
+
+bool ownFile(const QString& path, bool asNobody, mode_t mode)
+{
+    const QByteArray p = QFile::encodeName(path);
+    return ::chmod(p.constData(), mode) == 0 && (!asNobody || ::chown(p.constData(), unprivileged, unprivileged) == 0);
+}
+
+std::optional<pid_t> parentOf(pid_t pid, char* state = nullptr)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const QByteArray line = stat.readAll();
+    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 2)
+        return std::nullopt;
+    if (state)
+        *state = fields[0].isEmpty() ? '?' : fields[0][0];
+    return pid_t(fields[1].toInt());
+}
+
+uid_t ownerOf(pid_t pid)
+{
+    struct stat st {};
+    return ::stat(QFile::encodeName(QStringLiteral("/proc/%1").arg(pid)).constData(), &st) == 0 ? st.st_uid : uid_t(-1);
+}
+
+std::vector<pid_t> allPids()
+{
+    std::vector<pid_t> pids;
+    for (const QString& name : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        bool ok = false;
+        const int pid = name.toInt(&ok);
+        if (ok)
+            pids.push_back(pid);
+    }
+    return pids;
+}
+
+QJsonObject findNode(const QJsonObject& node, std::int64_t id)
+{
+    if (node.value(QLatin1String("id")).toInteger() == id)
+        return node;
+    for (const char* children : {"nodes", "floating_nodes"}) {
+        for (const auto& child : node.value(QLatin1String(children)).toArray()) {
+            QJsonObject found = findNode(child.toObject(), id);
+            if (!found.isEmpty())
+                return found;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QStringLiteral("/mosaro-sway-XXXXXX"))
+{
+    // Orphans of what sway starts (its bar, the commands of its bindings) come back to us, so
+    // that they can be found, stopped and reaped.
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    // MOSARO_KEEP_SWAY_SESSION=1 keeps the configuration, the logs and the screenshots.
+    m_base.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_KEEP_SWAY_SESSION"));
+    m_asNobody = ::geteuid() == 0;
+    m_root = options.root;
+    m_runtime = m_base.path() + QStringLiteral("/run");
+    m_home = m_base.path() + QStringLiteral("/home");
+    m_logs = m_base.path() + QStringLiteral("/logs");
+    QDir().mkpath(m_runtime);
+    QDir().mkpath(m_home);
+    QDir().mkpath(m_logs);
+    if (!m_base.isValid() || !ownFile(m_base.path(), false, 0711) || !ownFile(m_runtime, m_asNobody, 0700) ||
+        !ownFile(m_home, m_asNobody, 0700)) {
+        m_error = QStringLiteral("cannot prepare the session's directories under %1").arg(m_base.path());
+        return;
+    }
+    QString config = QStringLiteral("xwayland disable\nswaynag_command -\nswaybg_command -\n");
+    if (options.debianDefaults)
+        config += QStringLiteral("include %1\n").arg(defaultConfig());
+    config +=
+        QStringLiteral("output HEADLESS-1 resolution %1x%2 position 0 0\n").arg(options.width).arg(options.height);
+    config += options.config + QLatin1Char('\n');
+    QFile file(configPath());
+    if (!file.open(QIODevice::WriteOnly) || file.write(config.toUtf8()) < 0 || !file.flush() ||
+        !ownFile(configPath(), false, 0644)) {
+        m_error = QStringLiteral("cannot write %1").arg(configPath());
+        return;
+    }
+    file.close();
+    const QString bus = m_runtime + QStringLiteral("/bus");
+    // The root's run starts its own bus beside sway; both admit the tests' root user too.
+    if (!m_root)
+        m_bus = spawn({QStringLiteral("dbus-daemon"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                       QStringLiteral("--config-file=") + QStringLiteral(MOSARO_SESSION_BUS_CONFIG),
+                       QStringLiteral("--address=") + busAddress()});
+    m_sway = spawn({QStringLiteral("sway"), QStringLiteral("-c"), configPath()});
+    if (!waitUntil([&] { return QFile::exists(bus); }, 20000)) {
+        m_error = QStringLiteral("the session bus did not start");
+        return;
+    }
+    if (!waitUntil([&] { return !ask(QStringLiteral("get_version")).isEmpty(); }, 20000)) {
+        QFile log(m_logs + QStringLiteral("/sway.log"));
+        log.open(QIODevice::ReadOnly);
+        m_error = QStringLiteral("sway did not answer on %1: %2")
+                      .arg(swaySocket(), QString::fromUtf8(log.readAll().right(2000)));
+        return;
+    }
+    // One keyboard stays on the seat for the whole session: a wtype that brings its own keyboard
+    // and takes it away again leaves clients seeing only the release of its first key.
+    m_keyboard = spawn({QStringLiteral("wtype"), QStringLiteral("-s"), QStringLiteral("86400000")});
+}
+
+SwaySession::~SwaySession()
+{
+    if (m_sway > 0)
+        ::kill(compositorPid(), SIGCONT);
+    // What sway started carries its environment, the runtime directory included.
+    std::vector<pid_t> pids = processes();
+    pids.insert(pids.end(), m_children.begin(), m_children.end());
+    for (pid_t pid : pids)
+        ::kill(pid, SIGTERM);
+    waitUntil([&] { return processes().empty(); }, 3000);
+    for (pid_t pid : processes())
+        ::kill(pid, SIGKILL);
+    waitUntil([&] { return processes().empty(); }, 2000);
+    // Reap our children and the orphans that came back to us; under root only the session's
+    // user's, so that no other part of the test loses its own.
+    for (pid_t pid : allPids()) {
+        char state = 0;
+        const bool mine =
+            std::find(pids.begin(), pids.end(), pid) != pids.end() || (m_asNobody && ownerOf(pid) == unprivileged);
+        if (mine && parentOf(pid, &state) == ::getpid())
+            ::waitpid(pid, nullptr, state == 'Z' ? 0 : WNOHANG);
+    }
+}
+
+QString SwaySession::defaultConfig()
+{
+    if (!m_root)
+        return QStringLiteral("/etc/sway/config");
+    // The root's own default, copied where Mosaro on this system reads the same file as sway.
+    QProcess script;
+    script.start(QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT), {QStringLiteral("path")});
+    script.waitForFinished(10000);
+    const QString root = QString::fromLocal8Bit(script.readAllStandardOutput()).trimmed();
+    const QString copy = m_runtime + QStringLiteral("/debian-default.config");
+    QFile::copy(root + QStringLiteral("/etc/sway/config"), copy);
+    ownFile(copy, false, 0644);
+    return copy;
+}
+
+pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
+{
+    QStringList environment = {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"), QStringLiteral("HOME=") + m_home,
+                               QStringLiteral("LANG=C.UTF-8"),
+                               // The user may have nologin as shell: terminals opened by a binding stay open.
+                               QStringLiteral("SHELL=/bin/sh"), QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
+                               QStringLiteral("SWAYSOCK=") + swaySocket(),
+                               QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress(),
+                               QStringLiteral("WLR_BACKENDS=headless"), QStringLiteral("WLR_LIBINPUT_NO_DEVICES=1"),
+                               QStringLiteral("WLR_RENDERER=pixman")};
+    // sway makes its own socket; its clients are told where it is.
+    if (argv.value(0) != QLatin1String("sway"))
+        environment << QStringLiteral("WAYLAND_DISPLAY=") + waylandDisplay();
+    environment << extra;
+    // The one place that knows where the compositor's programs live: this system, run as the
+    // unprivileged user when we are root, or the Debian 13 root for sway and its terminal (the
+    // tools that stand for a person's hands and eyes, wtype and grim, stay on this system).
+    QStringList command;
+    const QString program = argv.value(0);
+    if (m_root && (program == QLatin1String("sway") || program == QLatin1String("foot"))) {
+        command << QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT) << QStringLiteral("run") << QStringLiteral("--runtime")
+                << m_runtime;
+        if (program == QLatin1String("sway"))
+            command << QStringLiteral("--session-bus");
+        else
+            command << QStringLiteral("--join") << QString::number(m_sway);
+        for (const QString& variable : environment)
+            if (!variable.startsWith(QLatin1String("PATH=")) && !variable.startsWith(QLatin1String("HOME=")) &&
+                !variable.startsWith(QLatin1String("XDG_RUNTIME_DIR=")))
+                command << QStringLiteral("--env") << variable;
+        command << QStringLiteral("--");
+        // The script itself runs as root and needs the system's administration tools.
+        environment[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin");
+    } else if (m_asNobody) {
+        command << QStringLiteral("/usr/bin/setpriv") << QStringLiteral("--reuid=65534")
+                << QStringLiteral("--regid=65534") << QStringLiteral("--clear-groups") << QStringLiteral("--");
+    }
+    command << argv;
+    std::vector<QByteArray> storage;
+    for (const QString& s : command)
+        storage.push_back(s.toLocal8Bit());
+    for (const QString& s : environment)
+        storage.push_back(s.toLocal8Bit());
+    std::vector<char*> args;
+    std::vector<char*> env;
+    for (qsizetype i = 0; i < qsizetype(storage.size()); ++i)
+        (i < command.size() ? args : env).push_back(storage[std::size_t(i)].data());
+    args.push_back(nullptr);
+    env.push_back(nullptr);
+    const QByteArray log =
+        QFile::encodeName(m_logs + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + QStringLiteral(".log"));
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const int fd = ::open(log.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+        const int null = ::open("/dev/null", O_RDONLY);
+        if (fd >= 0) {
+            ::dup2(fd, 1);
+            ::dup2(fd, 2);
+        }
+        if (null >= 0)
+            ::dup2(null, 0);
+        ::execvpe(args[0], args.data(), env.data());
+        ::_exit(127);
+    }
+    if (pid > 0)
+        m_children.push_back(pid);
+    return pid;
+}
+
+void SwaySession::stop(pid_t pid)
+{
+    if (pid <= 0)
+        return;
+    ::kill(pid, SIGTERM);
+    if (!waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+    }
+    std::erase(m_children, pid);
+}
+
+bool SwaySession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QThread::msleep(20);
+    }
+    return true;
+}
+
+std::vector<pid_t> SwaySession::processes() const
+{
+    const QByteArray marker = "XDG_RUNTIME_DIR=" + QFile::encodeName(m_runtime);
+    std::vector<pid_t> found;
+    for (pid_t pid : allPids()) {
+        QFile environ(QStringLiteral("/proc/%1/environ").arg(pid));
+        if (pid != ::getpid() && environ.open(QIODevice::ReadOnly) && environ.readAll().split('\0').contains(marker))
+            found.push_back(pid);
+    }
+    return found;
+}
+
+std::optional<SwaySession::Window> SwaySession::waitForWindow(const QString& appId, int timeoutMs)
+{
+    return waitFor(QStringLiteral("app_id"), appId, timeoutMs);
+}
+
+std::optional<SwaySession::Window> SwaySession::waitForTitle(const QString& title, int timeoutMs)
+{
+    return waitFor(QStringLiteral("name"), title, timeoutMs);
+}
+
+std::optional<SwaySession::Window> SwaySession::waitFor(const QString& field, const QString& value, int timeoutMs)
+{
+    std::optional<Window> window;
+    std::function<void(const QJsonObject&)> search = [&](const QJsonObject& node) {
+        if (node.value(field).toString() == value)
+            window =
+                Window{node.value(QLatin1String("id")).toInteger(), pid_t(node.value(QLatin1String("pid")).toInt())};
+        for (const char* children : {"nodes", "floating_nodes"})
+            for (const auto& child : node.value(QLatin1String(children)).toArray())
+                search(child.toObject());
+    };
+    waitUntil(
+        [&] {
+            search(QJsonDocument::fromJson(ask(QStringLiteral("get_tree"))).object());
+            return window.has_value();
+        },
+        timeoutMs);
+    return window;
+}
+
+std::optional<SwaySession::Window> SwaySession::startFoot(const QString& appId, int timeoutMs)
+{
+    // foot 1.13 does not know resize-by-cells and says so, then starts all the same.
+    spawn({QStringLiteral("foot"), QStringLiteral("-o"), QStringLiteral("resize-by-cells=no"), QStringLiteral("-a"),
+           appId, QStringLiteral("sleep"), QStringLiteral("86400")});
+    return waitForWindow(appId, timeoutMs);
+}
+
+std::optional<SwaySession::Window> SwaySession::startQtWindow(const QString& appId, int timeoutMs)
+{
+    // A copy beside the session: the build folder may be closed to the unprivileged user.
+    const QString client =
+        m_base.path() + QLatin1Char('/') + QFileInfo(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH)).fileName();
+    if (!QFile::exists(client) &&
+        (!QFile::copy(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH), client) || !ownFile(client, false, 0755)))
+        return std::nullopt;
+    spawn({client, appId}, {QStringLiteral("QT_QPA_PLATFORM=wayland")});
+    return waitForWindow(appId, timeoutMs);
+}
+
+QString SwaySession::output(const QString& program) const
+{
+    QFile log(m_logs + QLatin1Char('/') + QFileInfo(program).fileName() + QStringLiteral(".log"));
+    return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()) : QString();
+}
+
+bool SwaySession::press(const QString& keys)
+{
+    QStringList parts = keys.split(QLatin1Char('+'));
+    const QString key = parts.takeLast();
+    QStringList argv{QStringLiteral("wtype")};
+    for (const QString& modifier : parts)
+        argv << QStringLiteral("-M") << modifier;
+    argv << QStringLiteral("-k") << key;
+    for (auto it = parts.rbegin(); it != parts.rend(); ++it)
+        argv << QStringLiteral("-m") << *it;
+    const pid_t pid = spawn(argv);
+    int status = 0;
+    const bool done = waitUntil([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, 5000);
+    std::erase(m_children, pid);
+    return done && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+QByteArray SwaySession::ask(const QString& type)
+{
+    QProcess swaymsg;
+    swaymsg.start(QStringLiteral("swaymsg"),
+                  {QStringLiteral("-s"), swaySocket(), QStringLiteral("-r"), QStringLiteral("-t"), type});
+    if (!swaymsg.waitForFinished(3000) || swaymsg.exitCode() != 0) {
+        swaymsg.kill();
+        swaymsg.waitForFinished(1000);
+        return {};
+    }
+    return swaymsg.readAllStandardOutput();
+}
+
+bool SwaySession::command(const QString& commands)
+{
+    QProcess swaymsg;
+    swaymsg.start(QStringLiteral("swaymsg"),
+                  {QStringLiteral("-s"), swaySocket(), QStringLiteral("-r"), QStringLiteral("--"), commands});
+    if (!swaymsg.waitForFinished(3000)) {
+        swaymsg.kill();
+        swaymsg.waitForFinished(1000);
+        return false;
+    }
+    const QJsonArray results = QJsonDocument::fromJson(swaymsg.readAllStandardOutput()).array();
+    return !results.isEmpty() && std::all_of(results.begin(), results.end(), [](const QJsonValue& r) {
+        return r.toObject().value(QLatin1String("success")).toBool();
+    });
+}
+
+QString SwaySession::waylandDisplay() const
+{
+    for (const QFileInfo& entry : QDir(m_runtime).entryInfoList({QStringLiteral("wayland-*")}, QDir::System))
+        if (!entry.fileName().endsWith(QLatin1String(".lock")))
+            return entry.filePath();
+    return m_runtime + QStringLiteral("/wayland-1");
+}
+
+QJsonObject SwaySession::container(std::int64_t id)
+{
+    return findNode(QJsonDocument::fromJson(ask(QStringLiteral("get_tree"))).object(), id);
+}
+
+std::optional<Rect> SwaySession::frameOf(std::int64_t id)
+{
+    const QJsonObject node = container(id);
+    if (node.isEmpty())
+        return std::nullopt;
+    const QJsonObject r = node.value(QLatin1String("rect")).toObject();
+    const double title = node.value(QLatin1String("deco_rect")).toObject().value(QLatin1String("height")).toDouble();
+    return Rect{r.value(QLatin1String("x")).toDouble(), r.value(QLatin1String("y")).toDouble() - title,
+                r.value(QLatin1String("width")).toDouble(), r.value(QLatin1String("height")).toDouble() + title};
+}
+
+QImage SwaySession::screenshot(const QString& name)
+{
+    const QString path = m_home + QLatin1Char('/') + name + QStringLiteral(".png");
+    const pid_t pid = spawn({QStringLiteral("grim"), path});
+    waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) == pid; }, 5000);
+    std::erase(m_children, pid);
+    return QImage(path);
+}
+
+bool SwaySession::addOutput()
+{
+    return command(QStringLiteral("create_output"));
+}
+
+pid_t SwaySession::compositorPid() const
+{
+    if (!m_root)
+        return m_sway;
+    // In the root, m_sway is the script that runs it: sway is the process of that name carrying
+    // the session's runtime folder.
+    for (pid_t pid : processes()) {
+        QFile comm(QStringLiteral("/proc/%1/comm").arg(pid));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == "sway")
+            return pid;
+    }
+    return -1;
+}
+
+void SwaySession::pauseCompositor()
+{
+    ::kill(compositorPid(), SIGSTOP);
+}
+
+void SwaySession::resumeCompositor()
+{
+    ::kill(compositorPid(), SIGCONT);
+}
+
+void SwaySession::stopCompositor()
+{
+    if (m_root)
+        ::kill(compositorPid(), SIGTERM);
+    stop(m_sway);
+    m_sway = -1;
+}
+
+} // namespace mosaro::test

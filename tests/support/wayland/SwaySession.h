@@ -1,0 +1,114 @@
+#pragma once
+
+#include "Platform/Geometry.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <QJsonObject>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <sys/types.h>
+
+#include <optional>
+#include <vector>
+
+namespace mosaro::test {
+
+// A private headless sway with its own runtime directory and session bus, its clients, keys typed
+// through a virtual keyboard, screenshots and extra outputs: for the Wayland integration tests.
+// When the test runs as root, sway and every client run as an unprivileged user (sway refuses
+// root). Everything is reached through sockets and bus addresses only, and the one function that
+// starts programs (`spawn`) is the only place that knows where they live, so that the compositor
+// can come from another system root. Everything started is stopped by pid on destruction,
+// including what sway itself started (the harness makes itself the reaper of orphans).
+class SwaySession {
+public:
+    struct Options {
+        int width = 1440;
+        int height = 900;
+        // Appended after the lines the harness needs (no Xwayland, no swaynag, no wallpaper).
+        QString config;
+        // Include Debian's /etc/sway/config (its bar, its bindings) before `config`.
+        bool debianDefaults = false;
+        // sway and its terminal from the Debian 13 root (tests/wayland/root/) instead of this system.
+        bool root = false;
+    };
+
+    explicit SwaySession(const Options& options);
+    SwaySession() : SwaySession(Options{}) {}
+    ~SwaySession();
+    SwaySession(const SwaySession&) = delete;
+    SwaySession& operator=(const SwaySession&) = delete;
+
+    bool ok() const { return m_error.isEmpty(); }
+    QString error() const { return m_error; }
+    QString swaySocket() const { return m_runtime + QStringLiteral("/sway.sock"); }
+    // The compositor's socket as it named it (sway 1.7 and 1.10 take the first free wayland-N).
+    QString waylandDisplay() const;
+    QString runtimeDirectory() const { return m_runtime; }
+    QString busAddress() const { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
+    QString configPath() const { return m_runtime + QStringLiteral("/sway.config"); }
+    pid_t compositorPid() const;
+
+    // Starts a program of the compositor's system as the session's user, with the session's
+    // environment plus `extra`; its output goes to a log file named after it. Returns its pid.
+    pid_t spawn(const QStringList& argv, const QStringList& extra = {});
+    void stop(pid_t pid);
+
+    // A client window, once sway manages it: its container id and pid.
+    struct Window {
+        std::int64_t id = 0;
+        pid_t pid = -1;
+    };
+    std::optional<Window> startFoot(const QString& appId, int timeoutMs = 10000);
+    // A Qt window on the Wayland platform (the test client program).
+    std::optional<Window> startQtWindow(const QString& appId, int timeoutMs = 10000);
+    std::optional<Window> waitForWindow(const QString& appId, int timeoutMs);
+    std::optional<Window> waitForTitle(const QString& title, int timeoutMs);
+    // What a program started by `spawn` has printed so far.
+    QString output(const QString& program) const;
+
+    // Keys through wtype, e.g. "logo+shift+Right" or "Escape"; waits until wtype is done.
+    bool press(const QString& keys);
+
+    // swaymsg as a probe: the raw reply of a message type, and run_command.
+    QByteArray ask(const QString& type);
+    bool command(const QString& commands);
+    // The container with that id in sway's tree (empty when gone), and its frame as a person
+    // sees it: rect grown upward by the title bar.
+    QJsonObject container(std::int64_t id);
+    std::optional<Rect> frameOf(std::int64_t id);
+
+    QImage screenshot(const QString& name);
+    bool addOutput(); // another headless output, to the right
+
+    // SIGSTOP / SIGCONT / SIGTERM to sway itself.
+    void pauseCompositor();
+    void resumeCompositor();
+    void stopCompositor();
+
+    // The processes that still carry this session's runtime directory in their environment.
+    std::vector<pid_t> processes() const;
+
+private:
+    bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
+    std::optional<Window> waitFor(const QString& field, const QString& value, int timeoutMs);
+    // Debian's default configuration of the compositor's system.
+    QString defaultConfig();
+    QString m_error;
+    QTemporaryDir m_base;
+    QString m_runtime;
+    QString m_home;
+    QString m_logs;
+    bool m_asNobody = false;
+    bool m_root = false;
+    pid_t m_bus = -1;
+    pid_t m_sway = -1;
+    pid_t m_keyboard = -1;
+    std::vector<pid_t> m_children;
+};
+
+} // namespace mosaro::test
