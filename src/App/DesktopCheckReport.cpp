@@ -153,6 +153,24 @@ void addPreferences(const DesktopFacts& f, std::vector<CheckFinding>& out)
             ok(QStringLiteral("preferences: kept aside earlier: %1").arg(f.keptAside.join(QStringLiteral(", ")))));
 }
 
+// GNOME Shell, through Mosaro's extension inside it.
+bool addGnomeShell(const DesktopFacts::Compositor& c, const QString& name, std::vector<CheckFinding>& out)
+{
+    if (!c.channelAnswers) {
+        out.push_back(error(QStringLiteral("compositor: %1; Mosaro's extension: %2. %3")
+                                .arg(name, *c.extension, c.extensionAdvice)));
+        return false;
+    }
+    out.push_back(ok(QStringLiteral("compositor: %1; Mosaro's extension: %2, answering on the session bus")
+                         .arg(name, *c.extension)));
+    out.push_back(ok(QStringLiteral("moves: through Mosaro's GNOME Shell extension; a maximized window is "
+                                    "un-maximized to take its cell")));
+    out.push_back(ok(QStringLiteral("keys: the extension sets GNOME's own shortcuts aside while the panel shows")));
+    out.push_back(ok(QStringLiteral("displays: %1, changes announced by the extension").arg(c.outputs)));
+    out.push_back(ok(QStringLiteral("beep: the desktop's bell sound, played by GNOME Shell")));
+    return true;
+}
+
 // Returns false when nothing more can be said: no display, or no channel to place windows through.
 bool addCompositor(const DesktopFacts::Compositor& c, std::vector<CheckFinding>& out)
 {
@@ -163,11 +181,13 @@ bool addCompositor(const DesktopFacts::Compositor& c, std::vector<CheckFinding>&
     out.push_back(ok(QStringLiteral("display %1 (Wayland session)").arg(c.waylandDisplay)));
     if (c.name.isEmpty()) {
         out.push_back(error(QStringLiteral("compositor: not one Mosaro can drive; it places windows through a "
-                                           "compositor's own channel and knows sway's IPC ($SWAYSOCK), and "
-                                           "XWayland cannot place native Wayland windows")));
+                                           "compositor's own channel and knows sway's IPC ($SWAYSOCK) and GNOME "
+                                           "Shell (through its extension), and XWayland cannot place native Wayland windows")));
         return false;
     }
     const QString name = c.version.isEmpty() ? c.name : c.name + QLatin1Char(' ') + c.version;
+    if (c.extension)
+        return addGnomeShell(c, name, out);
     if (!c.channelAnswers) {
         out.push_back(error(
             QStringLiteral("compositor: %1 does not answer on %2 (%3)").arg(c.name, c.channel, c.channelProblem)));

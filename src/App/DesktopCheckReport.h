@@ -70,6 +70,10 @@ struct DesktopFacts {
         bool outputEvents = false;     // it says when outputs change
         int outputs = 0;
         QString beepPlayer; // the program that plays the beep; empty when none
+        // GNOME Shell: the state of Mosaro's extension there ("enabled", "not installed", …), and
+        // what to do about it.
+        std::optional<QString> extension;
+        QString extensionAdvice;
     };
     std::optional<Compositor> wayland;
 

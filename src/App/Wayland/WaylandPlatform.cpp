@@ -1,8 +1,12 @@
 #include "App/Wayland/WaylandPlatform.h"
 
 #include "App/Desktop/DesktopCheckFacts.h"
+#include "App/Wayland/GnomePlatform.h"
 #include "App/Wayland/SwayPlatform.h"
 #include "Diagnostics/Log/Log.h"
+#include "Platform/BuildInfo.h"
+#include "Platform/HostTexts.h"
+#include "Platform/Wayland/Gnome/GnomeDesktop.h"
 #include "Platform/Wayland/Sway/SwayDesktop.h"
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
@@ -22,7 +26,8 @@ namespace {
 
 constexpr const char* unknownCompositorMessage =
     "no channel to this Wayland compositor: Mosaro places windows through the compositor's own channel and "
-    "knows sway's IPC ($SWAYSOCK); XWayland cannot place native Wayland windows";
+    "knows sway's IPC ($SWAYSOCK) and GNOME Shell (through its extension); XWayland cannot place native Wayland "
+    "windows";
 
 QString waylandDisplayName()
 {
@@ -89,6 +94,27 @@ void readSway(const QString& socket, DesktopFacts& facts)
     }
 }
 
+void readGnome(DesktopFacts& facts, int outputs)
+{
+    DesktopFacts::Compositor& c = *facts.wayland;
+    c.name = QStringLiteral("GNOME Shell");
+    c.channel = QStringLiteral("the session bus");
+    QString shellVersion;
+    const auto extension = readExtensionFacts(nullptr, QDBusConnection::sessionBus(),
+                                              BuildBundleInfo().shortVersion().value_or(QString()), &shellVersion);
+    const Gnome::ExtensionState state = Gnome::extensionState(extension);
+    c.version = shellVersion;
+    c.extension = Gnome::describe(state);
+    c.channelAnswers = state == Gnome::ExtensionState::enabled;
+    // The advice the help window gives, in GNOME's words, whatever session --check itself was started in.
+    setHostSession(HostSession::gnome);
+    c.extensionAdvice = hostText(Gnome::advice(state));
+    c.shortcutsInhibit = true;
+    c.outputEvents = true;
+    c.outputs = outputs;
+    c.beepPlayer = QStringLiteral("GNOME Shell");
+}
+
 } // namespace
 
 WaylandChoice chooseWaylandBackend()
@@ -99,6 +125,8 @@ WaylandChoice chooseWaylandBackend()
         if (probe.open(sway, Sway::IpcSocket::Clock::now() + Sway::Ipc::messagingTimeout))
             return {WaylandBackend::sway, sway};
     }
+    if (Gnome::shellRuns(QDBusConnection::sessionBus()))
+        return {WaylandBackend::gnome, QString()};
     return {};
 }
 
@@ -121,6 +149,8 @@ std::unique_ptr<DesktopPlatform> makeWaylandPlatform(QString* error)
     switch (choice.backend) {
     case WaylandBackend::sway:
         return makeSwayPlatform(choice.channel);
+    case WaylandBackend::gnome:
+        return makeGnomePlatform();
     case WaylandBackend::unknown:
         break;
     }
@@ -146,6 +176,8 @@ int runWaylandDesktopCheck(int argc, char** argv)
         const WaylandChoice choice = chooseWaylandBackend();
         if (choice.backend == WaylandBackend::sway)
             readSway(choice.channel, facts);
+        else if (choice.backend == WaylandBackend::gnome)
+            readGnome(facts, int(globals->count(QStringLiteral("wl_output"))));
     }
     readSessionFacts(facts, QDBusConnection::sessionBus());
     const auto findings = desktopFindings(facts);

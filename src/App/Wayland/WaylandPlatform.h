@@ -9,15 +9,16 @@
 namespace mosaro {
 
 // The Wayland compositors Mosaro drives, each through its own channel. The backend is the first
-// whose channel answers: sway's IPC socket ($SWAYSOCK). GNOME Shell and KWin are found the same
-// way, by their names on the session bus.
+// whose channel answers: sway's IPC socket ($SWAYSOCK), then GNOME Shell owning its name on the
+// session bus (Mosaro's extension inside it is the channel).
 enum class WaylandBackend {
     sway,
+    gnome,
     unknown,
 };
 struct WaylandChoice {
     WaylandBackend backend = WaylandBackend::unknown;
-    QString channel; // where the channel is: the socket's path
+    QString channel; // where the channel is: the socket's path; empty for the session bus
 };
 WaylandChoice chooseWaylandBackend();
 

@@ -20,8 +20,12 @@ QString pageTemplate()
 {
     initResources();
     // The page of the session: what window control needs differs between X11 and each compositor.
-    QFile page(hostSession() == HostSession::sway ? QStringLiteral(":/help/window-manager-help-sway.html")
-                                                  : QStringLiteral(":/help/window-manager-help.html"));
+    QString name = QStringLiteral(":/help/window-manager-help.html");
+    if (hostSession() == HostSession::sway)
+        name = QStringLiteral(":/help/window-manager-help-sway.html");
+    else if (hostSession() == HostSession::gnome)
+        name = QStringLiteral(":/help/window-manager-help-gnome.html");
+    QFile page(name);
     if (!page.open(QIODevice::ReadOnly))
         return QStringLiteral("<p>{{status}}</p>");
     return QString::fromUtf8(page.readAll());

@@ -265,6 +265,13 @@ PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
     return *m_window;
 }
 
+void WaylandPanelHost::keyboardLost()
+{
+    m_focused = false;
+    if (m_owner)
+        m_owner->lost();
+}
+
 ScreenRef WaylandPanelHost::screenOf(const Rect& frame) const
 {
     for (const ScreenRef& screen : m_screens.screens())

@@ -79,6 +79,9 @@ public:
     ~WaylandPanelHost() override;
 
     std::unique_ptr<PanelKeyboard> makeKeyboard() override;
+    // The compositor's channel says the panel lost the keyboard, where no focus event may come
+    // (GNOME Shell 43's overview takes the keyboard without telling the client).
+    void keyboardLost();
     PanelSurface& surfaceFor(const Rect& frame) override;
     ScreenRef screenOf(const Rect& frame) const override;
 
