@@ -30,10 +30,28 @@ bool until(const std::function<bool()>& condition, int timeoutMs)
 } // namespace
 
 MosaroProcess::MosaroProcess(SwaySession& session)
-    : m_session(session), m_folder(session.runtimeDirectory() + QStringLiteral("/../mosaro"))
+    : m_folder(QDir::cleanPath(session.runtimeDirectory() + QStringLiteral("/../mosaro"))),
+      m_configHome(m_folder + QStringLiteral("/config"))
 {
-    m_folder = QDir::cleanPath(m_folder);
-    QDir().mkpath(m_folder + QStringLiteral("/config"));
+    QDir().mkpath(m_configHome);
+    m_environment = {QStringLiteral("HOME=") + m_folder, QStringLiteral("XDG_CONFIG_HOME=") + m_configHome,
+                     QStringLiteral("XDG_DATA_HOME=") + m_folder + QStringLiteral("/data"),
+                     QStringLiteral("XDG_RUNTIME_DIR=") + session.runtimeDirectory(),
+                     QStringLiteral("WAYLAND_DISPLAY=") + session.waylandDisplay(),
+                     QStringLiteral("SWAYSOCK=") + session.swaySocket(),
+                     QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + session.busAddress()};
+}
+
+MosaroProcess::MosaroProcess(GnomeSession& session)
+    : m_folder(QDir::cleanPath(session.runtimeDirectory() + QStringLiteral("/../mosaro"))),
+      m_configHome(session.home() + QStringLiteral("/.config"))
+{
+    QDir().mkpath(m_folder);
+    m_environment = {QStringLiteral("HOME=") + session.home(), QStringLiteral("XDG_CONFIG_HOME=") + m_configHome,
+                     QStringLiteral("XDG_DATA_HOME=") + session.home() + QStringLiteral("/.local/share"),
+                     QStringLiteral("XDG_RUNTIME_DIR=") + session.runtimeDirectory(),
+                     QStringLiteral("WAYLAND_DISPLAY=") + session.waylandDisplay(),
+                     QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + session.busAddress()};
 }
 
 MosaroProcess::~MosaroProcess()
@@ -43,16 +61,9 @@ MosaroProcess::~MosaroProcess()
 
 QStringList MosaroProcess::environment() const
 {
-    return {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"),
-            QStringLiteral("HOME=") + m_folder,
-            QStringLiteral("XDG_CONFIG_HOME=") + m_folder + QStringLiteral("/config"),
-            QStringLiteral("XDG_DATA_HOME=") + m_folder + QStringLiteral("/data"),
-            QStringLiteral("XDG_RUNTIME_DIR=") + m_session.runtimeDirectory(),
-            QStringLiteral("XDG_SESSION_TYPE=wayland"),
-            QStringLiteral("WAYLAND_DISPLAY=") + m_session.waylandDisplay(),
-            QStringLiteral("SWAYSOCK=") + m_session.swaySocket(),
-            QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + m_session.busAddress(),
-            QStringLiteral("LANG=C.UTF-8")};
+    return QStringList{QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"), QStringLiteral("XDG_SESSION_TYPE=wayland"),
+                       QStringLiteral("LANG=C.UTF-8")} +
+           m_environment;
 }
 
 bool MosaroProcess::start()
@@ -136,7 +147,7 @@ bool MosaroProcess::waitForDefaults(const QString& needle, int timeoutMs) const
 {
     return until(
         [&] {
-            QFile file(m_folder + QStringLiteral("/config/Mosaro/defaults.json"));
+            QFile file(m_configHome + QStringLiteral("/Mosaro/defaults.json"));
             return file.open(QIODevice::ReadOnly) && QString::fromUtf8(file.readAll()).contains(needle);
         },
         timeoutMs);

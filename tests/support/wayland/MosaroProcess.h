@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/wayland/GnomeSession.h"
 #include "support/wayland/SwaySession.h"
 
 #include <QString>
@@ -12,10 +13,13 @@
 namespace mosaro::test {
 
 // The real `mosaro` program on a compositor's session, reached only through the session's sockets
-// and bus, with folders of its own; its log is its standard error.
+// and bus, with folders of its own (on GNOME the session's home, which it shares with the Shell
+// as a person's desktop does: the extension it installs and the settings it writes are the
+// Shell's); its log is its standard error.
 class MosaroProcess {
 public:
     explicit MosaroProcess(SwaySession& session);
+    explicit MosaroProcess(GnomeSession& session);
     ~MosaroProcess();
     MosaroProcess(const MosaroProcess&) = delete;
     MosaroProcess& operator=(const MosaroProcess&) = delete;
@@ -39,8 +43,9 @@ public:
 private:
     QStringList environment() const;
 
-    SwaySession& m_session;
     QString m_folder;
+    QString m_configHome;
+    QStringList m_environment;
     pid_t m_pid = -1;
 };
 

@@ -1,5 +1,7 @@
 #include "support/wayland/SwaySession.h"
 
+#include "support/wayland/SessionProcesses.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -18,46 +20,6 @@
 namespace mosaro::test {
 
 namespace {
-
-constexpr uid_t unprivileged = 65534; // nobody
-
-bool ownFile(const QString& path, bool asNobody, mode_t mode)
-{
-    const QByteArray p = QFile::encodeName(path);
-    return ::chmod(p.constData(), mode) == 0 && (!asNobody || ::chown(p.constData(), unprivileged, unprivileged) == 0);
-}
-
-std::optional<pid_t> parentOf(pid_t pid, char* state = nullptr)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    const QByteArray line = stat.readAll();
-    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-    if (fields.size() < 2)
-        return std::nullopt;
-    if (state)
-        *state = fields[0].isEmpty() ? '?' : fields[0][0];
-    return pid_t(fields[1].toInt());
-}
-
-uid_t ownerOf(pid_t pid)
-{
-    struct stat st {};
-    return ::stat(QFile::encodeName(QStringLiteral("/proc/%1").arg(pid)).constData(), &st) == 0 ? st.st_uid : uid_t(-1);
-}
-
-std::vector<pid_t> allPids()
-{
-    std::vector<pid_t> pids;
-    for (const QString& name : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        bool ok = false;
-        const int pid = name.toInt(&ok);
-        if (ok)
-            pids.push_back(pid);
-    }
-    return pids;
-}
 
 QJsonObject findNode(const QJsonObject& node, std::int64_t id)
 {
@@ -90,8 +52,8 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
     QDir().mkpath(m_runtime);
     QDir().mkpath(m_home);
     QDir().mkpath(m_logs);
-    if (!m_base.isValid() || !ownFile(m_base.path(), false, 0711) || !ownFile(m_runtime, m_asNobody, 0700) ||
-        !ownFile(m_home, m_asNobody, 0700)) {
+    if (!m_base.isValid() || !ownPath(m_base.path(), false, 0711) || !ownPath(m_runtime, m_asNobody, 0700) ||
+        !ownPath(m_home, m_asNobody, 0700)) {
         m_error = QStringLiteral("cannot prepare the session's directories under %1").arg(m_base.path());
         return;
     }
@@ -103,7 +65,7 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
     config += options.config + QLatin1Char('\n');
     QFile file(configPath());
     if (!file.open(QIODevice::WriteOnly) || file.write(config.toUtf8()) < 0 || !file.flush() ||
-        !ownFile(configPath(), false, 0644)) {
+        !ownPath(configPath(), false, 0644)) {
         m_error = QStringLiteral("cannot write %1").arg(configPath());
         return;
     }
@@ -135,24 +97,7 @@ SwaySession::~SwaySession()
 {
     if (m_sway > 0)
         ::kill(compositorPid(), SIGCONT);
-    // What sway started carries its environment, the runtime directory included.
-    std::vector<pid_t> pids = processes();
-    pids.insert(pids.end(), m_children.begin(), m_children.end());
-    for (pid_t pid : pids)
-        ::kill(pid, SIGTERM);
-    waitUntil([&] { return processes().empty(); }, 3000);
-    for (pid_t pid : processes())
-        ::kill(pid, SIGKILL);
-    waitUntil([&] { return processes().empty(); }, 2000);
-    // Reap our children and the orphans that came back to us; under root only the session's
-    // user's, so that no other part of the test loses its own.
-    for (pid_t pid : allPids()) {
-        char state = 0;
-        const bool mine =
-            std::find(pids.begin(), pids.end(), pid) != pids.end() || (m_asNobody && ownerOf(pid) == unprivileged);
-        if (mine && parentOf(pid, &state) == ::getpid())
-            ::waitpid(pid, nullptr, state == 'Z' ? 0 : WNOHANG);
-    }
+    endSession(m_runtime, m_children, m_asNobody);
 }
 
 QString SwaySession::defaultConfig()
@@ -166,7 +111,7 @@ QString SwaySession::defaultConfig()
     const QString root = QString::fromLocal8Bit(script.readAllStandardOutput()).trimmed();
     const QString copy = m_runtime + QStringLiteral("/debian-default.config");
     QFile::copy(root + QStringLiteral("/etc/sway/config"), copy);
-    ownFile(copy, false, 0644);
+    ownPath(copy, false, 0644);
     return copy;
 }
 
@@ -208,32 +153,8 @@ pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
                 << QStringLiteral("--regid=65534") << QStringLiteral("--clear-groups") << QStringLiteral("--");
     }
     command << argv;
-    std::vector<QByteArray> storage;
-    for (const QString& s : command)
-        storage.push_back(s.toLocal8Bit());
-    for (const QString& s : environment)
-        storage.push_back(s.toLocal8Bit());
-    std::vector<char*> args;
-    std::vector<char*> env;
-    for (qsizetype i = 0; i < qsizetype(storage.size()); ++i)
-        (i < command.size() ? args : env).push_back(storage[std::size_t(i)].data());
-    args.push_back(nullptr);
-    env.push_back(nullptr);
-    const QByteArray log =
-        QFile::encodeName(m_logs + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + QStringLiteral(".log"));
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        const int fd = ::open(log.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-        const int null = ::open("/dev/null", O_RDONLY);
-        if (fd >= 0) {
-            ::dup2(fd, 1);
-            ::dup2(fd, 2);
-        }
-        if (null >= 0)
-            ::dup2(null, 0);
-        ::execvpe(args[0], args.data(), env.data());
-        ::_exit(127);
-    }
+    const pid_t pid = forkExec(command, environment,
+                               m_logs + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + QStringLiteral(".log"));
     if (pid > 0)
         m_children.push_back(pid);
     return pid;
@@ -253,26 +174,12 @@ void SwaySession::stop(pid_t pid)
 
 bool SwaySession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QThread::msleep(20);
-    }
-    return true;
+    return test::waitUntil(condition, timeoutMs);
 }
 
 std::vector<pid_t> SwaySession::processes() const
 {
-    const QByteArray marker = "XDG_RUNTIME_DIR=" + QFile::encodeName(m_runtime);
-    std::vector<pid_t> found;
-    for (pid_t pid : allPids()) {
-        QFile environ(QStringLiteral("/proc/%1/environ").arg(pid));
-        if (pid != ::getpid() && environ.open(QIODevice::ReadOnly) && environ.readAll().split('\0').contains(marker))
-            found.push_back(pid);
-    }
-    return found;
+    return pidsWithRuntime(m_runtime);
 }
 
 std::optional<SwaySession::Window> SwaySession::waitForWindow(const QString& appId, int timeoutMs)
@@ -319,7 +226,7 @@ std::optional<SwaySession::Window> SwaySession::startQtWindow(const QString& app
     const QString client =
         m_base.path() + QLatin1Char('/') + QFileInfo(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH)).fileName();
     if (!QFile::exists(client) &&
-        (!QFile::copy(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH), client) || !ownFile(client, false, 0755)))
+        (!QFile::copy(QStringLiteral(MOSARO_WAYLAND_CLIENT_PATH), client) || !ownPath(client, false, 0755)))
         return std::nullopt;
     spawn({client, appId}, {QStringLiteral("QT_QPA_PLATFORM=wayland")});
     return waitForWindow(appId, timeoutMs);

@@ -134,7 +134,8 @@ build_root() {
         unavailable "$(tail -n1 "$failed")"
     fi
     # mmdebstrap empties machine-id last (a booting system makes its own); D-Bus needs one.
-    chroot "$new" dbus-uuidgen --ensure=/etc/machine-id
+    # (--ensure refuses the empty file it leaves, which newer D-Bus no longer takes for missing.)
+    chroot "$new" dbus-uuidgen > "$new/etc/machine-id"
     stamp >"$new/.mosaro-stamp"
     rm -rf "$root" "$failed"
     mv "$new" "$root"

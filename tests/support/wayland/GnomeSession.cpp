@@ -1,0 +1,454 @@
+#include "support/wayland/GnomeSession.h"
+
+#include "support/wayland/SessionProcesses.h"
+
+#include <QDBusArgument>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QThread>
+
+#include <csignal>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace mosaro::test {
+
+namespace {
+
+constexpr const char* mosaroUuid = "mosaro@brenmark.tech";
+constexpr const char* probeUuid = "mosaro-probe@brenmark.tech";
+constexpr int readyMs = 60000;
+
+// Inside the Shell's own system, as its user: the stand-in system bus (the Shell aborts without
+// logind's bus), a session bus that starts only dconf and lets the tests' root in, the settings
+// read at start, then the Shell.
+constexpr const char* sessionScript = R"(set -e
+dir=$1
+sed -e '/^SystemdService=/d' /usr/share/dbus-1/services/ca.desrt.dconf.service > "$dir/services/ca.desrt.dconf.service"
+dbus-daemon --config-file="$dir/system.conf" --nofork --nopidfile &
+dbus-daemon --config-file="$dir/session.conf" --nofork --nopidfile &
+while [ ! -S "$XDG_RUNTIME_DIR/bus" ] || [ ! -S "$XDG_RUNTIME_DIR/system_bus" ]; do sleep 0.05; done
+export DBUS_SESSION_BUS_ADDRESS="unix:path=$XDG_RUNTIME_DIR/bus" DBUS_SYSTEM_BUS_ADDRESS="unix:path=$XDG_RUNTIME_DIR/system_bus"
+gsettings set org.gnome.shell enabled-extensions "$2"
+gsettings set org.gnome.shell disable-user-extensions "$3"
+gsettings set org.gnome.shell welcome-dialog-last-shown-version "'999'"
+gsettings set org.gnome.desktop.interface enable-animations false
+shift 3
+exec gnome-shell --headless "$@" --wayland --no-x11 --sm-disable
+)";
+
+QString busConfig(const QString& listen, const QString& services)
+{
+    return QStringLiteral(R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:path=%1</listen>
+  <auth>EXTERNAL</auth>
+  %2
+  <policy context="default">
+    <allow user="*"/>
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+)")
+        .arg(listen, services);
+}
+
+bool write(const QString& path, const QString& text)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) >= 0;
+}
+
+bool copyFolder(const QString& from, const QString& to)
+{
+    QDir().mkpath(to);
+    for (const QString& name : QDir(from).entryList(QDir::Files))
+        if (!QFile::copy(from + QLatin1Char('/') + name, to + QLatin1Char('/') + name))
+            return false;
+    return true;
+}
+
+// X keysyms of the keys the tests type; a single character is its own.
+std::optional<quint32> keysym(const QString& name)
+{
+    static const std::pair<const char*, quint32> named[] = {
+        {"Return", 0xFF0D}, {"Escape", 0xFF1B}, {"Tab", 0xFF09},   {"space", 0x20},      {"Home", 0xFF50},
+        {"Left", 0xFF51},   {"Up", 0xFF52},     {"Right", 0xFF53}, {"Down", 0xFF54},     {"Page_Up", 0xFF55},
+        {"Page_Down", 0xFF56}, {"End", 0xFF57}, {"Shift", 0xFFE1}, {"Control", 0xFFE3}, {"Alt", 0xFFE9},
+        {"Super", 0xFFEB},
+    };
+    for (const auto& [text, sym] : named)
+        if (name == QLatin1String(text))
+            return sym;
+    if (name.size() == 1 && name[0].unicode() >= 0x20 && name[0].unicode() < 0x7F)
+        return name[0].toLower().unicode();
+    return std::nullopt;
+}
+
+} // namespace
+
+QString GnomeSession::builtExtensions()
+{
+    return QStringLiteral(MOSARO_GNOME_EXTENSIONS);
+}
+
+GnomeSession::GnomeSession(const Options& options) : m_base(QDir::tempPath() + QStringLiteral("/mosaro-gnome-XXXXXX"))
+{
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    m_base.setAutoRemove(qEnvironmentVariableIsEmpty("MOSARO_KEEP_GNOME_SESSION"));
+    m_asNobody = ::geteuid() == 0;
+    m_root = options.root;
+    m_runtime = m_base.path() + QStringLiteral("/run");
+    m_home = m_base.path() + QStringLiteral("/home");
+    if (!start(options) && m_error.isEmpty())
+        m_error = QStringLiteral("the Shell did not start");
+}
+
+GnomeSession::~GnomeSession()
+{
+    m_bus.reset();
+    QDBusConnection::disconnectFromBus(QStringLiteral("gnome-session-") + m_base.path());
+    endSession(m_runtime, m_children, m_asNobody);
+}
+
+QString GnomeSession::extensionFolder() const
+{
+    return m_home + QStringLiteral("/.local/share/gnome-shell/extensions/") + QLatin1String(mosaroUuid);
+}
+
+bool GnomeSession::start(const Options& options)
+{
+    // The Shell's version decides which variant it loads.
+    QProcess version;
+    if (m_root)
+        version.start(QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT),
+                      {QStringLiteral("run"), QStringLiteral("--"), QStringLiteral("gnome-shell"), QStringLiteral("--version")});
+    else
+        version.start(QStringLiteral("gnome-shell"), {QStringLiteral("--version")});
+    version.waitForFinished(30000);
+    m_version = QString::fromUtf8(version.readAllStandardOutput()).section(QLatin1Char(' '), 2).trimmed();
+    if (shellMajor() < 40) {
+        m_error = QStringLiteral("no GNOME Shell: %1").arg(QString::fromUtf8(version.readAllStandardError()));
+        return false;
+    }
+    const QString format = shellMajor() < 45 ? QStringLiteral("script") : QStringLiteral("module");
+    const QString extensions = m_home + QStringLiteral("/.local/share/gnome-shell/extensions/");
+    QDir().mkpath(m_runtime);
+    QDir().mkpath(m_base.path() + QStringLiteral("/services"));
+    QStringList enabled{QLatin1String(probeUuid)};
+    bool copied = copyFolder(QStringLiteral(MOSARO_GNOME_PROBE) + QLatin1Char('/') + format + QLatin1Char('/') +
+                                 QLatin1String(probeUuid),
+                             extensions + QLatin1String(probeUuid));
+    if (options.installMosaro) {
+        copied = copied && copyFolder(builtExtensions() + QLatin1Char('/') + format + QLatin1Char('/') +
+                                          QLatin1String(mosaroUuid),
+                                      extensionFolder());
+        if (!options.mosaroVersion.isEmpty()) {
+            QFile metadata(extensionFolder() + QStringLiteral("/metadata.json"));
+            metadata.open(QIODevice::ReadOnly);
+            QByteArray text = metadata.readAll();
+            metadata.close();
+            text.replace(QByteArrayLiteral("\"version-name\": \"") + QByteArrayLiteral(MOSARO_VERSION),
+                         QByteArrayLiteral("\"version-name\": \"") + options.mosaroVersion.toUtf8());
+            copied = copied && write(metadata.fileName(), QString::fromUtf8(text));
+        }
+        if (options.enableMosaro)
+            enabled << QLatin1String(mosaroUuid);
+    }
+    // Without a display manager the Shell has no lock screen and says so in a notification.
+    copied = copied && write(m_home + QStringLiteral("/.local/share/gnome-shell/lock-warning-shown"), QString());
+    copied = copied && write(m_base.path() + QStringLiteral("/session.sh"), QLatin1String(sessionScript)) &&
+             write(m_base.path() + QStringLiteral("/system.conf"),
+                   busConfig(m_runtime + QStringLiteral("/system_bus"), QString())) &&
+             write(m_base.path() + QStringLiteral("/session.conf"),
+                   busConfig(m_runtime + QStringLiteral("/bus"),
+                             QStringLiteral("<servicedir>%1/services</servicedir>").arg(m_base.path())));
+    if (!copied || !m_base.isValid()) {
+        m_error = QStringLiteral("cannot prepare the session under %1").arg(m_base.path());
+        return false;
+    }
+    QProcess::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("65534:65534"), m_base.path()});
+    ownPath(m_base.path(), m_asNobody, 0711);
+    ownPath(m_runtime, m_asNobody, 0700);
+    QStringList quoted;
+    for (const QString& uuid : enabled)
+        quoted << QLatin1Char('\'') + uuid + QLatin1Char('\'');
+    QStringList script{QStringLiteral("sh"), m_base.path() + QStringLiteral("/session.sh"), m_base.path(),
+                       QLatin1Char('[') + quoted.join(QLatin1Char(',')) + QLatin1Char(']'),
+                       options.userExtensions ? QStringLiteral("false") : QStringLiteral("true")};
+    for (int i = 0; i < options.monitors; ++i)
+        script << QStringLiteral("--virtual-monitor") << QStringLiteral("1440x900");
+    m_session = spawn(script);
+
+    // Ready: the Shell answers, the extensions expected to run do, and the overview stays closed.
+    const QString name = QStringLiteral("gnome-session-") + m_base.path();
+    if (!waitUntil([&] { return QFile::exists(m_runtime + QStringLiteral("/bus")); }, readyMs)) {
+        m_error = QStringLiteral("no session bus");
+        return false;
+    }
+    m_bus = QDBusConnection::connectToBus(busAddress(), name);
+    const auto answers = [&] {
+        return callShell(QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
+                         {QStringLiteral("org.gnome.Shell"), QStringLiteral("ShellVersion")})
+                   .type() == QDBusMessage::ReplyMessage;
+    };
+    if (!waitUntil(answers, readyMs)) {
+        m_error = QStringLiteral("GNOME Shell did not answer");
+        return false;
+    }
+    const QStringList running = options.userExtensions ? enabled : QStringList();
+    for (const QString& uuid : running) {
+        if (!waitUntil([&] { return extensionState(uuid).value_or(0) != 0; }, readyMs) || extensionState(uuid) != 1) {
+            m_error = QStringLiteral("extension %1 in state %2").arg(uuid).arg(extensionState(uuid).value_or(-1));
+            return false;
+        }
+    }
+    int closed = 0;
+    const bool overviewClosed = waitUntil(
+        [&] {
+            const QDBusMessage get = callShell(QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
+                                               {QStringLiteral("org.gnome.Shell"), QStringLiteral("OverviewActive")});
+            if (!get.arguments().value(0).value<QDBusVariant>().variant().toBool())
+                return ++closed >= 3;
+            closed = 0;
+            callShell(QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"),
+                      {QStringLiteral("org.gnome.Shell"), QStringLiteral("OverviewActive"),
+                       QVariant::fromValue(QDBusVariant(false))});
+            QThread::msleep(100);
+            return false;
+        },
+        readyMs);
+    // The keyboard: one remote-desktop session for the harness's lifetime.
+    QDBusMessage create = QDBusMessage::createMethodCall(
+        QStringLiteral("org.gnome.Mutter.RemoteDesktop"), QStringLiteral("/org/gnome/Mutter/RemoteDesktop"),
+        QStringLiteral("org.gnome.Mutter.RemoteDesktop"), QStringLiteral("CreateSession"));
+    const QDBusMessage created = m_bus->call(create, QDBus::Block, 5000);
+    m_keys = created.arguments().value(0).value<QDBusObjectPath>().path();
+    QDBusMessage startKeys = QDBusMessage::createMethodCall(QStringLiteral("org.gnome.Mutter.RemoteDesktop"), m_keys,
+                                                            QStringLiteral("org.gnome.Mutter.RemoteDesktop.Session"),
+                                                            QStringLiteral("Start"));
+    if (m_keys.isEmpty() || m_bus->call(startKeys, QDBus::Block, 5000).type() != QDBusMessage::ReplyMessage) {
+        m_error = QStringLiteral("no remote-desktop session: %1").arg(created.errorMessage());
+        return false;
+    }
+    if (!overviewClosed)
+        m_error = QStringLiteral("the overview stays open");
+    return overviewClosed;
+}
+
+pid_t GnomeSession::spawn(const QStringList& argv)
+{
+    const QStringList environment{QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"), QStringLiteral("HOME=") + m_home,
+                                  QStringLiteral("LANG=C.UTF-8"), QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
+                                  QStringLiteral("WAYLAND_DISPLAY=wayland-0"),
+                                  QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress()};
+    // The one place that knows where the Shell's programs live: this system, as the unprivileged
+    // user when we are root, or the Debian 13 root, where the session's first program starts the
+    // run and every later one joins it.
+    QStringList command;
+    QStringList env = environment;
+    if (m_root) {
+        command << QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT) << QStringLiteral("run") << QStringLiteral("--runtime")
+                << m_runtime << QStringLiteral("--bind") << m_base.path();
+        if (m_session > 0)
+            command << QStringLiteral("--join") << QString::number(m_session);
+        for (const QString& variable : environment.mid(1))
+            command << QStringLiteral("--env") << variable;
+        command << QStringLiteral("--");
+        env[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin");
+    } else if (m_asNobody) {
+        command << QStringLiteral("/usr/bin/setpriv") << QStringLiteral("--reuid=65534")
+                << QStringLiteral("--regid=65534") << QStringLiteral("--clear-groups") << QStringLiteral("--");
+    }
+    const pid_t pid = forkExec(command + argv, env,
+                               m_base.path() + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() +
+                                   QStringLiteral(".log"));
+    if (pid > 0)
+        m_children.push_back(pid);
+    return pid;
+}
+
+void GnomeSession::stop(pid_t pid)
+{
+    if (pid <= 0)
+        return;
+    ::kill(pid, SIGTERM);
+    if (!waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+    }
+    std::erase(m_children, pid);
+}
+
+std::optional<std::uint64_t> GnomeSession::startFoot(const QString& title)
+{
+    spawn({QStringLiteral("foot"), QStringLiteral("-T"), title, QStringLiteral("sleep"), QStringLiteral("86400")});
+    std::optional<std::uint64_t> id;
+    waitUntil(
+        [&] {
+            const auto found = window(title);
+            if (found && found->value(QStringLiteral("shown")).toBool() &&
+                found->value(QStringLiteral("focused")).toBool())
+                id = found->value(QStringLiteral("id")).toULongLong();
+            return id.has_value();
+        },
+        15000);
+    return id;
+}
+
+bool GnomeSession::press(const QString& keys)
+{
+    std::vector<quint32> syms;
+    for (const QString& part : keys.split(QLatin1Char('+'))) {
+        const auto sym = keysym(part);
+        if (!sym)
+            return false;
+        syms.push_back(*sym);
+    }
+    const auto send = [&](quint32 sym, bool down) {
+        QDBusMessage key = QDBusMessage::createMethodCall(QStringLiteral("org.gnome.Mutter.RemoteDesktop"), m_keys,
+                                                          QStringLiteral("org.gnome.Mutter.RemoteDesktop.Session"),
+                                                          QStringLiteral("NotifyKeyboardKeysym"));
+        key.setArguments({sym, down});
+        return m_bus->call(key, QDBus::Block, 3000).type() == QDBusMessage::ReplyMessage;
+    };
+    bool ok = true;
+    for (quint32 sym : syms)
+        ok = send(sym, true) && ok;
+    for (auto it = syms.rbegin(); it != syms.rend(); ++it)
+        ok = send(*it, false) && ok;
+    return ok;
+}
+
+QDBusMessage GnomeSession::probe(const QString& method, const QVariantList& args)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("tech.brenmark.mosaro.Probe"),
+                                                       QStringLiteral("/tech/brenmark/mosaro/Probe"),
+                                                       QStringLiteral("tech.brenmark.mosaro.Probe"), method);
+    call.setArguments(args);
+    return m_bus ? m_bus->call(call, QDBus::Block, 10000) : QDBusMessage();
+}
+
+std::vector<QVariantMap> GnomeSession::windows()
+{
+    std::vector<QVariantMap> list;
+    const QDBusMessage reply = probe(QStringLiteral("GetWindows"));
+    if (reply.signature() != QLatin1String("aa{sv}"))
+        return list;
+    const auto argument = reply.arguments().first().value<QDBusArgument>();
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        QVariantMap record;
+        argument >> record;
+        list.push_back(record);
+    }
+    argument.endArray();
+    return list;
+}
+
+std::optional<QVariantMap> GnomeSession::window(const QString& title)
+{
+    for (const QVariantMap& record : windows())
+        if (record.value(QStringLiteral("title")).toString() == title)
+            return record;
+    return std::nullopt;
+}
+
+std::optional<Rect> GnomeSession::frameOf(const QString& title)
+{
+    const auto record = window(title);
+    if (!record)
+        return std::nullopt;
+    const auto v = [&](const char* key) { return record->value(QLatin1String(key)).toDouble(); };
+    return Rect{v("x"), v("y"), v("width"), v("height")};
+}
+
+std::vector<QVariantMap> GnomeSession::monitors()
+{
+    std::vector<QVariantMap> list;
+    const QDBusMessage reply = probe(QStringLiteral("GetMonitors"));
+    if (reply.signature() != QLatin1String("aa{sv}"))
+        return list;
+    const auto argument = reply.arguments().first().value<QDBusArgument>();
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        QVariantMap record;
+        argument >> record;
+        list.push_back(record);
+    }
+    argument.endArray();
+    return list;
+}
+
+QVariantMap GnomeSession::state()
+{
+    const QDBusMessage reply = probe(QStringLiteral("GetState"));
+    return reply.signature() == QLatin1String("a{sv}")
+               ? qdbus_cast<QVariantMap>(reply.arguments().first().value<QDBusArgument>())
+               : QVariantMap();
+}
+
+bool GnomeSession::screenshot(const QString& path)
+{
+    // The Shell's user writes it beside the session, then it is copied out.
+    const QString inside = m_base.path() + QStringLiteral("/shot.png");
+    const QDBusMessage reply = probe(QStringLiteral("Screenshot"), {inside});
+    QFile::remove(path);
+    return reply.arguments().value(0).toBool() && QFile::copy(inside, path);
+}
+
+QDBusMessage GnomeSession::callShell(const QString& interface, const QString& method, const QVariantList& args)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.gnome.Shell"),
+                                                       QStringLiteral("/org/gnome/Shell"), interface, method);
+    call.setArguments(args);
+    return m_bus ? m_bus->call(call, QDBus::Block, 5000) : QDBusMessage();
+}
+
+std::optional<int> GnomeSession::extensionState(const QString& uuid)
+{
+    const QDBusMessage reply =
+        callShell(QStringLiteral("org.gnome.Shell.Extensions"), QStringLiteral("GetExtensionInfo"), {uuid});
+    if (reply.signature() != QLatin1String("a{sv}"))
+        return std::nullopt;
+    const auto info = qdbus_cast<QVariantMap>(reply.arguments().first().value<QDBusArgument>());
+    if (!info.contains(QStringLiteral("state")))
+        return std::nullopt;
+    return int(info.value(QStringLiteral("state")).toDouble());
+}
+
+bool GnomeSession::gsettings(const QStringList& arguments, QString* output)
+{
+    // The settings store is the session's: its dconf-service writes, its home holds the database.
+    QProcess process;
+    QProcessEnvironment env;
+    env.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin"));
+    env.insert(QStringLiteral("HOME"), m_home);
+    env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), busAddress());
+    process.setProcessEnvironment(env);
+    process.start(QStringLiteral("gsettings"), arguments);
+    const bool done = process.waitForFinished(5000) && process.exitCode() == 0;
+    if (output)
+        *output = QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+    return done;
+}
+
+std::vector<pid_t> GnomeSession::processes() const
+{
+    return pidsWithRuntime(m_runtime);
+}
+
+bool GnomeSession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
+{
+    return test::waitUntil(condition, timeoutMs);
+}
+
+} // namespace mosaro::test
