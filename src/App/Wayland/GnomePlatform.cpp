@@ -11,6 +11,7 @@
 #include "Platform/Wayland/WaylandShortcutInhibitor.h"
 
 #include <QDBusConnection>
+#include <QWidget>
 
 namespace mosaro {
 
@@ -47,6 +48,8 @@ public:
         WaylandShortcutInhibitor::shared().setEnabled(false);
         DesktopShortcuts::inhibitFor = [this](QWindow*) { m_channel.setShortcutsInhibited(true); };
         DesktopShortcuts::restore = [this] { m_channel.setShortcutsInhibited(false); };
+        // No client may raise itself on Wayland: the Shell focuses our window when asked.
+        m_application.activate = [this](QWidget* window) { m_channel.activate(window->windowTitle()); };
     }
 
     ~GnomePlatform() override

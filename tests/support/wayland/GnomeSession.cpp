@@ -200,29 +200,45 @@ bool GnomeSession::start(const Options& options)
                          {QStringLiteral("org.gnome.Shell"), QStringLiteral("ShellVersion")})
                    .type() == QDBusMessage::ReplyMessage;
     };
-    if (!waitUntil(answers, readyMs)) {
-        m_error = QStringLiteral("GNOME Shell did not answer");
+    if (!waitUntil([&] { return answers() || ::waitpid(m_session, nullptr, WNOHANG) == m_session; }, readyMs) ||
+        !answers()) {
+        QFile log(m_base.path() + QStringLiteral("/sh.log"));
+        log.open(QIODevice::ReadOnly);
+        m_error = QStringLiteral("GNOME Shell did not answer: %1").arg(QString::fromUtf8(log.readAll().right(3000)));
         return false;
     }
     const QStringList running = options.userExtensions ? enabled : QStringList();
     for (const QString& uuid : running) {
-        if (!waitUntil([&] { return extensionState(uuid).value_or(0) != 0; }, readyMs) || extensionState(uuid) != 1) {
-            m_error = QStringLiteral("extension %1 in state %2").arg(uuid).arg(extensionState(uuid).value_or(-1));
+        // 48 may report an error state for a moment while it loads the extensions.
+        if (!waitUntil([&] { return extensionState(uuid) == 1; }, 20000)) {
+            const QDBusMessage info =
+                callShell(QStringLiteral("org.gnome.Shell.Extensions"), QStringLiteral("GetExtensionInfo"), {uuid});
+            m_error = QStringLiteral("extension %1 in state %2: %3")
+                          .arg(uuid)
+                          .arg(extensionState(uuid).value_or(-1))
+                          .arg(qdbus_cast<QVariantMap>(info.arguments().value(0).value<QDBusArgument>())
+                                   .value(QStringLiteral("error"))
+                                   .toString());
             return false;
         }
     }
+    // The Shell opens the overview when its start-up animation ends, which may come after a close
+    // asked too early: wait for the start-up's end where the probe runs, then close it until it stays
+    // closed.
+    if (options.userExtensions)
+        waitUntil([&] { return state().value(QStringLiteral("startingUp")) == QVariant(false); }, readyMs);
     int closed = 0;
     const bool overviewClosed = waitUntil(
         [&] {
+            QThread::msleep(100);
             const QDBusMessage get = callShell(QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
                                                {QStringLiteral("org.gnome.Shell"), QStringLiteral("OverviewActive")});
             if (!get.arguments().value(0).value<QDBusVariant>().variant().toBool())
-                return ++closed >= 3;
+                return ++closed >= 5;
             closed = 0;
             callShell(QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"),
                       {QStringLiteral("org.gnome.Shell"), QStringLiteral("OverviewActive"),
                        QVariant::fromValue(QDBusVariant(false))});
-            QThread::msleep(100);
             return false;
         },
         readyMs);
@@ -290,17 +306,24 @@ void GnomeSession::stop(pid_t pid)
 
 std::optional<std::uint64_t> GnomeSession::startFoot(const QString& title)
 {
-    spawn({QStringLiteral("foot"), QStringLiteral("-T"), title, QStringLiteral("sleep"), QStringLiteral("86400")});
+    // Sized by pixels, as the grid asks (newer foot sizes by character cells by default).
+    spawn({QStringLiteral("foot"), QStringLiteral("-o"), QStringLiteral("resize-by-cells=no"), QStringLiteral("-T"),
+           title, QStringLiteral("sleep"), QStringLiteral("86400")});
     std::optional<std::uint64_t> id;
     waitUntil(
         [&] {
             const auto found = window(title);
-            if (found && found->value(QStringLiteral("shown")).toBool() &&
-                found->value(QStringLiteral("focused")).toBool())
+            if (found && found->value(QStringLiteral("shown")).toBool())
                 id = found->value(QStringLiteral("id")).toULongLong();
             return id.has_value();
         },
         15000);
+    // 48 does not always focus a window started without an activation token: switch to it.
+    if (id && !waitUntil([&] { return window(title)->value(QStringLiteral("focused")).toBool(); }, 1000)) {
+        press(QStringLiteral("Alt+Tab"));
+        if (!waitUntil([&] { return window(title)->value(QStringLiteral("focused")).toBool(); }, 3000))
+            id.reset();
+    }
     return id;
 }
 

@@ -289,6 +289,11 @@ void ShellChannel::hidePanel(bool refocusTarget)
     callAsync(QStringLiteral("HidePanel"), {refocusTarget});
 }
 
+void ShellChannel::activate(const QString& title)
+{
+    callAsync(QStringLiteral("Activate"), {title});
+}
+
 void ShellChannel::setShortcutsInhibited(bool inhibited)
 {
     callAsync(QStringLiteral("SetShortcutsInhibited"), {inhibited});

@@ -90,6 +90,7 @@ public:
     // Never waited for: the panel's and recorder's calls, and the bell.
     void showPanel(const QString& title, const Rect& frame);
     void hidePanel(bool refocusTarget);
+    void activate(const QString& title);
     void setShortcutsInhibited(bool inhibited);
     void beep();
 

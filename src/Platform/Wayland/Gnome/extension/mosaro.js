@@ -463,50 +463,57 @@ var MosaroShell = class MosaroShell {
 
     ShowPanelAsync(params, invocation) {
         this._guard(invocation, params, (title, x, y, width, height) => {
-            const {GLib} = this._lib;
             this._endPanel();
-            // Mosaro shows its window and asks at the same time: the window may not be there
-            // yet, or not shown yet, and nothing may be done to it before it is.
-            const signals = [];
-            let limitId = 0;
-            let finished = false;
-            const finish = win => {
-                if (finished)
-                    return;
-                finished = true;
-                for (const [object, id] of signals)
-                    object.disconnect(id);
-                if (limitId)
-                    GLib.source_remove(limitId);
+            this._awaitOwnWindow(title, win => {
                 if (win)
                     this._holdPanel(win, [x, y, width, height], invocation);
                 else
                     invocation.return_dbus_error(`${ERROR_PREFIX}NoWindow`, `no window of Mosaro's titled "${title}"`);
-            };
-            // A new window may get its title after it was created, and is shown later still.
-            const consider = win => {
-                if (finished || !this._isOwn(win))
-                    return;
-                const check = () => {
-                    if (win.get_title() !== title)
-                        return;
-                    if (win.get_compositor_private()?.visible)
-                        finish(win);
-                    else if (win.get_workspace() !== global.workspace_manager.get_active_workspace())
-                        win.stick(); // left on another workspace: shown here once sticky
-                };
-                signals.push([win, win.connect('shown', check)], [win, win.connect('notify::title', check)]);
-                check();
-            };
-            limitId = GLib.timeout_add(GLib.PRIORITY_DEFAULT, PANEL_WAIT_MS, () => {
-                limitId = 0;
-                finish(null);
-                return GLib.SOURCE_REMOVE;
             });
-            signals.push([global.display, global.display.connect('window-created', (display, win) => consider(win))]);
-            for (const actor of global.get_window_actors())
-                consider(actor.meta_window);
         });
+    }
+
+    // Calls done(win) once Mosaro's window of this title is shown, or done(null) when the time is
+    // up. Mosaro shows its window and asks at the same time: the window may not be there yet, or
+    // not shown yet, and nothing may be done to it before it is.
+    _awaitOwnWindow(title, done) {
+        const {GLib} = this._lib;
+        const signals = [];
+        let limitId = 0;
+        let finished = false;
+        const finish = win => {
+            if (finished)
+                return;
+            finished = true;
+            for (const [object, id] of signals)
+                object.disconnect(id);
+            if (limitId)
+                GLib.source_remove(limitId);
+            done(win);
+        };
+        // A new window may get its title after it was created, and is shown later still.
+        const consider = win => {
+            if (finished || !this._isOwn(win))
+                return;
+            const check = () => {
+                if (win.get_title() !== title)
+                    return;
+                if (win.get_compositor_private()?.visible)
+                    finish(win);
+                else if (win.get_workspace() !== global.workspace_manager.get_active_workspace())
+                    win.stick(); // left on another workspace: shown here once sticky
+            };
+            signals.push([win, win.connect('shown', check)], [win, win.connect('notify::title', check)]);
+            check();
+        };
+        limitId = GLib.timeout_add(GLib.PRIORITY_DEFAULT, PANEL_WAIT_MS, () => {
+            limitId = 0;
+            finish(null);
+            return GLib.SOURCE_REMOVE;
+        });
+        signals.push([global.display, global.display.connect('window-created', (display, win) => consider(win))]);
+        for (const actor of global.get_window_actors())
+            consider(actor.meta_window);
     }
 
     // Raises, places and focuses the panel. The reply does not wait for the frame: that takes
@@ -557,6 +564,16 @@ var MosaroShell = class MosaroShell {
             if (new Gio.Settings({schema_id: 'org.gnome.desktop.wm.preferences'}).get_boolean('audible-bell'))
                 global.display.get_sound_player().play_from_theme('bell-window-system', 'Mosaro', null);
             invocation.return_value(null);
+        });
+    }
+
+    ActivateAsync(params, invocation) {
+        this._guard(invocation, params, title => {
+            this._awaitOwnWindow(title, win => {
+                if (win)
+                    this._lib.Main.activateWindow(win);
+                invocation.return_value(new this._lib.GLib.Variant('(b)', [win !== null]));
+            });
         });
     }
 

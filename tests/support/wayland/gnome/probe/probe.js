@@ -94,6 +94,7 @@ var MosaroProbe = class MosaroProbe {
         const focus = global.display.get_focus_window();
         return this._record({
             overview: ['b', Main.overview.visible],
+            startingUp: ['b', Main.layoutManager._startingUp],
             focusedWindow: ['t', focus ? focus.get_id() : 0],
             activeWorkspace: ['i', global.workspace_manager.get_active_workspace_index()],
             workspaces: ['i', global.workspace_manager.get_n_workspaces()],
