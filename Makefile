@@ -82,6 +82,8 @@ bench: build
 		--out build/bench/results.md --plot-data build/bench/screen-size.dat
 	@bench/plot.sh build/bench/screen-size.dat build/bench/screen-size.png
 	@build/bench/sway_bench
+	@build/bench/gnome_bench
+	@if [ -x build/wayland-root/trixie/usr/bin/gnome-shell ]; then build/bench/gnome_bench --root; fi
 
 clean:
 	rm -rf build build-asan build-fuzz
