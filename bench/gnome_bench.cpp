@@ -132,7 +132,8 @@ int main(int argc, char** argv)
             if (key && moving)
                 dismissed.values.push_back(*moving - *key);
         }
-        when(clock, [] { return false; }, 150); // a person is never quicker
+        when(
+            clock, [] { return false; }, 150); // a person is never quicker
     }
     mosaro.stop();
 
@@ -140,10 +141,9 @@ int main(int argc, char** argv)
     QDBusConnection bus = QDBusConnection::connectToBus(session.busAddress(), QStringLiteral("gnome-bench"));
     bus.interface()->registerService(QStringLiteral("tech.brenmark.mosaro"));
     const auto shell = [&](const QString& method, const QVariantList& args = {}) {
-        QDBusMessage call =
-            QDBusMessage::createMethodCall(QStringLiteral("tech.brenmark.mosaro.Shell"),
-                                           QStringLiteral("/tech/brenmark/mosaro/Shell"),
-                                           QStringLiteral("tech.brenmark.mosaro.Shell"), method);
+        QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("tech.brenmark.mosaro.Shell"),
+                                                           QStringLiteral("/tech/brenmark/mosaro/Shell"),
+                                                           QStringLiteral("tech.brenmark.mosaro.Shell"), method);
         call.setArguments(args);
         return bus.call(call, QDBus::Block, 2000);
     };
@@ -152,16 +152,17 @@ int main(int argc, char** argv)
     for (int i = 0; i < runs; ++i) {
         const Rect& cell = cells[i % 2];
         const double asked = ms(clock);
-        shell(QStringLiteral("MoveResize"), {QVariant::fromValue(qulonglong(*target)), int(cell.x), int(cell.y),
-                                             int(cell.width), int(cell.height)});
+        shell(QStringLiteral("MoveResize"),
+              {QVariant::fromValue(qulonglong(*target)), int(cell.x), int(cell.y), int(cell.width), int(cell.height)});
         if (const auto landed = when(clock, [&] { return at(cell); }))
             floor.values.push_back(*landed - asked);
-        when(clock, [] { return false; }, 150);
+        when(
+            clock, [] { return false; }, 150);
     }
     QDBusConnection::disconnectFromBus(QStringLiteral("gnome-bench"));
 
-    std::printf("GNOME Shell %s, 1440 x 900, median / p95 / max in ms over %d runs\n", qPrintable(session.shellVersion()),
-                runs);
+    std::printf("GNOME Shell %s, 1440 x 900, median / p95 / max in ms over %d runs\n",
+                qPrintable(session.shellVersion()), runs);
     std::printf("trigger key → panel holds the keyboard  %s\n", qPrintable(ready.text()));
     std::printf("Return → window at its frame           %s\n", qPrintable(commit.text()));
     std::printf("floor: the extension's bare placement  %s\n", qPrintable(floor.text()));

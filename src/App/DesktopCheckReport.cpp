@@ -157,8 +157,8 @@ void addPreferences(const DesktopFacts& f, std::vector<CheckFinding>& out)
 bool addGnomeShell(const DesktopFacts::Compositor& c, const QString& name, std::vector<CheckFinding>& out)
 {
     if (!c.channelAnswers) {
-        out.push_back(error(QStringLiteral("compositor: %1; Mosaro's extension: %2. %3")
-                                .arg(name, *c.extension, c.extensionAdvice)));
+        out.push_back(error(
+            QStringLiteral("compositor: %1; Mosaro's extension: %2. %3").arg(name, *c.extension, c.extensionAdvice)));
         return false;
     }
     out.push_back(ok(QStringLiteral("compositor: %1; Mosaro's extension: %2, answering on the session bus")
@@ -180,9 +180,10 @@ bool addCompositor(const DesktopFacts::Compositor& c, std::vector<CheckFinding>&
     }
     out.push_back(ok(QStringLiteral("display %1 (Wayland session)").arg(c.waylandDisplay)));
     if (c.name.isEmpty()) {
-        out.push_back(error(QStringLiteral("compositor: not one Mosaro can drive; it places windows through a "
-                                           "compositor's own channel and knows sway's IPC ($SWAYSOCK) and GNOME "
-                                           "Shell (through its extension), and XWayland cannot place native Wayland windows")));
+        out.push_back(
+            error(QStringLiteral("compositor: not one Mosaro can drive; it places windows through a "
+                                 "compositor's own channel and knows sway's IPC ($SWAYSOCK) and GNOME "
+                                 "Shell (through its extension), and XWayland cannot place native Wayland windows")));
         return false;
     }
     const QString name = c.version.isEmpty() ? c.name : c.name + QLatin1Char(' ') + c.version;

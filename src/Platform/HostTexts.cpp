@@ -123,7 +123,8 @@ constexpr std::array kTable{
                   "GNOME Shell could not load the extension: its log says why (journalctl --user -b "
                   "/usr/bin/gnome-shell). Clicking \"Install GNOME Shell Extension\" in Mosaro's welcome window "
                   "installs it afresh."},
-    HostTextEntry{HostText::gnomeExtensionEnabled, "Mosaro is trusted by macOS Accessibility — window positioning will work.",
+    HostTextEntry{HostText::gnomeExtensionEnabled,
+                  "Mosaro is trusted by macOS Accessibility — window positioning will work.",
                   "The extension answers with this Mosaro's version — window positioning will work."},
 };
 

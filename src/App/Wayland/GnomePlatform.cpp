@@ -1,5 +1,7 @@
 #include "App/Wayland/GnomePlatform.h"
 
+#include "App/Wayland/WaylandConnectionWatch.h"
+#include "Diagnostics/Log/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
 #include "Platform/BuildInfo.h"
@@ -11,11 +13,14 @@
 #include "Platform/Wayland/WaylandShortcutInhibitor.h"
 
 #include <QDBusConnection>
+#include <QTimer>
 #include <QWidget>
 
 namespace mosaro {
 
 namespace {
+
+constexpr const char* goneMessage = "GNOME Shell has gone away: the Wayland connection broke";
 
 // Declared in the order they are built; destroyed in reverse, the panel before the channel.
 class GnomePlatform final : public DesktopPlatform {
@@ -32,13 +37,22 @@ public:
                                            m_channel.showPanel(QString::fromLatin1(WaylandPanelWindow::title),
                                                                m_screens.coordinates().fromScreen(frame));
                                        },
-                                       [this] { m_channel.hidePanel(true); }})
+                                       [this] {
+                                           // A jump to another display releases and asks again at
+                                           // once: the target must not take the focus in between.
+                                           QTimer::singleShot(0, &m_channel, [this] {
+                                               if (!m_panelHost.isAsked())
+                                                   m_channel.hidePanel(true);
+                                           });
+                                       },
+                                       true})
     {
         // Registered before anything asks; the extension may come later, and is then registered
         // as soon as it owns its name.
         if (Gnome::extensionVersion(QDBusConnection::sessionBus()) == m_version)
             m_channel.registerClient();
         m_watcher.onPanelLost = [this] { m_panelHost.keyboardLost(); };
+        m_accessibility.beforePlacement = [this] { m_panelHost.finishHiding(); };
         m_trust.showPrompt = [this] {
             if (showHelp)
                 showHelp();
@@ -112,6 +126,11 @@ private:
     QtDesktopApplication m_application;
     GnomeDesktopWatcher m_watcher;
     WaylandPanelHost m_panelHost;
+    WaylandConnectionWatch m_connectionWatch{[this] {
+        Log::lifecycle().error(goneMessage);
+        if (onConnectionLost)
+            onConnectionLost();
+    }};
 };
 
 } // namespace

@@ -7,9 +7,13 @@
 
 #include <QExposeEvent>
 #include <QFocusEvent>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QTimer>
+#include <qpa/qplatformnativeinterface.h>
+
+#include <wayland-client.h>
 
 namespace mosaro {
 
@@ -139,6 +143,12 @@ void WaylandPanelWindow::show()
     if (m_shown)
         return;
     m_shown = true;
+    // Hidden and shown again in one turn (a jump to another display): still mapped, and moved by
+    // the compositor rather than mapped anew, so the focus never leaves it.
+    if (QWindow::isVisible()) {
+        flush();
+        return;
+    }
     // A new mapping starts from an empty buffer: everything goes.
     m_dirty = QRegion(m_image.rect());
     QWindow::show();
@@ -151,8 +161,23 @@ void WaylandPanelWindow::hide()
     if (!m_shown)
         return;
     m_shown = false;
+    if (m_keepMapped)
+        QTimer::singleShot(0, this, [this] { finishHiding(); });
+    else
+        finishHiding();
+}
+
+void WaylandPanelWindow::finishHiding()
+{
+    if (m_shown || !QWindow::isVisible())
+        return;
     WaylandShortcutInhibitor::shared().release();
     QWindow::hide();
+    // Sent now: the caller may block on the compositor next (a placement), and Qt flushes its
+    // requests only when the event loop runs.
+    if (auto* native = QGuiApplication::platformNativeInterface())
+        if (auto* display = static_cast<wl_display*>(native->nativeResourceForIntegration("wl_display")))
+            wl_display_flush(display);
 }
 
 void WaylandPanelWindow::fillRects(const std::vector<QRect>& rects, QRgb pixel)
@@ -243,8 +268,10 @@ std::unique_ptr<PanelKeyboard> WaylandPanelHost::makeKeyboard()
 PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
 {
     // Made at the first showing, and kept.
-    if (!m_window)
+    if (!m_window) {
         m_window = std::make_unique<WaylandPanelWindow>([this](QEvent* event) { handle(event); });
+        m_window->setKeepMappedForATurn(m_hook.keepMappedForATurn);
+    }
     const bool moved = m_window->isShown() && !(frame == m_frame);
     m_frame = frame;
     if (!m_window->isShown() && m_hook.prepare)
@@ -267,6 +294,12 @@ PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
 
 void WaylandPanelHost::keyboardLost()
 {
+    // On its way to another display the panel may lose the focus for a moment: it is asked for
+    // again, and only a focus that stays away (the refocus timer) is the keyboard lost.
+    if (m_refocusing && m_hook.place && m_window && m_window->isShown()) {
+        m_hook.place(m_frame);
+        return;
+    }
     m_focused = false;
     if (m_owner)
         m_owner->lost();

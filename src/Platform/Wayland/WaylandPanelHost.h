@@ -27,6 +27,10 @@ struct WaylandPanelHook {
     std::function<void(const Rect& frame)> place;
     // The panel closed: the keyboard goes back to the target window.
     std::function<void()> returnKeyboard;
+    // A hidden panel stays mapped until the end of the turn, so that a jump to another display
+    // (hidden and shown again at once) moves it instead of mapping it anew: GNOME Shell would
+    // give the focus to another window in between.
+    bool keepMappedForATurn = false;
 };
 
 // The panel's window: an ordinary Qt window on the Wayland platform (frameless, translucent, an
@@ -42,6 +46,9 @@ public:
 
     // Readies a showing over the frame of that size.
     void prepare(QSize size);
+    void setKeepMappedForATurn(bool keep) { m_keepMapped = keep; }
+    // A hide kept for the end of the turn happens now.
+    void finishHiding();
 
     QSize size() const override { return m_image.size(); }
     bool keptPixels() const override { return m_kept; }
@@ -66,6 +73,7 @@ private:
     QRegion m_dirty;
     bool m_kept = false;
     bool m_shown = false;
+    bool m_keepMapped = false;
 };
 
 // The overlay panel on Wayland, common to every compositor: one window kept between showings,
@@ -82,6 +90,15 @@ public:
     // The compositor's channel says the panel lost the keyboard, where no focus event may come
     // (GNOME Shell 43's overview takes the keyboard without telling the client).
     void keyboardLost();
+    // Whether a showing has asked for the keyboard and not released it.
+    bool isAsked() const { return m_owner != nullptr; }
+    // Before a window under the panel is placed: a closed panel is unmapped now, since a covered
+    // window gets no frame callbacks and so never takes its new size.
+    void finishHiding()
+    {
+        if (m_window)
+            m_window->finishHiding();
+    }
     PanelSurface& surfaceFor(const Rect& frame) override;
     ScreenRef screenOf(const Rect& frame) const override;
 

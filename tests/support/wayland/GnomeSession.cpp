@@ -23,44 +23,6 @@ constexpr const char* mosaroUuid = "mosaro@brenmark.tech";
 constexpr const char* probeUuid = "mosaro-probe@brenmark.tech";
 constexpr int readyMs = 60000;
 
-// Inside the Shell's own system, as its user: the stand-in system bus (the Shell aborts without
-// logind's bus), a session bus that starts only dconf and lets the tests' root in, the settings
-// read at start, then the Shell.
-constexpr const char* sessionScript = R"(set -e
-dir=$1
-sed -e '/^SystemdService=/d' /usr/share/dbus-1/services/ca.desrt.dconf.service > "$dir/services/ca.desrt.dconf.service"
-dbus-daemon --config-file="$dir/system.conf" --nofork --nopidfile &
-dbus-daemon --config-file="$dir/session.conf" --nofork --nopidfile &
-while [ ! -S "$XDG_RUNTIME_DIR/bus" ] || [ ! -S "$XDG_RUNTIME_DIR/system_bus" ]; do sleep 0.05; done
-export DBUS_SESSION_BUS_ADDRESS="unix:path=$XDG_RUNTIME_DIR/bus" DBUS_SYSTEM_BUS_ADDRESS="unix:path=$XDG_RUNTIME_DIR/system_bus"
-gsettings set org.gnome.shell enabled-extensions "$2"
-gsettings set org.gnome.shell disable-user-extensions "$3"
-gsettings set org.gnome.shell welcome-dialog-last-shown-version "'999'"
-gsettings set org.gnome.desktop.interface enable-animations false
-shift 3
-exec gnome-shell --headless "$@" --wayland --no-x11 --sm-disable
-)";
-
-QString busConfig(const QString& listen, const QString& services)
-{
-    return QStringLiteral(R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>session</type>
-  <listen>unix:path=%1</listen>
-  <auth>EXTERNAL</auth>
-  %2
-  <policy context="default">
-    <allow user="*"/>
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-)")
-        .arg(listen, services);
-}
-
 bool write(const QString& path, const QString& text)
 {
     QFile file(path);
@@ -80,10 +42,10 @@ bool copyFolder(const QString& from, const QString& to)
 std::optional<quint32> keysym(const QString& name)
 {
     static const std::pair<const char*, quint32> named[] = {
-        {"Return", 0xFF0D}, {"Escape", 0xFF1B}, {"Tab", 0xFF09},   {"space", 0x20},      {"Home", 0xFF50},
-        {"Left", 0xFF51},   {"Up", 0xFF52},     {"Right", 0xFF53}, {"Down", 0xFF54},     {"Page_Up", 0xFF55},
-        {"Page_Down", 0xFF56}, {"End", 0xFF57}, {"Shift", 0xFFE1}, {"Control", 0xFFE3}, {"Alt", 0xFFE9},
-        {"Super", 0xFFEB},
+        {"Return", 0xFF0D}, {"Escape", 0xFF1B},  {"Tab", 0xFF09},       {"space", 0x20},
+        {"Home", 0xFF50},   {"Left", 0xFF51},    {"Up", 0xFF52},        {"Right", 0xFF53},
+        {"Down", 0xFF54},   {"Page_Up", 0xFF55}, {"Page_Down", 0xFF56}, {"End", 0xFF57},
+        {"Shift", 0xFFE1},  {"Control", 0xFFE3}, {"Alt", 0xFFE9},       {"Super", 0xFFEB},
     };
     for (const auto& [text, sym] : named)
         if (name == QLatin1String(text))
@@ -124,13 +86,30 @@ QString GnomeSession::extensionFolder() const
     return m_home + QStringLiteral("/.local/share/gnome-shell/extensions/") + QLatin1String(mosaroUuid);
 }
 
+bool GnomeSession::installMosaro(const QString& version)
+{
+    const QString format = shellMajor() < 45 ? QStringLiteral("script") : QStringLiteral("module");
+    if (!copyFolder(builtExtensions() + QLatin1Char('/') + format + QLatin1Char('/') + QLatin1String(mosaroUuid),
+                    extensionFolder()))
+        return false;
+    QFile metadata(extensionFolder() + QStringLiteral("/metadata.json"));
+    if (version.isEmpty() || !metadata.open(QIODevice::ReadOnly))
+        return version.isEmpty();
+    const QString text = QString::fromUtf8(metadata.readAll())
+                             .replace(QStringLiteral("\"version-name\": \"%1\"").arg(QLatin1String(MOSARO_VERSION)),
+                                      QStringLiteral("\"version-name\": \"%1\"").arg(version));
+    metadata.close();
+    return write(metadata.fileName(), text);
+}
+
 bool GnomeSession::start(const Options& options)
 {
     // The Shell's version decides which variant it loads.
     QProcess version;
     if (m_root)
-        version.start(QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT),
-                      {QStringLiteral("run"), QStringLiteral("--"), QStringLiteral("gnome-shell"), QStringLiteral("--version")});
+        version.start(
+            QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT),
+            {QStringLiteral("run"), QStringLiteral("--"), QStringLiteral("gnome-shell"), QStringLiteral("--version")});
     else
         version.start(QStringLiteral("gnome-shell"), {QStringLiteral("--version")});
     version.waitForFinished(30000);
@@ -142,35 +121,20 @@ bool GnomeSession::start(const Options& options)
     const QString format = shellMajor() < 45 ? QStringLiteral("script") : QStringLiteral("module");
     const QString extensions = m_home + QStringLiteral("/.local/share/gnome-shell/extensions/");
     QDir().mkpath(m_runtime);
-    QDir().mkpath(m_base.path() + QStringLiteral("/services"));
     QStringList enabled{QLatin1String(probeUuid)};
     bool copied = copyFolder(QStringLiteral(MOSARO_GNOME_PROBE) + QLatin1Char('/') + format + QLatin1Char('/') +
                                  QLatin1String(probeUuid),
                              extensions + QLatin1String(probeUuid));
     if (options.installMosaro) {
-        copied = copied && copyFolder(builtExtensions() + QLatin1Char('/') + format + QLatin1Char('/') +
-                                          QLatin1String(mosaroUuid),
-                                      extensionFolder());
-        if (!options.mosaroVersion.isEmpty()) {
-            QFile metadata(extensionFolder() + QStringLiteral("/metadata.json"));
-            metadata.open(QIODevice::ReadOnly);
-            QByteArray text = metadata.readAll();
-            metadata.close();
-            text.replace(QByteArrayLiteral("\"version-name\": \"") + QByteArrayLiteral(MOSARO_VERSION),
-                         QByteArrayLiteral("\"version-name\": \"") + options.mosaroVersion.toUtf8());
-            copied = copied && write(metadata.fileName(), QString::fromUtf8(text));
-        }
+        copied = copied && installMosaro(options.mosaroVersion);
         if (options.enableMosaro)
             enabled << QLatin1String(mosaroUuid);
     }
     // Without a display manager the Shell has no lock screen and says so in a notification.
     copied = copied && write(m_home + QStringLiteral("/.local/share/gnome-shell/lock-warning-shown"), QString());
-    copied = copied && write(m_base.path() + QStringLiteral("/session.sh"), QLatin1String(sessionScript)) &&
-             write(m_base.path() + QStringLiteral("/system.conf"),
-                   busConfig(m_runtime + QStringLiteral("/system_bus"), QString())) &&
-             write(m_base.path() + QStringLiteral("/session.conf"),
-                   busConfig(m_runtime + QStringLiteral("/bus"),
-                             QStringLiteral("<servicedir>%1/services</servicedir>").arg(m_base.path())));
+    // A copy beside the session: the tree may be closed to the unprivileged user.
+    copied = copied &&
+             QFile::copy(QStringLiteral(MOSARO_GNOME_SESSION_SCRIPT), m_base.path() + QStringLiteral("/session.sh"));
     if (!copied || !m_base.isValid()) {
         m_error = QStringLiteral("cannot prepare the session under %1").arg(m_base.path());
         return false;
@@ -211,14 +175,7 @@ bool GnomeSession::start(const Options& options)
     for (const QString& uuid : running) {
         // 48 may report an error state for a moment while it loads the extensions.
         if (!waitUntil([&] { return extensionState(uuid) == 1; }, 20000)) {
-            const QDBusMessage info =
-                callShell(QStringLiteral("org.gnome.Shell.Extensions"), QStringLiteral("GetExtensionInfo"), {uuid});
-            m_error = QStringLiteral("extension %1 in state %2: %3")
-                          .arg(uuid)
-                          .arg(extensionState(uuid).value_or(-1))
-                          .arg(qdbus_cast<QVariantMap>(info.arguments().value(0).value<QDBusArgument>())
-                                   .value(QStringLiteral("error"))
-                                   .toString());
+            m_error = QStringLiteral("extension %1 in state %2").arg(uuid).arg(extensionState(uuid).value_or(-1));
             return false;
         }
     }
@@ -226,7 +183,15 @@ bool GnomeSession::start(const Options& options)
     // asked too early: wait for the start-up's end where the probe runs, then close it until it stays
     // closed.
     if (options.userExtensions)
-        waitUntil([&] { return state().value(QStringLiteral("startingUp")) == QVariant(false); }, readyMs);
+        waitUntil(
+            [&] {
+                const QDBusMessage state = probe(QStringLiteral("GetState"));
+                return state.signature() == QLatin1String("a{sv}") &&
+                       !qdbus_cast<QVariantMap>(state.arguments().first().value<QDBusArgument>())
+                            .value(QStringLiteral("startingUp"), true)
+                            .toBool();
+            },
+            readyMs);
     int closed = 0;
     const bool overviewClosed = waitUntil(
         [&] {
@@ -262,8 +227,10 @@ bool GnomeSession::start(const Options& options)
 
 pid_t GnomeSession::spawn(const QStringList& argv)
 {
-    const QStringList environment{QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"), QStringLiteral("HOME=") + m_home,
-                                  QStringLiteral("LANG=C.UTF-8"), QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
+    const QStringList environment{QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"),
+                                  QStringLiteral("HOME=") + m_home,
+                                  QStringLiteral("LANG=C.UTF-8"),
+                                  QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
                                   QStringLiteral("WAYLAND_DISPLAY=wayland-0"),
                                   QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress()};
     // The one place that knows where the Shell's programs live: this system, as the unprivileged
@@ -284,9 +251,9 @@ pid_t GnomeSession::spawn(const QStringList& argv)
         command << QStringLiteral("/usr/bin/setpriv") << QStringLiteral("--reuid=65534")
                 << QStringLiteral("--regid=65534") << QStringLiteral("--clear-groups") << QStringLiteral("--");
     }
-    const pid_t pid = forkExec(command + argv, env,
-                               m_base.path() + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() +
-                                   QStringLiteral(".log"));
+    const pid_t pid =
+        forkExec(command + argv, env,
+                 m_base.path() + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + QStringLiteral(".log"));
     if (pid > 0)
         m_children.push_back(pid);
     return pid;
@@ -302,6 +269,15 @@ void GnomeSession::stop(pid_t pid)
         ::waitpid(pid, nullptr, 0);
     }
     std::erase(m_children, pid);
+}
+
+void GnomeSession::stopShell()
+{
+    for (pid_t pid : processes()) {
+        QFile comm(QStringLiteral("/proc/%1/comm").arg(pid));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == "gnome-shell")
+            ::kill(pid, SIGTERM);
+    }
 }
 
 std::optional<std::uint64_t> GnomeSession::startFoot(const QString& title)
@@ -360,10 +336,10 @@ QDBusMessage GnomeSession::probe(const QString& method, const QVariantList& args
     return m_bus ? m_bus->call(call, QDBus::Block, 10000) : QDBusMessage();
 }
 
-std::vector<QVariantMap> GnomeSession::windows()
+std::vector<QVariantMap> GnomeSession::records(const QString& method)
 {
     std::vector<QVariantMap> list;
-    const QDBusMessage reply = probe(QStringLiteral("GetWindows"));
+    const QDBusMessage reply = probe(method);
     if (reply.signature() != QLatin1String("aa{sv}"))
         return list;
     const auto argument = reply.arguments().first().value<QDBusArgument>();
@@ -392,31 +368,6 @@ std::optional<Rect> GnomeSession::frameOf(const QString& title)
         return std::nullopt;
     const auto v = [&](const char* key) { return record->value(QLatin1String(key)).toDouble(); };
     return Rect{v("x"), v("y"), v("width"), v("height")};
-}
-
-std::vector<QVariantMap> GnomeSession::monitors()
-{
-    std::vector<QVariantMap> list;
-    const QDBusMessage reply = probe(QStringLiteral("GetMonitors"));
-    if (reply.signature() != QLatin1String("aa{sv}"))
-        return list;
-    const auto argument = reply.arguments().first().value<QDBusArgument>();
-    argument.beginArray();
-    while (!argument.atEnd()) {
-        QVariantMap record;
-        argument >> record;
-        list.push_back(record);
-    }
-    argument.endArray();
-    return list;
-}
-
-QVariantMap GnomeSession::state()
-{
-    const QDBusMessage reply = probe(QStringLiteral("GetState"));
-    return reply.signature() == QLatin1String("a{sv}")
-               ? qdbus_cast<QVariantMap>(reply.arguments().first().value<QDBusArgument>())
-               : QVariantMap();
 }
 
 bool GnomeSession::screenshot(const QString& path)

@@ -50,8 +50,12 @@ public:
     QString extensionFolder() const;
     // The variants the tree built (script/<uuid>, module/<uuid>).
     static QString builtExtensions();
+    // Copies the tree's variant for this Shell to the user's folder, claiming another version if given.
+    bool installMosaro(const QString& version = {});
 
     pid_t spawn(const QStringList& argv);
+    // SIGTERM to the Shell itself, as when it crashes or the user logs out.
+    void stopShell();
     void stop(pid_t pid);
     // A foot window titled so, once the Shell shows it: its id.
     std::optional<std::uint64_t> startFoot(const QString& title);
@@ -59,12 +63,11 @@ public:
     // Keys as "Super+Shift+Right", "Escape": pressed in order, released in reverse.
     bool press(const QString& keys);
 
-    // The probe's records: every window, the monitors, the Shell's state.
-    std::vector<QVariantMap> windows();
+    // The probe's records: every window, the monitors.
+    std::vector<QVariantMap> windows() { return records(QStringLiteral("GetWindows")); }
     std::optional<QVariantMap> window(const QString& title);
     std::optional<Rect> frameOf(const QString& title);
-    std::vector<QVariantMap> monitors();
-    QVariantMap state();
+    std::vector<QVariantMap> monitors() { return records(QStringLiteral("GetMonitors")); }
     bool screenshot(const QString& path);
 
     // The Shell's own interfaces.
@@ -78,6 +81,7 @@ private:
     bool start(const Options& options);
     bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
     QDBusMessage probe(const QString& method, const QVariantList& args = {});
+    std::vector<QVariantMap> records(const QString& method);
 
     QString m_error;
     QTemporaryDir m_base;

@@ -34,7 +34,8 @@ MosaroProcess::MosaroProcess(SwaySession& session)
       m_configHome(m_folder + QStringLiteral("/config"))
 {
     QDir().mkpath(m_configHome);
-    m_environment = {QStringLiteral("HOME=") + m_folder, QStringLiteral("XDG_CONFIG_HOME=") + m_configHome,
+    m_environment = {QStringLiteral("HOME=") + m_folder,
+                     QStringLiteral("XDG_CONFIG_HOME=") + m_configHome,
                      QStringLiteral("XDG_DATA_HOME=") + m_folder + QStringLiteral("/data"),
                      QStringLiteral("XDG_RUNTIME_DIR=") + session.runtimeDirectory(),
                      QStringLiteral("WAYLAND_DISPLAY=") + session.waylandDisplay(),
@@ -47,7 +48,8 @@ MosaroProcess::MosaroProcess(GnomeSession& session)
       m_configHome(session.home() + QStringLiteral("/.config"))
 {
     QDir().mkpath(m_folder);
-    m_environment = {QStringLiteral("HOME=") + session.home(), QStringLiteral("XDG_CONFIG_HOME=") + m_configHome,
+    m_environment = {QStringLiteral("HOME=") + session.home(),
+                     QStringLiteral("XDG_CONFIG_HOME=") + m_configHome,
                      QStringLiteral("XDG_DATA_HOME=") + session.home() + QStringLiteral("/.local/share"),
                      QStringLiteral("XDG_RUNTIME_DIR=") + session.runtimeDirectory(),
                      QStringLiteral("WAYLAND_DISPLAY=") + session.waylandDisplay(),

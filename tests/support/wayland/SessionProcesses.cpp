@@ -109,8 +109,8 @@ void endSession(const QString& runtime, std::vector<pid_t> pids, bool asNobody)
     // user's, so that no other part of the test loses its own.
     for (pid_t pid : allPids()) {
         char state = 0;
-        const bool mine = std::find(pids.begin(), pids.end(), pid) != pids.end() ||
-                          (asNobody && ownerOf(pid) == unprivilegedUid);
+        const bool mine =
+            std::find(pids.begin(), pids.end(), pid) != pids.end() || (asNobody && ownerOf(pid) == unprivilegedUid);
         if (mine && parentOf(pid, &state) == ::getpid())
             ::waitpid(pid, nullptr, state == 'Z' ? 0 : WNOHANG);
     }

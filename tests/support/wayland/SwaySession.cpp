@@ -153,8 +153,8 @@ pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
                 << QStringLiteral("--regid=65534") << QStringLiteral("--clear-groups") << QStringLiteral("--");
     }
     command << argv;
-    const pid_t pid = forkExec(command, environment,
-                               m_logs + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + QStringLiteral(".log"));
+    const pid_t pid = forkExec(
+        command, environment, m_logs + QLatin1Char('/') + QFileInfo(argv.value(0)).fileName() + QStringLiteral(".log"));
     if (pid > 0)
         m_children.push_back(pid);
     return pid;

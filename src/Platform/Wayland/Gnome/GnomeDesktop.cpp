@@ -18,10 +18,12 @@ constexpr const char* placeFailedMessage = "GNOME Shell did not place window %ll
 constexpr const char* focusFailedMessage = "the focused window could not be read: %{public}s: %{public}s";
 constexpr const char* untrustedMessage = "windows cannot be moved: %{public}s";
 constexpr const char* installFailedMessage = "Mosaro's GNOME Shell extension could not be installed: %{public}s";
-constexpr const char* heldByShellMessage = "GNOME Shell already binds %{public}s to \"%{public}s\"; Mosaro leaves it alone";
+constexpr const char* heldByShellMessage =
+    "GNOME Shell already binds %{public}s to \"%{public}s\"; Mosaro leaves it alone";
 constexpr const char* grabRefusedMessage = "GNOME Shell refused to grab %{public}s";
 constexpr const char* grabFailedMessage = "the trigger %{public}s could not be grabbed: %{public}s";
 constexpr const char* grabWaitsMessage = "the trigger %{public}s waits for Mosaro's GNOME Shell extension";
+constexpr const char* dismissedMessage = "GNOME Shell dismissed the panel: %{public}s";
 constexpr double coordinateLimit = 1e6;
 
 class GnomeAppElement : public AXElement {
@@ -38,8 +40,7 @@ public:
 
 class GnomeScreen : public Screen {
 public:
-    GnomeScreen(Rect frame, Rect visible, QString name) : m_frame(frame), m_visible(visible), m_name(std::move(name))
-    {}
+    GnomeScreen(Rect frame, Rect visible, QString name) : m_frame(frame), m_visible(visible), m_name(std::move(name)) {}
     Rect frame() const override { return m_frame; }
     Rect visibleFrame() const override { return m_visible; }
     QString localizedName() const override { return m_name; }
@@ -83,8 +84,8 @@ struct ModifierPair {
     const char* xkb;
 };
 constexpr ModifierPair modifierPairs[] = {
-    {"Super", "Mod4"}, {"Shift", "Shift"}, {"Control", "Ctrl"}, {"Primary", "Ctrl"}, {"Ctrl", "Ctrl"},
-    {"Alt", "Mod1"},   {"Mod1", "Mod1"},   {"Mod4", "Mod4"},
+    {"Super", "Mod4"}, {"Shift", "Shift"}, {"Control", "Ctrl"}, {"Primary", "Ctrl"},
+    {"Ctrl", "Ctrl"},  {"Alt", "Mod1"},    {"Mod1", "Mod1"},    {"Mod4", "Mod4"},
 };
 
 } // namespace
@@ -139,9 +140,9 @@ std::vector<ScreenRef> GnomeScreenList::read() const
     std::map<QString, std::shared_ptr<Screen>> cache;
     for (const auto& monitor : m_monitors) {
         const QString key = monitor.connector.isEmpty() ? QString::number(monitor.index) : monitor.connector;
-        auto screen = std::make_shared<GnomeScreen>(coordinates.toScreen(monitor.frame),
-                                                    coordinates.toScreen(monitor.workArea),
-                                                    monitor.product.isEmpty() ? key : monitor.product);
+        auto screen =
+            std::make_shared<GnomeScreen>(coordinates.toScreen(monitor.frame), coordinates.toScreen(monitor.workArea),
+                                          monitor.product.isEmpty() ? key : monitor.product);
         const auto known = m_cache.find(key);
         std::shared_ptr<Screen> kept = screen;
         if (known != m_cache.end() && screen->sameAs(*known->second))
@@ -174,8 +175,7 @@ GnomeCoordinates GnomeScreenList::coordinates() const
 {
     if (m_monitors.empty())
         read();
-    const auto primary =
-        std::find_if(m_monitors.begin(), m_monitors.end(), [](const auto& m) { return m.primary; });
+    const auto primary = std::find_if(m_monitors.begin(), m_monitors.end(), [](const auto& m) { return m.primary; });
     if (primary != m_monitors.end())
         return {primary->frame};
     return {m_monitors.empty() ? Rect{} : m_monitors.front().frame};
@@ -301,6 +301,8 @@ AXError GnomeAccessibility::setAttributeValue(const AXElementRef& element, const
 
 AXError GnomeAccessibility::place(std::uint64_t id, const Rect& asked)
 {
+    if (beforePlacement)
+        beforePlacement();
     const GnomeCoordinates coordinates = m_screens.coordinates();
     const auto placed = m_channel.moveResize(id, coordinates.fromAccessibility(asked));
     if (!placed) {
@@ -573,6 +575,7 @@ GnomeDesktopWatcher::GnomeDesktopWatcher(Gnome::ShellChannel& channel, GnomeScre
 {
     QObject::connect(&channel, &Gnome::ShellChannel::dismissed, m_context.get(),
                      [this, &screens, &workspaceCenter, &defaultCenter](const QString& reason) {
+                         Log::overlay().debug(dismissedMessage, reason);
                          if (reason == QLatin1String("workspace")) {
                              workspaceCenter.post(PlatformNotifications::activeSpaceDidChange);
                          } else if (reason == QLatin1String("monitors")) {

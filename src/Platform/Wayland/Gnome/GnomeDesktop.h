@@ -77,6 +77,9 @@ public:
     AXError isAttributeSettable(const AXElementRef& element, const QString& attribute, bool& settable) override;
     AXError setAttributeValue(const AXElementRef& element, const QString& attribute, const AXValue& value) override;
 
+    // Runs before each placement: the panel, closed, must be gone from over the window.
+    std::function<void()> beforePlacement;
+
 private:
     AXError place(std::uint64_t id, const Rect& asked);
 

@@ -20,8 +20,7 @@ namespace {
 constexpr const char* installedMessage = "installed Mosaro's GNOME Shell extension (%{public}s) in %{public}s";
 constexpr const char* gsettingsMessage = "gsettings %{public}s failed: %{public}s";
 // The files of a variant; metadata.json goes last, so a copy cut short reads as another version.
-constexpr const char* variantFiles[] = {"extension.js", "mosaro.js", "tech.brenmark.mosaro.Shell.xml",
-                                        "metadata.json"};
+constexpr const char* variantFiles[] = {"extension.js", "mosaro.js", "tech.brenmark.mosaro.Shell.xml", "metadata.json"};
 constexpr int gsettingsTimeoutMs = 1000;
 constexpr qint64 metadataLimit = 64 * 1024;
 
@@ -179,8 +178,8 @@ Expected<Ok, QString> installExtension(const QString& shipped, int major, const 
         return Ok{};
     if (shipped.isEmpty())
         return unexpected(QStringLiteral("this Mosaro came without its GNOME Shell extension"));
-    const QString source = shipped + QLatin1Char('/') + variantFor(major) + QLatin1Char('/') +
-                           QLatin1String(extensionUuid);
+    const QString source =
+        shipped + QLatin1Char('/') + variantFor(major) + QLatin1Char('/') + QLatin1String(extensionUuid);
     if (const auto made = FileReplacement::makeFolders(destination); !made)
         return unexpected(made.error().description());
     for (const char* name : variantFiles) {

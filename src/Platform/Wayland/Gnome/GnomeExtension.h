@@ -32,8 +32,8 @@ HostText advice(ExtensionState state);
 // What is known of the extension, from the bus and the disk.
 struct ExtensionFacts {
     QString mosaroVersion;
-    std::optional<QString> answeredVersion; // the running extension's Version property
-    bool installed = false;                 // a copy in an extensions folder
+    std::optional<QString> answeredVersion;  // the running extension's Version property
+    bool installed = false;                  // a copy in an extensions folder
     std::optional<QString> installedVersion; // its metadata's "version-name"
     bool installedFitsShell = true;          // its metadata's "shell-version" names the running Shell
     bool userExtensionsEnabled = true;

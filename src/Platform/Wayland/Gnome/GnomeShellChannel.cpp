@@ -222,15 +222,15 @@ Expected<std::optional<WindowRecord>, CallError> ShellChannel::focusedWindow()
 
 Expected<ShellChannel::Placed, CallError> ShellChannel::moveResize(std::uint64_t id, const Rect& frame)
 {
-    const QDBusMessage reply = call(QStringLiteral("MoveResize"),
-                                    {QVariant::fromValue(qulonglong(id)), int(std::lround(frame.x)),
-                                     int(std::lround(frame.y)), int(std::lround(frame.width)),
-                                     int(std::lround(frame.height))});
+    const QDBusMessage reply =
+        call(QStringLiteral("MoveResize"),
+             {QVariant::fromValue(qulonglong(id)), int(std::lround(frame.x)), int(std::lround(frame.y)),
+              int(std::lround(frame.width)), int(std::lround(frame.height))});
     if (reply.type() != QDBusMessage::ReplyMessage || reply.signature() != QLatin1String("biiii"))
         return unexpected(errorOf(reply));
     const QVariantList a = reply.arguments();
-    return Placed{a[0].toBool(), Rect{double(a[1].toInt()), double(a[2].toInt()), double(a[3].toInt()),
-                                      double(a[4].toInt())}};
+    return Placed{a[0].toBool(),
+                  Rect{double(a[1].toInt()), double(a[2].toInt()), double(a[3].toInt()), double(a[4].toInt())}};
 }
 
 std::optional<std::vector<MonitorRecord>> ShellChannel::monitors()
@@ -332,9 +332,9 @@ ShellFacts readShellFacts(const QDBusConnection& bus, const QString& uuid)
         return facts;
     const QVariant enabled = propertyValue(shellProperty(bus, "org.gnome.Shell.Extensions", "UserExtensionsEnabled"));
     facts.userExtensionsEnabled = enabled.metaType() != QMetaType::fromType<bool>() || enabled.toBool();
-    QDBusMessage info =
-        QDBusMessage::createMethodCall(QLatin1String(shellService), QLatin1String(shellPath),
-                                       QStringLiteral("org.gnome.Shell.Extensions"), QStringLiteral("GetExtensionInfo"));
+    QDBusMessage info = QDBusMessage::createMethodCall(QLatin1String(shellService), QLatin1String(shellPath),
+                                                       QStringLiteral("org.gnome.Shell.Extensions"),
+                                                       QStringLiteral("GetExtensionInfo"));
     info.setArguments({uuid});
     info.setAutoStartService(false);
     const QDBusMessage reply = bus.call(info, QDBus::Block, ShellChannel::timeoutMs);

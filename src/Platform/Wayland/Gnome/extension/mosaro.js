@@ -16,7 +16,7 @@ var DISPLAY_CONFIG = 'org.gnome.Mutter.DisplayConfig';
 var SETTLE_LIMIT_MS = 400;
 // A frame that moved but is not the one asked (a client's minimum size, the top bar) is taken
 // once it has been still this long.
-var SETTLE_QUIET_MS = 60;
+var SETTLE_QUIET_MS = 150;
 // How long the panel's window may take to appear after ShowPanel.
 var PANEL_WAIT_MS = 800;
 
@@ -273,6 +273,9 @@ var MosaroShell = class MosaroShell {
         let limitId = 0;
         let quietId = 0;
         let finished = false;
+        // A move shows at once, a size only once the client answers: only an answer of the
+        // client's (a size change) that then stays still is the frame it settled at.
+        let answered = false;
         const finish = (settled, frame) => {
             if (finished)
                 return;
@@ -291,6 +294,8 @@ var MosaroShell = class MosaroShell {
                 finish(true, frame);
                 return;
             }
+            if (!answered && (frame[2] !== asked[2] || frame[3] !== asked[3]))
+                return;
             if (quietId)
                 GLib.source_remove(quietId);
             quietId = GLib.timeout_add(GLib.PRIORITY_DEFAULT, SETTLE_QUIET_MS, () => {
@@ -302,7 +307,10 @@ var MosaroShell = class MosaroShell {
 
         if (win.get_maximized() !== 0)
             win.unmaximize(Meta.MaximizeFlags.BOTH);
-        ids.push(win.connect('size-changed', check));
+        ids.push(win.connect('size-changed', () => {
+            answered = true;
+            check();
+        }));
         ids.push(win.connect('position-changed', check));
         ids.push(win.connect('unmanaged', () => finish(false, null)));
         limitId = GLib.timeout_add(GLib.PRIORITY_DEFAULT, SETTLE_LIMIT_MS, () => {
@@ -520,13 +528,23 @@ var MosaroShell = class MosaroShell {
     // Mosaro's own answer to the resize, which it may only give once this call returned.
     _holdPanel(win, frame, invocation) {
         const {GLib, Main} = this._lib;
-        const panel = {win, hadFocus: false, unmanagedId: 0};
+        const panel = {win, hadFocus: false, unmanagedId: 0, sizeId: 0};
         panel.unmanagedId = win.connect('unmanaged', () => this._dismiss('focus'));
+        // Mosaro resizes its window for the new display while the Shell moves it there, and a
+        // size the client commits may come without the move: the position is kept as asked.
+        panel.sizeId = win.connect('size-changed', () => {
+            const rect = win.get_frame_rect();
+            if (rect.x !== frame[0] || rect.y !== frame[1])
+                win.move_frame(false, frame[0], frame[1]);
+        });
         this._panel = panel;
         win.make_above();
         win.stick();
         if (win.get_maximized() !== 0)
             win.unmaximize(this._lib.Meta.MaximizeFlags.BOTH);
+        // The move first, applied at once: a size the client already has brings no commit, and the
+        // move of a move-and-resize waits for one.
+        win.move_frame(false, frame[0], frame[1]);
         win.move_resize_frame(false, ...frame);
         Main.activateWindow(win);
         invocation.return_value(new GLib.Variant('(b)', [global.display.get_focus_window() === win]));
@@ -553,6 +571,7 @@ var MosaroShell = class MosaroShell {
         if (!this._panel)
             return;
         this._panel.win.disconnect(this._panel.unmanagedId);
+        this._panel.win.disconnect(this._panel.sizeId);
         this._panel = null;
     }
 
