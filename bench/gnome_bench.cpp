@@ -4,6 +4,7 @@
 // time was spent on. The floor the commit is compared with is the extension's own bare
 // move-and-resize of the same window between the same cells, asked by this program registered in
 // Mosaro's place once Mosaro has ended, in the same run and the same Shell.
+#include "BenchFigures.h"
 #include "support/wayland/GnomeSession.h"
 #include "support/wayland/MosaroProcess.h"
 
@@ -21,24 +22,9 @@
 
 using namespace mosaro;
 using namespace mosaro::test;
+using namespace mosaro::bench;
 
 namespace {
-
-struct Figure {
-    std::vector<double> values;
-    double at(double q) const
-    {
-        if (values.empty())
-            return NAN;
-        std::vector<double> v = values;
-        std::sort(v.begin(), v.end());
-        return v[std::min(v.size() - 1, std::size_t(q * double(v.size() - 1) + 0.5))];
-    }
-    QString text() const
-    {
-        return QStringLiteral("%1 / %2 / %3").arg(at(0.5), 0, 'f', 1).arg(at(0.95), 0, 'f', 1).arg(at(1.0), 0, 'f', 1);
-    }
-};
 
 double ms(const QElapsedTimer& clock)
 {
@@ -54,22 +40,6 @@ std::optional<double> when(const QElapsedTimer& clock, const std::function<bool(
             return ms(clock);
     }
     return std::nullopt;
-}
-
-// The time of the first log line holding the text after `from` characters, by the log's clock.
-std::optional<double> loggedAt(const QString& log, const QString& text, qsizetype from)
-{
-    const qsizetype at = log.indexOf(text, from);
-    if (at < 0)
-        return std::nullopt;
-    const qsizetype line = log.lastIndexOf(QLatin1Char('\n'), at) + 1;
-    const QTime time = QTime::fromString(log.mid(line, 12), QStringLiteral("HH:mm:ss.zzz"));
-    return time.isValid() ? std::optional<double>(time.msecsSinceStartOfDay()) : std::nullopt;
-}
-
-double wallClock()
-{
-    return QTime::currentTime().msecsSinceStartOfDay();
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 // Every scenario runs on Debian 12's sway 1.7 and on the Debian 13 root's sway 1.10.
 #include "Platform/Geometry.h"
 #include "support/wayland/MosaroProcess.h"
+#include "support/wayland/SessionProcesses.h"
 #include "support/wayland/SwaySession.h"
 
 #include <QCoreApplication>
@@ -11,7 +12,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -25,14 +25,7 @@ const QString panelTitle = QStringLiteral("Mosaro overlay");
 
 bool spin(const std::function<bool()>& condition, int ms = 5000)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > ms)
-            return false;
-        QThread::msleep(20);
-    }
-    return true;
+    return waitUntil(condition, ms);
 }
 
 struct Compositor {

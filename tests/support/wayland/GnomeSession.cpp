@@ -248,8 +248,7 @@ pid_t GnomeSession::spawn(const QStringList& argv)
         command << QStringLiteral("--");
         env[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin");
     } else if (m_asNobody) {
-        command << QStringLiteral("/usr/bin/setpriv") << QStringLiteral("--reuid=65534")
-                << QStringLiteral("--regid=65534") << QStringLiteral("--clear-groups") << QStringLiteral("--");
+        command << asUnprivileged();
     }
     const pid_t pid =
         forkExec(command + argv, env,
@@ -261,14 +260,7 @@ pid_t GnomeSession::spawn(const QStringList& argv)
 
 void GnomeSession::stop(pid_t pid)
 {
-    if (pid <= 0)
-        return;
-    ::kill(pid, SIGTERM);
-    if (!waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
-    }
-    std::erase(m_children, pid);
+    stopProcess(pid, m_children);
 }
 
 void GnomeSession::stopShell()

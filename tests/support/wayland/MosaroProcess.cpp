@@ -1,5 +1,7 @@
 #include "support/wayland/MosaroProcess.h"
 
+#include "support/wayland/SessionProcesses.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -12,22 +14,6 @@
 #include <unistd.h>
 
 namespace mosaro::test {
-
-namespace {
-
-bool until(const std::function<bool()>& condition, int timeoutMs)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QThread::msleep(20);
-    }
-    return true;
-}
-
-} // namespace
 
 MosaroProcess::MosaroProcess(SwaySession& session)
     : m_folder(QDir::cleanPath(session.runtimeDirectory() + QStringLiteral("/../mosaro"))),
@@ -116,7 +102,7 @@ int MosaroProcess::run(const QStringList& arguments, QString* output, int timeou
 std::optional<int> MosaroProcess::waitForExit(int timeoutMs)
 {
     int status = 0;
-    if (m_pid <= 0 || !until([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs))
+    if (m_pid <= 0 || !waitUntil([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs))
         return std::nullopt;
     m_pid = -1;
     return WIFEXITED(status) ? std::optional<int>(WEXITSTATUS(status)) : std::nullopt;
@@ -142,12 +128,12 @@ QString MosaroProcess::log() const
 
 bool MosaroProcess::waitForLog(const QString& needle, int times, int timeoutMs) const
 {
-    return until([&] { return count(needle) >= times; }, timeoutMs);
+    return waitUntil([&] { return count(needle) >= times; }, timeoutMs);
 }
 
 bool MosaroProcess::waitForDefaults(const QString& needle, int timeoutMs) const
 {
-    return until(
+    return waitUntil(
         [&] {
             QFile file(m_configHome + QStringLiteral("/Mosaro/defaults.json"));
             return file.open(QIODevice::ReadOnly) && QString::fromUtf8(file.readAll()).contains(needle);

@@ -128,4 +128,22 @@ bool waitUntil(const std::function<bool()>& condition, int timeoutMs)
     return true;
 }
 
+void stopProcess(pid_t pid, std::vector<pid_t>& children)
+{
+    if (pid <= 0)
+        return;
+    ::kill(pid, SIGTERM);
+    if (!waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+    }
+    std::erase(children, pid);
+}
+
+QStringList asUnprivileged()
+{
+    return {QStringLiteral("/usr/bin/setpriv"), QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+            QStringLiteral("--clear-groups"), QStringLiteral("--")};
+}
+
 } // namespace mosaro::test

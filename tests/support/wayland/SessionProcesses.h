@@ -24,5 +24,9 @@ std::vector<pid_t> pidsWithRuntime(const QString& runtime);
 // session ran as the unprivileged user, its orphans that came back to us).
 void endSession(const QString& runtime, std::vector<pid_t> pids, bool asNobody);
 bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
+// SIGTERM, then SIGKILL after 3 s, to one program started for the session; it leaves `children`.
+void stopProcess(pid_t pid, std::vector<pid_t>& children);
+// What runs a program as the unprivileged user (setpriv).
+QStringList asUnprivileged();
 
 } // namespace mosaro::test

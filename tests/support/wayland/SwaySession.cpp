@@ -149,8 +149,7 @@ pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
         // The script itself runs as root and needs the system's administration tools.
         environment[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin");
     } else if (m_asNobody) {
-        command << QStringLiteral("/usr/bin/setpriv") << QStringLiteral("--reuid=65534")
-                << QStringLiteral("--regid=65534") << QStringLiteral("--clear-groups") << QStringLiteral("--");
+        command << asUnprivileged();
     }
     command << argv;
     const pid_t pid = forkExec(
@@ -162,14 +161,7 @@ pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
 
 void SwaySession::stop(pid_t pid)
 {
-    if (pid <= 0)
-        return;
-    ::kill(pid, SIGTERM);
-    if (!waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
-    }
-    std::erase(m_children, pid);
+    stopProcess(pid, m_children);
 }
 
 bool SwaySession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
