@@ -20,7 +20,7 @@ struct Figure {
             return NAN;
         std::vector<double> v = values;
         std::sort(v.begin(), v.end());
-        return v[std::min(v.size() - 1, std::size_t(q * double(v.size() - 1) + 0.5))];
+        return v[std::min(v.size() - 1, std::size_t(std::lround(q * double(v.size() - 1))))];
     }
     QString text() const
     {

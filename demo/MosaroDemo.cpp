@@ -42,14 +42,13 @@ QString describeFrame(X11Session& session, xcb_window_t window)
 // Mosaro's outline window (its overlay without a compositing manager), once it is on screen.
 xcb_window_t overlayWindow(X11Connection& x)
 {
-    auto tree = x.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(x.connection(), x.root()));
+    auto tree = x.ask<xcb_query_tree_reply>(xcb_query_tree, x.root());
     if (!tree)
         return XCB_WINDOW_NONE;
-    const xcb_window_t* children = xcb_query_tree_children(tree->get());
-    for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
-        auto attributes = x.reply<xcb_get_window_attributes_reply_t>(
-            xcb_get_window_attributes_reply, xcb_get_window_attributes(x.connection(), children[i]));
-        if (attributes && (*attributes)->map_state == XCB_MAP_STATE_VIEWABLE &&
+    const xcb_window_t* children = xcb_query_tree_children(tree.get());
+    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
+        auto attributes = x.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, children[i]);
+        if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
             x.text(children[i], x.atom("_NET_WM_NAME")) == QStringLiteral("Mosaro overlay"))
             return children[i];
     }

@@ -154,7 +154,7 @@ void addPreferences(const DesktopFacts& f, std::vector<CheckFinding>& out)
 }
 
 // GNOME Shell, through Mosaro's extension inside it.
-bool addGnomeShell(const DesktopFacts::Compositor& c, const QString& name, std::vector<CheckFinding>& out)
+bool addGnomeShell(const CompositorFacts& c, const QString& name, std::vector<CheckFinding>& out)
 {
     if (!c.channelAnswers) {
         out.push_back(error(
@@ -172,7 +172,7 @@ bool addGnomeShell(const DesktopFacts::Compositor& c, const QString& name, std::
 }
 
 // Returns false when nothing more can be said: no display, or no channel to place windows through.
-bool addCompositor(const DesktopFacts::Compositor& c, std::vector<CheckFinding>& out)
+bool addCompositor(const CompositorFacts& c, std::vector<CheckFinding>& out)
 {
     if (!c.displayReachable) {
         out.push_back(error(QStringLiteral("cannot connect to the Wayland display %1").arg(c.waylandDisplay)));

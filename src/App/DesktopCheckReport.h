@@ -8,6 +8,25 @@
 
 namespace mosaro {
 
+// What `mosaro --check` found out about a Wayland compositor and its channel.
+struct CompositorFacts {
+    QString waylandDisplay;
+    bool displayReachable = false;
+    QString name;    // "sway"; empty when no channel Mosaro knows answered
+    QString version; // as the compositor reports it
+    QString channel; // where its channel is
+    bool channelAnswers = false;
+    QString channelProblem;        // why it did not answer
+    bool shortcutsInhibit = false; // zwp_keyboard_shortcuts_inhibit_manager_v1 offered
+    bool outputEvents = false;     // it says when outputs change
+    int outputs = 0;
+    QString beepPlayer; // the program that plays the beep; empty when none
+    // GNOME Shell: the state of Mosaro's extension there ("enabled", "not installed", …), and
+    // what to do about it.
+    std::optional<QString> extension;
+    QString extensionAdvice;
+};
+
 // What `mosaro --check` found out about the desktop, as plain facts; gathering them is the
 // platform's business, wording them this file's.
 struct DesktopFacts {
@@ -58,24 +77,7 @@ struct DesktopFacts {
 
     // A Wayland session: the compositor reached through its own channel stands where the X
     // display and its window manager stand.
-    struct Compositor {
-        QString waylandDisplay;
-        bool displayReachable = false;
-        QString name;    // "sway"; empty when no channel Mosaro knows answered
-        QString version; // as the compositor reports it
-        QString channel; // where its channel is
-        bool channelAnswers = false;
-        QString channelProblem;        // why it did not answer
-        bool shortcutsInhibit = false; // zwp_keyboard_shortcuts_inhibit_manager_v1 offered
-        bool outputEvents = false;     // it says when outputs change
-        int outputs = 0;
-        QString beepPlayer; // the program that plays the beep; empty when none
-        // GNOME Shell: the state of Mosaro's extension there ("enabled", "not installed", …), and
-        // what to do about it.
-        std::optional<QString> extension;
-        QString extensionAdvice;
-    };
-    std::optional<Compositor> wayland;
+    std::optional<CompositorFacts> wayland;
 
     QString tray; // what hosts tray icons, empty when nothing does
     bool sessionBus = false;

@@ -37,7 +37,6 @@ public:
     ~PermissionPoller() override;
 
     const PermissionState& state() const { return m_state; }
-    bool isPolling() const { return m_timer.has_value(); }
 
     void appear();
     void disappear();

@@ -34,7 +34,7 @@ TEST(AppDelegate, LaunchStepsRunInTheirOrder)
         "onboarding",
     };
     EXPECT_EQ(driver.journal, expected);
-    EXPECT_EQ(driver.hotKeys.activeCount(), 1u);
+    EXPECT_EQ(driver.hotKeys.live.size(), 1u);
     EXPECT_FALSE(AccessibilityStatusMonitor::shared().isGranted());
 }
 
@@ -83,34 +83,6 @@ TEST(AppDelegate, ClosingTheLastTitledWindowHidesTheApplicationATenthOfASecondLa
     EXPECT_EQ(driver.desktop.hides, 0); // not before the delay
     EXPECT_EQ(driver.runOneShotTimers(), 1);
     EXPECT_EQ(driver.desktop.hides, 1);
-}
-
-TEST(AppDelegate, TerminationSavesAResizedGridDisablesTheTriggerAndStopsObserving)
-{
-    AppDriver driver;
-    driver.accessibility.trusted = true;
-    driver.launch();
-    OverlayPresenter* presenter = driver.delegate->presenter();
-    ASSERT_NE(presenter, nullptr);
-    FocusedWindow w;
-    w.isResizable = true;
-    w.frame = {100, 100, 400, 300};
-    presenter->present(w, driver.screens.list[0]);
-    presenter->handleKeyDown({KeyEvent::Type::keyDown, 124, ModifierFlag::option, presenter->window()});
-
-    driver.journal.clear();
-    driver.terminate();
-    EXPECT_EQ(driver.delegate->presenter(), nullptr);
-    EXPECT_EQ(driver.hotKeys.activeCount(), 0u);
-    const auto saved = loadPreferences(driver.preferencesPath());
-    ASSERT_TRUE(saved);
-    EXPECT_EQ(saved->proSettings.globalGrid, (GridDimensions{4, 2}));
-    ASSERT_FALSE(driver.journal.empty());
-    EXPECT_EQ(driver.journal.front(), lifecycle(LogMessages::willTerminate));
-
-    driver.windowWillClose(true);
-    EXPECT_EQ(driver.runOneShotTimers(), 0);
-    EXPECT_EQ(driver.desktop.hides, 0);
 }
 
 } // namespace

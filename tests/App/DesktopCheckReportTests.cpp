@@ -39,24 +39,6 @@ std::optional<Severity> severityOf(const std::vector<CheckFinding>& findings, co
 
 } // namespace
 
-// A desktop with everything in place: only "ok:" lines, in reading order, and exit code 0.
-TEST(DesktopCheckReport, HealthyDesktopIsAllOk)
-{
-    const auto findings = desktopFindings(healthyOpenbox());
-    EXPECT_EQ(checkExitCode(findings), 0);
-    EXPECT_EQ(formatFindings(findings),
-              QStringLiteral("ok: display :0 (X11 session)\n"
-                             "ok: window manager: Openbox (EWMH)\n"
-                             "ok: moves: the window manager honours _NET_MOVERESIZE_WINDOW\n"
-                             "ok: frame extents: published (_NET_FRAME_EXTENTS)\n"
-                             "ok: work area: published (_NET_WORKAREA)\n"
-                             "ok: trigger: Super+Return is free\n"
-                             "ok: tray: an XEmbed system tray\n"
-                             "ok: session bus: reachable\n"
-                             "ok: journal: reachable\n"
-                             "ok: preferences: /home/ana/.local/share/Mosaro/preferences.json loads\n"));
-}
-
 // What stops Mosaro from placing windows is an error (exit 1): no display (then nothing else is
 // said), no window manager, or one without EWMH; the moves are only tried under a drivable one.
 TEST(DesktopCheckReport, ErrorsAreWhatStopsPlacing)

@@ -3,6 +3,7 @@
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
 #include "KeyboardShortcuts/HotkeyRegistry.h"
 #include "Platform/KeyEvent.h"
+#include "support/LogLines.h"
 #include "support/ShortcutPackageFixture.h"
 
 #include <gtest/gtest.h>
@@ -26,12 +27,8 @@ protected:
     // The lifecycle errors about refused hotkeys.
     static QStringList refusals()
     {
-        QStringList lines;
-        for (const auto& e : Log::Store::shared().entries())
-            if (e.category == QStringLiteral("lifecycle") && e.level == Log::Level::error &&
-                e.format == QString::fromUtf8(LogMessages::hotkeyRefused))
-                lines << e.message;
-        return lines;
+        return test::loggedMessages(QStringLiteral("lifecycle"), true)
+            .filter(QStringLiteral("error: Error registering"));
     }
 
     HotkeyRegistry registry;
@@ -78,9 +75,10 @@ TEST_F(HotkeyRegistrationTest, RefusedOrOutOfRangeRegistrationLeavesTheTriggerIn
     setShortcut(Shortcut(36, 256), trigger);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error registering hotkey Super+Return: -9878\n");
     // The same line as an error of the lifecycle category, once, in the package's notation.
-    EXPECT_EQ(refusals(), QStringList{QStringLiteral("Error registering hotkey %1: -9878 (another program holds this "
-                                                     "combination)")
-                                          .arg(Shortcut(36, 256).description())});
+    EXPECT_EQ(refusals(),
+              QStringList{QStringLiteral("error: Error registering hotkey %1: -9878 (another program holds this "
+                                         "combination)")
+                              .arg(Shortcut(36, 256).description())});
     EXPECT_TRUE(hotKeys.live.empty());
     EXPECT_EQ(storedValue(HotkeyAction::trigger), QVariant(test::triggerDefaultJson));
     enable(trigger); // counts as registered: no retry

@@ -49,32 +49,6 @@ TEST_F(OverlayKeyDecoderTest, CapsLockAndDeviceFlagsNeverChangeTheResult)
     }
 }
 
-TEST_F(OverlayKeyDecoderTest, RecordedShortcutsComeFirstAndBuiltInsStayAsFallback)
-{
-    record(HotkeyAction::navigateDown, Shortcut(Key::j));
-    EXPECT_EQ(decodeOverlayKey(j, 0), OverlayInput::navigate(Direction::down));
-    EXPECT_EQ(decodeOverlayKey(j, Flag::shift), std::nullopt);
-    EXPECT_EQ(decodeOverlayKey(down, arrowNoise), OverlayInput::navigate(Direction::down));
-
-    record(HotkeyAction::dismiss, Shortcut(Key::returnKey));
-    EXPECT_EQ(decodeOverlayKey(returnKey, 0), OverlayInput::dismiss());
-    EXPECT_EQ(decodeOverlayKey(keypadEnter, 0), OverlayInput::confirm());
-
-    // Recording Space for confirm adds Space; Return keeps dismissing because of the earlier record.
-    record(HotkeyAction::confirm, Shortcut(Key::space));
-    EXPECT_EQ(decodeOverlayKey(space, 0), OverlayInput::confirm());
-
-    // The same recorded shortcut on two actions: the earlier action wins.
-    const Shortcut controlL(Key::l, Flag::control);
-    record(HotkeyAction::resizeRemoveColumn, controlL);
-    record(HotkeyAction::extendLeft, controlL);
-    EXPECT_EQ(decodeOverlayKey(37, Flag::control), OverlayInput::extend(Direction::left));
-
-    // A recorded Fn combination matches whether or not Fn is held.
-    record(HotkeyAction::crossDisplayNext, Shortcut(Key::f5, Flag::function | Flag::option));
-    EXPECT_EQ(decodeOverlayKey(96, Flag::option | Flag::function), OverlayInput::crossDisplayNext());
-}
-
 TEST_F(OverlayKeyDecoderTest, TriggerAndUnreadableRecordsAreNotOverlayKeys)
 {
     KeyboardShortcuts::setShortcut(Shortcut(Key::returnKey), nameFor(HotkeyAction::trigger));

@@ -2,6 +2,7 @@
 #include "Permission/PermissionGate.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/InMemoryDefaultsStore.h"
+#include "support/LogLines.h"
 
 #include <gtest/gtest.h>
 
@@ -9,15 +10,6 @@ using namespace mosaro;
 using namespace mosaro::test;
 
 namespace {
-
-std::vector<QString> permissionLog()
-{
-    std::vector<QString> lines;
-    for (const auto& e : Log::Store::shared().entries())
-        if (e.category == QLatin1String("permission") && e.level == Log::Level::info)
-            lines.push_back(e.message);
-    return lines;
-}
 
 class PermissionGateTest : public ::testing::Test {
 protected:
@@ -44,8 +36,8 @@ TEST_F(PermissionGateTest, UntrustedIsNotDeterminedUntilPromptedThenDeniedAndQui
     // Later checks, from this gate or another one, repeat the state without logging.
     EXPECT_EQ(gate.check(false), PermissionState::denied(true));
     EXPECT_EQ(PermissionGate(trust, defaults, opener).check(false), PermissionState::denied(true));
-    EXPECT_EQ(permissionLog(), (std::vector<QString>{"permission state → notDetermined",
-                                                     "permission state → denied(canPromptAgain: true)"}));
+    EXPECT_EQ(loggedMessages("permission"),
+              (QStringList{"permission state → notDetermined", "permission state → denied(canPromptAgain: true)"}));
     EXPECT_NE(PermissionState::denied(true), PermissionState::denied(false));
 }
 
@@ -54,7 +46,7 @@ TEST_F(PermissionGateTest, TrustIgnoresTheFlagAndOnlyRequestAccessSetsItWhenTrus
     trust.trusted = true;
     EXPECT_EQ(gate.check(true), PermissionState::granted());
     EXPECT_FALSE(defaults.values.contains(PermissionGate::promptFlagKey));
-    EXPECT_EQ(permissionLog(), std::vector<QString>{"permission state → granted"});
+    EXPECT_EQ(loggedMessages("permission"), QStringList{"permission state → granted"});
 
     gate.requestAccess();
     EXPECT_TRUE(flag());
@@ -63,7 +55,7 @@ TEST_F(PermissionGateTest, TrustIgnoresTheFlagAndOnlyRequestAccessSetsItWhenTrus
     gate.openAccessibilitySettings();
     EXPECT_EQ(opener.opened,
               std::vector<QString>{"x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility"});
-    EXPECT_EQ(permissionLog().size(), 1u);
+    EXPECT_EQ(loggedMessages("permission").size(), 1);
 
     // Access revoked after a prompt: denied, never notDetermined again.
     trust.trusted = false;

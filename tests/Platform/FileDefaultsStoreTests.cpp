@@ -1,10 +1,12 @@
 #include "Diagnostics/Log/Log.h"
 #include "Platform/FileDefaultsStore.h"
+#include "support/LogLines.h"
 #include "support/QtPrinters.h"
 
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -27,12 +29,11 @@ void writeAll(const QString& path, const QByteArray& bytes)
     file.write(bytes);
 }
 
-std::size_t lifecycleErrors()
+qsizetype lifecycleErrors()
 {
-    std::size_t count = 0;
-    for (const auto& entry : Log::Store::shared().entries())
-        count += entry.category == "lifecycle" && entry.level == Log::Level::error;
-    return count;
+    return test::loggedMessages(QStringLiteral("lifecycle"), true)
+        .filter(QRegularExpression(QStringLiteral("^error: ")))
+        .size();
 }
 
 class FileDefaultsStoreTest : public ::testing::Test {
@@ -63,7 +64,7 @@ TEST_F(FileDefaultsStoreTest, ValuesSurviveANewProcess)
     EXPECT_EQ(reopened.object("count")->toLongLong(), 42);
     EXPECT_EQ(reopened.object("ratio")->toDouble(), 0.25);
     EXPECT_TRUE(QJsonDocument::fromJson(readAll(path)).isObject());
-    EXPECT_EQ(lifecycleErrors(), 0u);
+    EXPECT_EQ(lifecycleErrors(), 0);
     EXPECT_TRUE(FileDefaultsStore::defaultPath().endsWith("/Mosaro/defaults.json"));
 }
 
@@ -77,7 +78,7 @@ TEST_F(FileDefaultsStoreTest, FilesThatDidNotLoadAreKeptAsideAtEveryReplacement)
     };
 
     FileDefaultsStore store(path);
-    EXPECT_EQ(lifecycleErrors(), 1u);
+    EXPECT_EQ(lifecycleErrors(), 1);
     EXPECT_EQ(store.object("KeyboardShortcuts_trigger"), std::nullopt);
     store.removeObject("absent");
     EXPECT_EQ(readAll(path), corrupt);
@@ -87,7 +88,7 @@ TEST_F(FileDefaultsStoreTest, FilesThatDidNotLoadAreKeptAsideAtEveryReplacement)
     store.setBool("flag", false);
     ASSERT_EQ(copies().size(), 1);
     EXPECT_EQ(readAll(dir.filePath(copies()[0])), corrupt);
-    EXPECT_EQ(lifecycleErrors(), 2u);
+    EXPECT_EQ(lifecycleErrors(), 2);
     EXPECT_EQ(Log::Store::shared().entries().back().message,
               QStringLiteral("kept the defaults file that did not load as %1 before replacing it (not valid JSON "
                              "(illegal value at offset 31))")
@@ -105,7 +106,7 @@ TEST_F(FileDefaultsStoreTest, FilesThatDidNotLoadAreKeptAsideAtEveryReplacement)
     QList<QByteArray> kept{readAll(dir.filePath(copies()[0])), readAll(dir.filePath(copies()[1]))};
     std::sort(kept.begin(), kept.end());
     EXPECT_EQ(kept, (QList<QByteArray>{"[1, 2]", corrupt}));
-    EXPECT_EQ(lifecycleErrors(), 4u);
+    EXPECT_EQ(lifecycleErrors(), 4);
 }
 
 TEST_F(FileDefaultsStoreTest, UnwritableLocationKeepsValuesInMemory)
@@ -114,13 +115,13 @@ TEST_F(FileDefaultsStoreTest, UnwritableLocationKeepsValuesInMemory)
     FileDefaultsStore store(dir.filePath("blocker/defaults.json"));
     store.setObject("key", "value");
     EXPECT_EQ(store.string("key"), "value");
-    EXPECT_EQ(lifecycleErrors(), 1u);
+    EXPECT_EQ(lifecycleErrors(), 1);
 
     // Values JSON cannot hold are refused with a log line, not stored.
     FileDefaultsStore good(path);
     good.setObject("nothing", QVariant());
     EXPECT_EQ(good.object("nothing"), std::nullopt);
-    EXPECT_EQ(lifecycleErrors(), 2u);
+    EXPECT_EQ(lifecycleErrors(), 2);
 }
 
 } // namespace

@@ -1,10 +1,13 @@
 #include "Platform/QtScheduler.h"
+#include "support/ApplicationEnvironment.h"
 
 #include <QCoreApplication>
 #include <gtest/gtest.h>
 #include <memory>
 
 using namespace mosaro;
+
+MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
 
 namespace {
 
@@ -19,13 +22,6 @@ bool spin(F done, int iterations = 100000)
 
 TEST(QtScheduler, FiresOnceOrRepeatedlyAndCancelsEvenFromInsideATick)
 {
-    static int argc = 1;
-    static char name[] = "mosaro_tests";
-    static char* argv[] = {name, nullptr};
-    std::unique_ptr<QCoreApplication> app;
-    if (!QCoreApplication::instance())
-        app = std::make_unique<QCoreApplication>(argc, argv);
-
     QtScheduler scheduler;
     int once = 0, dropped = 0, ticks = 0;
     Scheduler::Token tick = 0;

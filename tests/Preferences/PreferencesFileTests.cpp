@@ -2,6 +2,7 @@
 #include "Preferences/Migrations.h"
 #include "Preferences/PreferencesFile.h"
 #include "Preferences/PreferencesJson.h"
+#include "support/LogLines.h"
 #include "support/NotLoadingPreferences.h"
 #include "support/QtPrinters.h"
 
@@ -40,16 +41,7 @@ protected:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
     }
 
-    // "level: message" of every preferences entry so far.
-    QStringList logged() const
-    {
-        QStringList lines;
-        for (const auto& entry : Log::Store::shared().entries()) {
-            if (entry.category == QStringLiteral("preferences"))
-                lines << Log::levelName(entry.level) + QStringLiteral(": ") + entry.message;
-        }
-        return lines;
-    }
+    static QStringList logged() { return test::loggedMessages(QStringLiteral("preferences"), true); }
 
     QTemporaryDir dir;
     QString path = dir.filePath(QStringLiteral("Mosaro/preferences.json"));
@@ -81,44 +73,6 @@ TEST_F(PreferencesFileTest, MissingFileGivesDefaultsAndVersionOneIsMigrated)
     EXPECT_TRUE(logged()[1].startsWith(QStringLiteral("info: kept the version 1 preferences file as ")));
 }
 
-TEST_F(PreferencesFileTest, VersionTwoIsSanitizedButNotRewritten)
-{
-    const QByteArray odd = v2("-5", R"({"columns": 0, "rows": 50})");
-    write(odd);
-    auto loaded = loadPreferences(path).valueOr({});
-    EXPECT_EQ(loaded.proSettings.globalGrid, (GridDimensions{1, 20}));
-    EXPECT_EQ(loaded.proSettings.margin, 0);
-    EXPECT_EQ(read(), odd);
-
-    write(v2("100", R"({"columns": 3, "rows": 2})", R"({"Alpha": {"columns": 40, "rows": 2}})"));
-    loaded = loadPreferences(path).valueOr({});
-    EXPECT_EQ(loaded.proSettings.margin, 64);
-    EXPECT_EQ(loaded.proSettings.perDisplayGrids.overrides.at(QStringLiteral("Alpha")), (GridDimensions{40, 2}));
-    EXPECT_EQ(loaded.lastSeenAppVersion, std::nullopt);
-    ASSERT_TRUE(savePreferences(loaded, path));
-    EXPECT_FALSE(read().contains("lastSeenAppVersion"));
-    EXPECT_TRUE(logged().isEmpty());
-}
-
-TEST_F(PreferencesFileTest, OtherVersionsGiveDefaults)
-{
-    const QByteArray future = R"({"schemaVersion": 7, "layout": "new"})";
-    write(future);
-    EXPECT_EQ(loadPreferences(path).valueOr({}), Preferences::defaults());
-    EXPECT_EQ(read(), future);
-
-    write(R"({"schemaVersion": 0, "showInDockIcon": true})");
-    EXPECT_EQ(loadPreferences(path).valueOr({}), Preferences::defaults());
-    EXPECT_EQ(read(), PreferencesJson::encode(Preferences::defaults()));
-    EXPECT_EQ(logged().mid(0, 2),
-              (QStringList{QStringLiteral("error: preferences schemaVersion=7 is newer than supported (2); "
-                                          "using defaults without overwriting file"),
-                           QStringLiteral("error: Unknown preferences version 0; returning defaults")}));
-    // What the load replaces is kept first.
-    ASSERT_EQ(logged().size(), 3);
-    EXPECT_TRUE(logged()[2].startsWith(QStringLiteral("error: kept the preferences file that did not load as ")));
-}
-
 TEST_F(PreferencesFileTest, UndecodableFilesAreErrorsAndStayUntouched)
 {
     for (const QByteArray& bytes :
@@ -134,16 +88,6 @@ TEST_F(PreferencesFileTest, UndecodableFilesAreErrorsAndStayUntouched)
                     logged() == QStringList{QStringLiteral("info: Migrating preferences v1 → v2")});
     }
     EXPECT_TRUE(toString(loadPreferences(dir.path()).error()).startsWith(QStringLiteral("could not read ")));
-}
-
-TEST_F(PreferencesFileTest, SaveCreatesFolders)
-{
-    const QString nested = dir.filePath(QStringLiteral("a/b/preferences.json"));
-    Preferences changed;
-    changed.proSettings.margin = 8;
-    ASSERT_TRUE(savePreferences(changed, nested));
-    EXPECT_EQ(loadPreferences(nested).valueOr({}), changed);
-    EXPECT_EQ(QDir(dir.filePath(QStringLiteral("a/b"))).entryList(QDir::Files), QStringList{"preferences.json"});
 }
 
 namespace {
@@ -196,31 +140,6 @@ TEST_F(KeptPreferencesTest, EveryKindThatDidNotLoadIsKeptBeforeASaveReplacesIt)
             expectedLines << kind.keptLine(copies()[0]);
         EXPECT_EQ(logged(), expectedLines);
     }
-}
-
-TEST_F(KeptPreferencesTest, LaterSavesKeepEveryEarlierCopy)
-{
-    const QByteArray first = R"({"schemaVersion": 99})";
-    const QByteArray second = "not json at all";
-    const QByteArray third = R"({"schemaVersion": 2})";
-    Preferences changed;
-    for (const QByteArray& bytes : {first, second, third}) {
-        write(bytes);
-        changed.proSettings.margin += 1;
-        ASSERT_TRUE(savePreferences(changed, path));
-        // A version-2 file replacing a version-2 file keeps nothing more.
-        ASSERT_TRUE(savePreferences(changed, path));
-    }
-    ASSERT_EQ(copies().size(), 3);
-    QList<QByteArray> kept;
-    for (int i = 0; i < 3; ++i)
-        kept << copy(i);
-    std::sort(kept.begin(), kept.end());
-    QList<QByteArray> expected{first, second, third};
-    std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(kept, expected);
-    EXPECT_EQ(read(), PreferencesJson::encode(changed));
-    EXPECT_EQ(logged().size(), 3);
 }
 
 // Root-proof faults: a regular file where the folder should be, and names at the length limit.

@@ -21,31 +21,6 @@ namespace {
 
 class SettingsWindowLayout : public SettingsWindowTest {};
 
-TEST_F(SettingsWindowLayout, ThreeTabsAFixedContentAndATitleThatFollowsTheSelection)
-{
-    SettingsWindow& w = open();
-    EXPECT_EQ(w.size(), QSize(580, 600));
-    EXPECT_EQ(w.minimumSize(), w.maximumSize());
-    ASSERT_EQ(w.tabs()->count(), 3);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_FALSE(w.tabs()->tabIcon(i).pixmap(QSize(16, 16), 2.0).isNull()) << i;
-    EXPECT_EQ(w.selectedPane(), SettingsPane::general);
-    w.tabs()->setCurrentIndex(1);
-    EXPECT_EQ(w.selectedPane(), SettingsPane::shortcuts);
-    EXPECT_EQ(w.windowTitle(), settingsWindowTitle(SettingsPane::shortcuts));
-}
-
-TEST_F(SettingsWindowLayout, OpenToPaneSelectsAKnownPaneAndIgnoresAnythingElse)
-{
-    SettingsWindow& w = open();
-    center.post(openSettingsToPaneNotification, nullptr, {{"pane", "about"}});
-    EXPECT_EQ(w.selectedPane(), SettingsPane::about);
-    for (const QVariantMap& info : {QVariantMap{{"pane", "appearance"}}, QVariantMap{{"pane", 1}}, QVariantMap{}}) {
-        center.post(openSettingsToPaneNotification, nullptr, info);
-        EXPECT_EQ(w.selectedPane(), SettingsPane::about);
-    }
-}
-
 TEST_F(SettingsWindowLayout, ControllerOpensOneWindowRemembersARequestedPaneAndClosesLikeATitledWindow)
 {
     SettingsWindowController controller(environment());
@@ -62,6 +37,8 @@ TEST_F(SettingsWindowLayout, ControllerOpensOneWindowRemembersARequestedPaneAndC
     EXPECT_EQ(first->selectedPane(), SettingsPane::shortcuts);
     controller.show();
     EXPECT_EQ(controller.window(), first) << "a second show brings the same window forward";
+    center.post(openSettingsToPaneNotification, nullptr, openSettingsToPaneUserInfo(SettingsPane::about));
+    EXPECT_EQ(first->selectedPane(), SettingsPane::about) << "and an open one turns to the pane asked for";
 
     first->close();
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -135,8 +112,9 @@ TEST_F(GeneralPaneTest, PerDisplaySectionsForConnectedAndDisconnectedDisplays)
 
     // The first change on a display creates its entry from what it showed.
     sections[1]->rows()->spinBox()->setValue(6);
+    sections[1]->columns()->spinBox()->setValue(5);
     EXPECT_EQ(onDisk().proSettings.perDisplayGrids.overrides,
-              (std::map<QString, GridDimensions>{{"DP-2", {4, 6}}, {"Projector", {2, 1}}}));
+              (std::map<QString, GridDimensions>{{"DP-2", {5, 6}}, {"Projector", {2, 1}}}));
 
     // "Reset" on the disconnected one drops its entry, and its section goes.
     sections[2]->resetButton()->click();
@@ -165,28 +143,6 @@ TEST_F(GeneralPaneTest, NoDisplaysDetected)
     ASSERT_NE(p.noDisplaysLabel(), nullptr);
     EXPECT_EQ(p.noDisplaysLabel()->text(), "No displays detected.");
     EXPECT_TRUE(p.displaySections().isEmpty());
-}
-
-TEST_F(GeneralPaneTest, AResizeSavedByTheOverlayShowsAtOnceWithoutBeingWrittenBack)
-{
-    GeneralPane& p = pane();
-    p.columnsStepper()->spinBox()->setValue(4); // the file exists from here on
-    Preferences resized = window->preferencesStore().preferences();
-    resized.proSettings.globalGrid = {6, 2};
-    const QByteArray bytes = PreferencesJson::encode(resized);
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-        file.setFileTime(QDateTime::currentDateTime().addSecs(-60), QFileDevice::FileModificationTime);
-    }
-    const QDateTime stamp = QFileInfo(path).lastModified();
-    center.post(preferencesDidChangeOnDiskNotification);
-    EXPECT_EQ(p.columnsStepper()->value(), 6);
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll(), bytes);
-    EXPECT_EQ(QFileInfo(path).lastModified(), stamp);
 }
 
 TEST_F(GeneralPaneTest, LaunchAtLoginAndLegalLinks)

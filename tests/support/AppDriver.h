@@ -84,7 +84,6 @@ public:
         scheduler.journal = &journal;
         trust.journal = &journal;
         screens.add({0, 0, 1440, 900}, {0, 25, 1440, 875}, "Alpha");
-        panels.journal = &panelJournal;
         panels.center = &center;
         trust.trusted = true;
         delegate = std::make_unique<AppDelegate>(
@@ -142,7 +141,6 @@ public:
     }
 
     std::vector<std::string> journal;
-    std::vector<std::string> panelJournal;
     InMemoryDefaultsStore defaults;
     JournalingHotKeys hotKeys;
     NotificationCenter center, workspace;

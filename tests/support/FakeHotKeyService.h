@@ -64,7 +64,6 @@ public:
     }
     OSStatus unregisterEventHotKey(EventHotKeyRef ref) override
     {
-        unregisterCalls.push_back(ref);
         return live.erase(ref) ? HotKeyStatus::noErr : HotKeyStatus::paramErr;
     }
     OSStatus installEventHandler(Handler h, const std::vector<EventTypeSpec>& types, EventHandlerRef& out) override
@@ -122,9 +121,6 @@ public:
     }
     OSStatus deliver(const FakeHotKeyEvent* event) { return handler ? handler(event) : HotKeyStatus::eventNotHandled; }
 
-    OSStatus pressRegistered(std::uint32_t keyCode, std::uint32_t modifiers) { return pressHotKey(keyCode, modifiers); }
-    std::size_t activeCount() const { return live.size(); }
-
     std::vector<Registration> liveRegistrations() const
     {
         std::vector<Registration> out;
@@ -135,7 +131,6 @@ public:
 
     OSStatus failWith = HotKeyStatus::noErr; // e.g. hotKeyExists (-9878)
     std::vector<Registration> registerCalls;
-    std::vector<EventHotKeyRef> unregisterCalls;
     std::map<EventHotKeyRef, Registration> live;
     Handler handler;
     std::vector<EventTypeSpec> eventTypes;

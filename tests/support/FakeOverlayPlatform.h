@@ -79,7 +79,8 @@ public:
     {
         m_record->key = true;
         m_record->visible = true;
-        m_journal->push_back("panel shown");
+        if (m_journal)
+            m_journal->push_back("panel shown");
     }
     void resignKeyWindow() override
     {
@@ -93,7 +94,8 @@ public:
     void close() override
     {
         m_record->closed = true;
-        m_journal->push_back("panel closed");
+        if (m_journal)
+            m_journal->push_back("panel closed");
     }
     Rect frame() const override { return m_record->frame; }
     bool isKeyWindow() const override { return m_record->key; }
@@ -111,12 +113,10 @@ struct FakeOverlayWindowFactory : OverlayWindowFactory {
     std::unique_ptr<OverlayWindow> makeOverlayWindow() override
     {
         made.push_back(std::make_shared<FakePanelRecord>());
-        return std::make_unique<FakeOverlayWindow>(journal, center, screenForNext ? screenForNext() : nullptr,
-                                                   made.back());
+        return std::make_unique<FakeOverlayWindow>(journal, center, nullptr, made.back());
     }
     std::vector<std::string>* journal = nullptr;
     NotificationCenter* center = nullptr;
-    std::function<ScreenRef()> screenForNext;
     std::vector<std::shared_ptr<FakePanelRecord>> made;
 };
 

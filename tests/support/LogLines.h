@@ -6,13 +6,14 @@
 
 namespace mosaro::test {
 
-// The messages of one log category that the process's log store holds, oldest first.
-inline QStringList loggedMessages(const QString& category)
+// The messages of one log category that the process's log store holds, oldest first; with
+// their level in front ("error: ...") when asked.
+inline QStringList loggedMessages(const QString& category, bool withLevel = false)
 {
     QStringList out;
     for (const auto& e : Log::Store::shared().entries())
         if (e.kind == Log::Entry::Kind::message && e.category == category)
-            out << e.message;
+            out << (withLevel ? Log::levelName(e.level) + QStringLiteral(": ") : QString()) + e.message;
     return out;
 }
 

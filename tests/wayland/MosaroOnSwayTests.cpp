@@ -1,8 +1,17 @@
 // The real Mosaro on a real headless sway: keys typed by wtype, windows read from sway's tree.
 // Every scenario runs on Debian 12's sway 1.7 and on the Debian 13 root's sway 1.10.
+#include "App/Desktop/DesktopPlatform.h"
+#include "App/Wayland/SwayPlatform.h"
+#include "Diagnostics/DiagnosticsReport.h"
+#include "KeyboardShortcuts/KeyboardShortcuts.h"
+#include "Overlay/HotkeyAction.h"
 #include "Platform/Geometry.h"
+#include "Shortcuts/ShortcutConflict.h"
+#include "support/ApplicationEnvironment.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/FakeSystemInfo.h"
+#include "support/InMemoryDefaultsStore.h"
 #include "support/wayland/MosaroProcess.h"
-#include "support/wayland/SessionProcesses.h"
 #include "support/wayland/SwaySession.h"
 
 #include <QCoreApplication>
@@ -12,6 +21,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -20,20 +30,24 @@ using namespace mosaro::test;
 
 namespace {
 
+MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
+
 const QString bottomBar = QStringLiteral("bar {\n position bottom\n height 25\n}");
 const QString panelTitle = QStringLiteral("Mosaro overlay");
 
 bool spin(const std::function<bool()>& condition, int ms = 5000)
 {
-    return waitUntil(condition, ms);
+    return eventually(condition, ms, 20);
 }
 
 struct Compositor {
     const char* name;
     bool root;
+    const char* version; // as the report names it
 };
-// Test names and failures show the compositor, not its bytes.
-[[maybe_unused]] void PrintTo(const Compositor& compositor, std::ostream* out)
+// Test names and failures show the compositor, not its bytes (GoogleTest looks for this name).
+[[maybe_unused]] void PrintTo( // NOLINT(readability-identifier-naming)
+    const Compositor& compositor, std::ostream* out)
 {
     *out << compositor.name;
 }
@@ -73,7 +87,7 @@ protected:
     }
     bool panelGone()
     {
-        return spin([&] { return panel().isEmpty(); });
+        return spin([&] { return !panel().value(QLatin1String("visible")).toBool(); });
     }
     bool trigger(const QString& keys = QStringLiteral("logo+Return"))
     {
@@ -169,6 +183,16 @@ TEST_P(MosaroOnSway, UnderDebiansDefaultsRefusesTheTriggerAndJumpsToASecondOutpu
          {"(Wayland session)", "ok: compositor: sway 1.", "ok: keys: the panel takes every key",
           "warning: trigger: Super+Return is bound by the compositor's configuration to “exec foot”"})
         EXPECT_TRUE(check.contains(QString::fromUtf8(line))) << line << "\n" << check.toStdString();
+    // A compositor whose channel Mosaro does not know: said, never a silent failure.
+    QString unknown;
+    EXPECT_EQ(app->run({QStringLiteral("--check")}, &unknown, 10000, {QStringLiteral("SWAYSOCK")}), 1);
+    EXPECT_TRUE(unknown.contains(QStringLiteral("error: compositor: not one Mosaro can drive")))
+        << unknown.toStdString();
+    // (Off the session bus, or it would hand over to the running Mosaro.)
+    EXPECT_EQ(app->run({}, &unknown, 10000, {QStringLiteral("SWAYSOCK"), QStringLiteral("DBUS_SESSION_BUS_ADDRESS")}),
+              1);
+    EXPECT_TRUE(unknown.contains(QStringLiteral("mosaro: no channel to this Wayland compositor")))
+        << unknown.toStdString();
 
     ASSERT_TRUE(session->addOutput());
     ASSERT_TRUE(session->command(QStringLiteral("[con_id=%1] focus").arg(target->id)));
@@ -270,7 +294,8 @@ TEST_P(MosaroOnSway, ARecordedTriggerReplacesTheOldOne)
     ASSERT_TRUE(session->press(QStringLiteral("Escape")));
     ASSERT_TRUE(panelGone());
     ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
-    EXPECT_FALSE(spin([&] { return !panel().isEmpty(); }, 700)) << "the old trigger still opens the grid";
+    EXPECT_FALSE(spin([&] { return panel().value(QLatin1String("visible")).toBool(); }, 700))
+        << "the old trigger still opens the grid";
 }
 
 // What a person sees: the panel translucent over the display's visible frame only (the bar below
@@ -296,8 +321,54 @@ TEST_P(MosaroOnSway, ThePanelIsDrawnOverTheVisibleFrame)
         shot.save(dir + QStringLiteral("/overlay-sway-%1.png").arg(QString::fromLatin1(GetParam().name)));
 }
 
+// The diagnostics report's six summary lines, its operating-system line naming the session and
+// the compositor, the help window's sentence naming the configuration's binding of the trigger,
+// and the recorder's alert naming it: from the sway platform the program builds, on Debian's
+// default configuration.
+TEST_P(MosaroOnSway, TheReportAndTheHelpNameTheSession)
+{
+    SwaySession::Options options;
+    options.debianDefaults = true;
+    ASSERT_NO_FATAL_FAILURE(start(options));
+    if (IsSkipped())
+        return;
+    auto platform = makeSwayPlatform(session->swaySocket());
+    // The trigger as the program registers it: the default, nothing stored.
+    InMemoryDefaultsStore defaults;
+    KeyboardShortcuts::configure({&defaults, &platform->hotKeys(), &platform->keyboardLayout(), nullptr});
+    KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));
+    FakeOperatingSystemInfo system;
+    system.text = QStringLiteral("Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18-amd64");
+    const SessionOperatingSystemInfo info(system, *platform);
+    FakeBundleInfo bundle;
+    FakeHardwareInfo hardware;
+    FakeLogReader log;
+    FakeClock clock;
+    FakePasteboard pasteboard;
+    FakeUrlOpener urlOpener;
+    const Diagnostics diagnostics({bundle, info, hardware, platform->screens(), platform->trust(),
+                                   session->configPath() + QStringLiteral(".none"), log, clock, pasteboard, urlOpener});
+    const QStringList lines = diagnostics.diagnosticsSummary().split(u'\n');
+    ASSERT_EQ(lines.size(), 6) << diagnostics.diagnosticsSummary().toStdString();
+    EXPECT_TRUE(lines[1].startsWith(QStringLiteral("macOS:    Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18-amd64; "
+                                                   "Wayland, sway ") +
+                                    QString::fromLatin1(GetParam().version)))
+        << lines[1].toStdString();
+    EXPECT_EQ(lines[4], QStringLiteral("AX perm:  granted"));
+    EXPECT_TRUE(platform->describeDesktop().contains(QStringLiteral("binds Super+Return to “exec foot”")))
+        << platform->describeDesktop().toStdString();
+    // The recorder: after the fixed table, the configuration's binding is a system shortcut of sway.
+    const auto conflict = findShortcutConflict(36, CarbonModifier::command, nameFor(HotkeyAction::navigateUp));
+    ASSERT_TRUE(conflict);
+    const auto alert = conflictAlertText(*conflict, *KeyboardShortcuts::getShortcut(nameFor(HotkeyAction::trigger)),
+                                         QStringLiteral("Move up"));
+    EXPECT_EQ(alert.informativeText, QStringLiteral("Super+Return is also used by sway for exec foot. Using it for "
+                                                    "Move up here may interfere with that system shortcut."));
+    KeyboardShortcuts::resetForTesting();
+}
+
 INSTANTIATE_TEST_SUITE_P(Sway, MosaroOnSway,
-                         ::testing::Values(Compositor{"sway_1_7", false}, Compositor{"sway_1_10", true}),
+                         ::testing::Values(Compositor{"sway_1_7", false, "1.7"}, Compositor{"sway_1_10", true, "1.10"}),
                          [](const ::testing::TestParamInfo<Compositor>& row) { return std::string(row.param.name); });
 
 } // namespace

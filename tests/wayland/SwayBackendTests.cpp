@@ -7,7 +7,7 @@
 #include "Platform/Wayland/Sway/SwayDesktop.h"
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
 #include "WindowControl/AXWindowManipulator.h"
-#include "support/CoreApplicationEnvironment.h"
+#include "support/ApplicationEnvironment.h"
 #include "support/wayland/SwaySession.h"
 
 #include <QColor>
@@ -26,7 +26,7 @@ using namespace mosaro::test;
 
 namespace {
 
-MOSARO_CORE_TEST_ENVIRONMENT();
+MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
 
 constexpr std::uint16_t returnKey = 36;
 constexpr auto command = std::uint32_t(CarbonModifier::command);
@@ -36,16 +36,7 @@ const QString bottomBar = QStringLiteral("bar {\n position bottom\n height 25\n}
 // what is kept for one turn is read afresh) until the condition holds.
 bool spin(const std::function<bool()>& condition, int ms = 5000)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > ms)
-            return false;
-        QEventLoop loop;
-        QTimer::singleShot(10, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return true;
+    return eventually(condition, ms);
 }
 
 int logged(const char* text)

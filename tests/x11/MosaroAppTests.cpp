@@ -64,26 +64,9 @@ const std::vector<Key> kEveryBinding{
 };
 const HighlightedRegion kEveryBindingRegion{{0, 0}, {1, 1}};
 
-QString text(const char* s)
-{
-    return QString::fromUtf8(s);
-}
-
 std::string str(const Rect& r)
 {
     return describe(r).toStdString();
-}
-std::string str(const std::vector<Rect>& rects)
-{
-    std::string out;
-    for (const Rect& r : rects)
-        out += str(r) + " ";
-    return out.empty() ? "none" : out;
-}
-
-QString prefixOf(const char* format)
-{
-    return logPrefix(format);
 }
 
 // The real application on a private X server with the window manager of the parameter.
@@ -102,18 +85,6 @@ protected:
     void TearDown() override { app.reset(); }
 
     void startApp() { ASSERT_TRUE(app->start()) << app->lastError().toStdString(); }
-    bool appRunning() { return app->isRunning(); }
-
-    int logMark() { return app->logMark(); }
-    QStringList linesSince(int mark, const QString& needle) { return app->linesSince(mark, needle); }
-    bool waitForLog(int mark, const QString& needle, int timeoutMs = 5000)
-    {
-        return app->waitForLog(mark, needle, timeoutMs);
-    }
-    QString logText(int mark = 0) { return app->logText(mark); }
-
-    int bellCount() { return app->bellCount(); }
-    bool waitForBells(int count) { return app->waitForBells(count); }
 
     void key(std::uint16_t code, std::uint64_t modifiers = kNone) { ASSERT_TRUE(app->key(code, modifiers)); }
     void keys(const std::vector<Key>& sequence) { ASSERT_TRUE(app->keys(sequence)); }
@@ -127,7 +98,6 @@ protected:
         return c.value_or(X11SessionClient{});
     }
 
-    Rect wmFrame(xcb_window_t window) { return session->outerFrame(window); }
     bool managed(xcb_window_t window)
     {
         X11Connection& c = session->connection();
@@ -136,18 +106,7 @@ protected:
     }
     bool waitForFrame(xcb_window_t window, const Rect& expected)
     {
-        return session->waitUntil([&] { return wmFrame(window) == expected; });
-    }
-
-    std::vector<Rect> overlayWindows() { return app->overlayWindows(); }
-    bool waitForOverlay(const Rect& xRect) { return app->waitForOverlay(xRect); }
-    bool waitForNoOverlay() { return app->waitForNoOverlay(); }
-
-    ScreenRef screenAt(std::size_t index) { return app->screenAt(index); }
-    Rect xVisible(const ScreenRef& screen) { return app->xVisible(screen); }
-    Rect expectedFrame(const ScreenRef& screen, GridDimensions grid, double margin, const HighlightedRegion& region)
-    {
-        return app->expectedFrame(screen, grid, margin, region);
+        return session->waitUntil([&] { return session->outerFrame(window) == expected; });
     }
 
     std::optional<Preferences> storedPreferences()
@@ -173,48 +132,48 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
 {
     const auto dock = client({"--dock-strut", "bottom:40"});
     ASSERT_TRUE(session->waitUntil([&] {
-        return xVisible(screenAt(0)) == Rect{0, 0, 1280, 760};
-    })) << str(xVisible(screenAt(0)));
+        return app->xVisible(app->screenAt(0)) == Rect{0, 0, 1280, 760};
+    })) << str(app->xVisible(app->screenAt(0)));
     ASSERT_NO_FATAL_FAILURE(startApp());
     const auto target = client({"--title", "Target", "--geometry", "400x300+120+90"});
     ASSERT_TRUE(session->activateWindow(target.window));
-    const Rect before = wmFrame(target.window);
+    const Rect before = session->outerFrame(target.window);
 
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    EXPECT_TRUE(waitForOverlay(Rect{0, 0, 1280, 760})) << str(overlayWindows());
-    int mark = logMark();
+    EXPECT_TRUE(app->waitForOverlay(Rect{0, 0, 1280, 760})) << ::testing::PrintToString(app->overlayWindows());
+    int mark = app->logMark();
     key(keys::returnKey, kSuper);
-    EXPECT_TRUE(waitForNoOverlay()) << str(overlayWindows());
-    EXPECT_TRUE(waitForLog(mark, text(M::triggerWhileVisible)))
+    EXPECT_TRUE(app->waitForNoOverlay()) << ::testing::PrintToString(app->overlayWindows());
+    EXPECT_TRUE(app->waitForLog(mark, QString::fromUtf8(M::triggerWhileVisible)))
         << "the trigger did not reach the trigger handler while the overlay was up:\n"
-        << logText(mark).toStdString();
+        << app->logText(mark).toStdString();
 
     // Escape, then an unbound letter.
     for (const std::uint16_t closer : {keys::escape, keys::a}) {
         ASSERT_NO_FATAL_FAILURE(openOverlay());
-        mark = logMark();
+        mark = app->logMark();
         key(closer);
-        EXPECT_TRUE(waitForNoOverlay()) << "key " << closer;
-        EXPECT_TRUE(waitForLog(mark, text(M::overlayDismiss))) << logText(mark).toStdString();
+        EXPECT_TRUE(app->waitForNoOverlay()) << "key " << closer;
+        EXPECT_TRUE(app->waitForLog(mark, QString::fromUtf8(M::overlayDismiss))) << app->logText(mark).toStdString();
     }
 
     // A resize taken back before closing, and a jump with nowhere to go.
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    mark = logMark();
+    mark = app->logMark();
     keys({{keys::right, kAlt}, {keys::left, kAlt}, {keys::right, kSuper | kShift}});
-    EXPECT_TRUE(waitForBells(1));
-    EXPECT_TRUE(waitForLog(mark, text(M::crossDisplaySingle))) << logText(mark).toStdString();
-    EXPECT_EQ(overlayWindows(), std::vector<Rect>{(Rect{0, 0, 1280, 760})}) << "the overlay stays";
+    EXPECT_TRUE(app->waitForBells(1));
+    EXPECT_TRUE(app->waitForLog(mark, QString::fromUtf8(M::crossDisplaySingle))) << app->logText(mark).toStdString();
+    EXPECT_EQ(app->overlayWindows(), std::vector<Rect>{(Rect{0, 0, 1280, 760})}) << "the overlay stays";
     key(keys::escape);
-    EXPECT_TRUE(waitForNoOverlay());
-    EXPECT_TRUE(waitForLog(mark, text(M::overlayDismiss)));
+    EXPECT_TRUE(app->waitForNoOverlay());
+    EXPECT_TRUE(app->waitForLog(mark, QString::fromUtf8(M::overlayDismiss)));
 
-    EXPECT_EQ(wmFrame(target.window), before) << str(wmFrame(target.window));
+    EXPECT_EQ(session->outerFrame(target.window), before) << str(session->outerFrame(target.window));
     EXPECT_EQ(session->activeWindow(), target.window);
-    EXPECT_EQ(bellCount(), 1);
+    EXPECT_EQ(app->bellCount(), 1);
     EXPECT_FALSE(QFile::exists(preferencesPath));
-    EXPECT_TRUE(linesSince(0, prefixOf(M::persistedGlobalResize)).isEmpty());
-    EXPECT_TRUE(appRunning());
+    EXPECT_TRUE(app->linesSince(0, logPrefix(M::persistedGlobalResize)).isEmpty());
+    EXPECT_TRUE(app->isRunning());
     session->stopClient(dock);
 }
 
@@ -225,26 +184,26 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
 TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
 {
     const auto dock = client({"--dock-strut", "bottom:40"});
-    ASSERT_TRUE(session->waitUntil([&] { return xVisible(screenAt(0)) == Rect{0, 0, 1280, 760}; }));
+    ASSERT_TRUE(session->waitUntil([&] { return app->xVisible(app->screenAt(0)) == Rect{0, 0, 1280, 760}; }));
     ASSERT_NO_FATAL_FAILURE(startApp());
     const auto target = client({"--title", "Target", "--geometry", "400x300+120+90"});
     ASSERT_TRUE(session->activateWindow(target.window));
-    const ScreenRef screen = screenAt(0);
+    const ScreenRef screen = app->screenAt(0);
     const QString displayName = screen->localizedName();
 
     // No preferences yet: 3 x 2, margin 0, saved as the global grid.
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    int mark = logMark();
+    int mark = app->logMark();
     keys(kEveryBinding);
     key(keys::returnKey);
-    const Rect plain = expectedFrame(screen, {4, 3}, 0, kEveryBindingRegion);
+    const Rect plain = app->expectedFrame(screen, {4, 3}, 0, kEveryBindingRegion);
     EXPECT_EQ(plain, (Rect{0, 0, 640, 507}));
-    EXPECT_TRUE(waitForFrame(target.window, plain)) << str(wmFrame(target.window)) << "\n"
-                                                    << logText(mark).toStdString();
-    EXPECT_TRUE(waitForNoOverlay());
-    ASSERT_TRUE(waitForLog(mark, prefixOf(M::commitMove))) << logText(mark).toStdString();
-    EXPECT_FALSE(linesSince(mark, QStringLiteral("persisted global resize: 4×3")).isEmpty())
-        << logText(mark).toStdString();
+    EXPECT_TRUE(waitForFrame(target.window, plain)) << str(session->outerFrame(target.window)) << "\n"
+                                                    << app->logText(mark).toStdString();
+    EXPECT_TRUE(app->waitForNoOverlay());
+    ASSERT_TRUE(app->waitForLog(mark, logPrefix(M::commitMove))) << app->logText(mark).toStdString();
+    EXPECT_FALSE(app->linesSince(mark, QStringLiteral("persisted global resize: 4×3")).isEmpty())
+        << app->logText(mark).toStdString();
     auto stored = storedPreferences();
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->proSettings.globalGrid, (GridDimensions{4, 3}));
@@ -258,16 +217,17 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     ASSERT_TRUE(savePreferences(prefs, preferencesPath));
     ASSERT_TRUE(session->activateWindow(target.window));
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    mark = logMark();
+    mark = app->logMark();
     keys(kEveryBinding);
     key(keys::returnKey);
-    const Rect margined = expectedFrame(screen, {4, 3}, 10, kEveryBindingRegion);
+    const Rect margined = app->expectedFrame(screen, {4, 3}, 10, kEveryBindingRegion);
     EXPECT_EQ(margined, (Rect{10, 10, 625, 488}));
-    EXPECT_TRUE(waitForFrame(target.window, margined)) << str(wmFrame(target.window)) << "\n"
-                                                       << logText(mark).toStdString();
-    ASSERT_TRUE(waitForLog(mark, prefixOf(M::commitMove))) << logText(mark).toStdString();
-    EXPECT_FALSE(linesSince(mark, QStringLiteral("persisted resize for display '%1': 4×3").arg(displayName)).isEmpty())
-        << logText(mark).toStdString();
+    EXPECT_TRUE(waitForFrame(target.window, margined)) << str(session->outerFrame(target.window)) << "\n"
+                                                       << app->logText(mark).toStdString();
+    ASSERT_TRUE(app->waitForLog(mark, logPrefix(M::commitMove))) << app->logText(mark).toStdString();
+    EXPECT_FALSE(
+        app->linesSince(mark, QStringLiteral("persisted resize for display '%1': 4×3").arg(displayName)).isEmpty())
+        << app->logText(mark).toStdString();
     stored = storedPreferences();
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->proSettings.globalGrid, (GridDimensions{3, 2}));
@@ -277,14 +237,14 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
 
     // The display's 4 x 3 is where the next session starts; a resize closed with Escape is saved
     // too, and the window stays where it is.
-    const Rect placed = wmFrame(target.window);
+    const Rect placed = session->outerFrame(target.window);
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    mark = logMark();
+    mark = app->logMark();
     keys({{keys::up, kAlt}, {keys::up, kAlt}});
     key(keys::escape);
-    EXPECT_TRUE(waitForNoOverlay());
-    EXPECT_TRUE(waitForLog(mark, QStringLiteral("persisted resize for display '%1': 4×1").arg(displayName)))
-        << logText(mark).toStdString();
+    EXPECT_TRUE(app->waitForNoOverlay());
+    EXPECT_TRUE(app->waitForLog(mark, QStringLiteral("persisted resize for display '%1': 4×1").arg(displayName)))
+        << app->logText(mark).toStdString();
     stored = storedPreferences();
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->proSettings.perDisplayGrids.overrides[displayName], (GridDimensions{4, 1}));
@@ -293,9 +253,9 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     // The centre cell of 4 x 1 is column 2.
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     key(keys::returnKey);
-    EXPECT_TRUE(waitForFrame(target.window, expectedFrame(screen, {4, 1}, 10, {{2, 0}, {2, 0}})))
-        << str(wmFrame(target.window)) << " was " << str(placed);
-    EXPECT_EQ(bellCount(), 0);
+    EXPECT_TRUE(waitForFrame(target.window, app->expectedFrame(screen, {4, 1}, 10, {{2, 0}, {2, 0}})))
+        << str(session->outerFrame(target.window)) << " was " << str(placed);
+    EXPECT_EQ(app->bellCount(), 0);
     session->stopClient(dock);
 }
 
@@ -307,9 +267,9 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     ASSERT_TRUE(session->xrandrSetMonitors(
         {{QStringLiteral("left"), 0, 0, 640, 800, true}, {QStringLiteral("right"), 640, 0, 640, 600, false}}));
     ASSERT_TRUE(session->waitUntil([&] { return app->screens().screens().size() == 2; }));
-    const ScreenRef left = screenAt(0), right = screenAt(1);
-    ASSERT_EQ(xVisible(left), (Rect{0, 0, 640, 800}));
-    ASSERT_EQ(xVisible(right), (Rect{640, 0, 640, 600}));
+    const ScreenRef left = app->screenAt(0), right = app->screenAt(1);
+    ASSERT_EQ(app->xVisible(left), (Rect{0, 0, 640, 800}));
+    ASSERT_EQ(app->xVisible(right), (Rect{640, 0, 640, 600}));
     ASSERT_NE(left->localizedName(), right->localizedName());
 
     Preferences prefs;
@@ -322,44 +282,44 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     ASSERT_TRUE(session->activateWindow(target.window));
 
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    EXPECT_TRUE(waitForOverlay(xVisible(left))) << str(overlayWindows());
-    int mark = logMark();
+    EXPECT_TRUE(app->waitForOverlay(app->xVisible(left))) << ::testing::PrintToString(app->overlayWindows());
+    int mark = app->logMark();
     key(keys::right, kAlt);
     ASSERT_NO_FATAL_FAILURE(jump(keys::right));
-    EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
-    EXPECT_TRUE(waitForLog(
+    EXPECT_TRUE(app->waitForOverlay(app->xVisible(right))) << ::testing::PrintToString(app->overlayWindows());
+    EXPECT_TRUE(app->waitForLog(
         mark, QStringLiteral("cross-display jump (next): %1 → %2").arg(left->localizedName(), right->localizedName())))
-        << logText(mark).toStdString();
+        << app->logText(mark).toStdString();
     // The resize was saved for the monitor left before the jump.
     auto stored = storedPreferences();
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->proSettings.perDisplayGrids.overrides[left->localizedName()], (GridDimensions{4, 2}));
 
-    mark = logMark();
+    mark = app->logMark();
     ASSERT_NO_FATAL_FAILURE(jump(keys::left));
-    EXPECT_TRUE(waitForOverlay(xVisible(left))) << str(overlayWindows());
-    EXPECT_TRUE(waitForLog(
+    EXPECT_TRUE(app->waitForOverlay(app->xVisible(left))) << ::testing::PrintToString(app->overlayWindows());
+    EXPECT_TRUE(app->waitForLog(
         mark,
         QStringLiteral("cross-display jump (previous): %1 → %2").arg(right->localizedName(), left->localizedName())))
-        << logText(mark).toStdString();
+        << app->logText(mark).toStdString();
     ASSERT_NO_FATAL_FAILURE(jump(keys::right));
-    EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
+    EXPECT_TRUE(app->waitForOverlay(app->xVisible(right))) << ::testing::PrintToString(app->overlayWindows());
     // A move on the right monitor's 2 x 3 grid before committing: from the centre (1,1) down.
     key(keys::down);
     key(keys::returnKey);
-    const Rect landed = expectedFrame(right, {2, 3}, 4, {{1, 2}, {1, 2}});
+    const Rect landed = app->expectedFrame(right, {2, 3}, 4, {{1, 2}, {1, 2}});
     EXPECT_EQ(landed, (Rect{962, 401, 314, 195}));
-    EXPECT_TRUE(waitForFrame(target.window, landed)) << str(wmFrame(target.window)) << "\n"
-                                                     << logText(mark).toStdString();
-    EXPECT_TRUE(waitForNoOverlay());
+    EXPECT_TRUE(waitForFrame(target.window, landed)) << str(session->outerFrame(target.window)) << "\n"
+                                                     << app->logText(mark).toStdString();
+    EXPECT_TRUE(app->waitForNoOverlay());
 
     // The window is on the right monitor now, and so is the next overlay.
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    EXPECT_TRUE(waitForOverlay(xVisible(right))) << str(overlayWindows());
+    EXPECT_TRUE(app->waitForOverlay(app->xVisible(right))) << ::testing::PrintToString(app->overlayWindows());
     key(keys::escape);
-    EXPECT_TRUE(waitForNoOverlay());
-    EXPECT_EQ(wmFrame(target.window), landed);
-    EXPECT_EQ(bellCount(), 0);
+    EXPECT_TRUE(app->waitForNoOverlay());
+    EXPECT_EQ(session->outerFrame(target.window), landed);
+    EXPECT_EQ(app->bellCount(), 0);
 }
 
 // Full-screen and fixed-size windows are refused with a bell and no overlay. A window that
@@ -368,30 +328,30 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
 TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
 {
     ASSERT_NO_FATAL_FAILURE(startApp());
-    const QString notTileable = prefixOf(M::notTileable);
+    const QString notTileable = logPrefix(M::notTileable);
 
     const auto full = client({"--title", "Full", "--fullscreen"});
     ASSERT_TRUE(session->activateWindow(full.window));
     ASSERT_TRUE(waitForFrame(full.window, Rect{0, 0, 1280, 800}));
-    int mark = logMark();
+    int mark = app->logMark();
     key(keys::returnKey, kSuper);
-    EXPECT_TRUE(waitForBells(1));
-    ASSERT_TRUE(waitForLog(mark, notTileable)) << logText(mark).toStdString();
-    EXPECT_TRUE(linesSince(mark, notTileable).front().contains(QStringLiteral("fullscreen=true minimized=false")));
-    EXPECT_TRUE(overlayWindows().empty());
-    EXPECT_TRUE(linesSince(mark, prefixOf(M::panelPresented)).isEmpty());
+    EXPECT_TRUE(app->waitForBells(1));
+    ASSERT_TRUE(app->waitForLog(mark, notTileable)) << app->logText(mark).toStdString();
+    EXPECT_TRUE(app->linesSince(mark, notTileable).front().contains(QStringLiteral("fullscreen=true minimized=false")));
+    EXPECT_TRUE(app->overlayWindows().empty());
+    EXPECT_TRUE(app->linesSince(mark, logPrefix(M::panelPresented)).isEmpty());
     session->stopClient(full);
 
     const auto fixed = client({"--title", "Fixed", "--fixed-size", "--geometry", "300x200+100+100"});
     ASSERT_TRUE(session->activateWindow(fixed.window));
-    const Rect fixedFrame = wmFrame(fixed.window);
-    mark = logMark();
+    const Rect fixedFrame = session->outerFrame(fixed.window);
+    mark = app->logMark();
     key(keys::returnKey, kSuper);
-    EXPECT_TRUE(waitForBells(2));
-    ASSERT_TRUE(waitForLog(mark, notTileable)) << logText(mark).toStdString();
-    EXPECT_TRUE(linesSince(mark, notTileable).front().contains(QStringLiteral("resizable=false")));
-    EXPECT_TRUE(overlayWindows().empty());
-    EXPECT_EQ(wmFrame(fixed.window), fixedFrame);
+    EXPECT_TRUE(app->waitForBells(2));
+    ASSERT_TRUE(app->waitForLog(mark, notTileable)) << app->logText(mark).toStdString();
+    EXPECT_TRUE(app->linesSince(mark, notTileable).front().contains(QStringLiteral("resizable=false")));
+    EXPECT_TRUE(app->overlayWindows().empty());
+    EXPECT_EQ(session->outerFrame(fixed.window), fixedFrame);
     session->stopClient(fixed);
 
     // The target goes away under the overlay.
@@ -402,29 +362,29 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     ASSERT_TRUE(session->waitUntil(
         [&] { return !session->connection().windowExists(doomed.window) && !managed(doomed.window); }));
     // The overlay still holds the keyboard: no other window became active.
-    mark = logMark();
+    mark = app->logMark();
     key(keys::up);
-    const bool overlayKept = waitForLog(mark, QStringLiteral("keyDown keyCode=126"));
+    const bool overlayKept = app->waitForLog(mark, QStringLiteral("keyDown keyCode=126"));
     EXPECT_TRUE(overlayKept) << "the overlay closed when its target vanished (active window now 0x" << std::hex
                              << session->activeWindow() << "):\n"
-                             << logText(mark).toStdString();
+                             << app->logText(mark).toStdString();
     if (overlayKept) {
         key(keys::returnKey);
-        EXPECT_TRUE(waitForLog(mark, prefixOf(M::commitFailed))) << logText(mark).toStdString();
-        EXPECT_TRUE(waitForBells(3));
-        EXPECT_TRUE(waitForNoOverlay());
+        EXPECT_TRUE(app->waitForLog(mark, logPrefix(M::commitFailed))) << app->logText(mark).toStdString();
+        EXPECT_TRUE(app->waitForBells(3));
+        EXPECT_TRUE(app->waitForNoOverlay());
     }
-    EXPECT_TRUE(appRunning());
+    EXPECT_TRUE(app->isRunning());
 
-    const int bellsBefore = bellCount();
+    const int bellsBefore = app->bellCount();
     const auto survivor = client({"--title", "Survivor", "--geometry", "300x200+500+300"});
     ASSERT_TRUE(session->activateWindow(survivor.window));
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     key(keys::returnKey);
-    EXPECT_TRUE(waitForFrame(survivor.window, expectedFrame(screenAt(0), {3, 2}, 0, {{1, 1}, {1, 1}})))
-        << str(wmFrame(survivor.window));
-    EXPECT_EQ(bellCount(), bellsBefore);
-    EXPECT_TRUE(appRunning());
+    EXPECT_TRUE(waitForFrame(survivor.window, app->expectedFrame(app->screenAt(0), {3, 2}, 0, {{1, 1}, {1, 1}})))
+        << str(session->outerFrame(survivor.window));
+    EXPECT_EQ(app->bellCount(), bellsBefore);
+    EXPECT_TRUE(app->isRunning());
 }
 
 INSTANTIATE_TEST_SUITE_P(WindowManagers, MosaroAppTest, ::testing::Values("openbox", "icewm"));

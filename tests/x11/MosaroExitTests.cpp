@@ -1,19 +1,17 @@
-// The ways out of the running application, and what it leaves behind: signals, a vanished X
-// server, a trigger another client holds, and a preferences file that did not load.
+// The ways out of the running application, and what it leaves behind: the quit command, signals,
+// a vanished X server, and a preferences file that did not load.
 
 #include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
 #include "Diagnostics/Log/LogMessages.h"
-#include "Platform/KeyCodeMap.h"
 #include "Platform/KeyEvent.h"
 #include "Preferences/PreferencesFile.h"
 #include "Preferences/PreferencesJson.h"
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -30,8 +28,6 @@ using namespace mosaro::test;
 namespace M = mosaro::LogMessages;
 
 namespace {
-
-constexpr std::uint32_t kCarbonCommand = 0x100;
 
 std::string describeStatus(const std::optional<int>& status)
 {
@@ -58,6 +54,7 @@ protected:
         session = std::make_unique<X11Session>(X11Session::Options{1024, 768, QStringLiteral("openbox")});
         ASSERT_TRUE(session->ok()) << session->error().toStdString();
         app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
+        app->useSessionBus(session->sessionBus());
         ASSERT_TRUE(app->keyboard().isAvailable());
         const auto c = session->startClient({"--title", "Target", "--geometry", "400x300+100+100"});
         ASSERT_TRUE(c);
@@ -93,24 +90,28 @@ protected:
 
 } // namespace
 
-// SIGTERM, SIGINT and SIGHUP each end the application through its termination path while the
-// overlay is open after a resize: the overlay goes and the new size is saved, exit code 0.
-TEST_F(MosaroExitTest, EverySignalThatEndsTheSessionSavesTheResizedGrid)
+// The quit command and SIGTERM, SIGINT and SIGHUP each end the application through its
+// termination path while the overlay is open after a resize: the overlay goes and the new size
+// is saved, exit code 0.
+TEST_F(MosaroExitTest, TheQuitCommandAndEverySignalThatEndsTheSessionSaveTheResizedGrid)
 {
-    for (const int sig : {SIGTERM, SIGINT, SIGHUP}) {
-        SCOPED_TRACE(strsignal(sig));
+    for (const int sig : {0, SIGTERM, SIGINT, SIGHUP}) {
+        SCOPED_TRACE(sig ? strsignal(sig) : "--quit");
         QFile::remove(app->preferencesPath());
         // The first run shows private data in its log, the others keep it out.
-        ASSERT_NO_FATAL_FAILURE(start(sig == SIGTERM ? QStringList{QStringLiteral("--log-private")} : QStringList{}));
+        ASSERT_NO_FATAL_FAILURE(start(sig == 0 ? QStringList{QStringLiteral("--log-private")} : QStringList{}));
         const int mark = app->logMark();
         ASSERT_NO_FATAL_FAILURE(openAndResize());
-        EXPECT_FALSE(
-            app->linesSince(mark, QStringLiteral("overlay show: window=%1 ")
-                                      .arg(sig == SIGTERM ? QStringLiteral("Target") : QStringLiteral("<private>")))
-                .isEmpty())
+        EXPECT_FALSE(app->linesSince(mark, QStringLiteral("overlay show: window=%1 ")
+                                               .arg(sig == 0 ? QStringLiteral("Target") : QStringLiteral("<private>")))
+                         .isEmpty())
             << app->logText(mark).toStdString();
 
-        ASSERT_TRUE(app->signal(sig));
+        QString errors;
+        if (sig == 0)
+            EXPECT_EQ(app->runAgain({QStringLiteral("--quit")}, &errors), 0) << errors.toStdString();
+        else
+            ASSERT_TRUE(app->signal(sig));
         const auto status = app->waitForWaitStatus();
         ASSERT_TRUE(status && WIFEXITED(*status) && WEXITSTATUS(*status) == 0) << describeStatus(status);
         EXPECT_FALSE(app->linesSince(mark, QString::fromUtf8(M::willTerminate)).isEmpty());
@@ -165,35 +166,4 @@ TEST_F(MosaroExitTest, LosingTheXServerEndsCleanlyAndKeepsWhatWasSaved)
                 after->proSettings.globalGrid == (GridDimensions{5, 2}));
     EXPECT_EQ(bytesOf(folder.filePath(copies[0])), newer);
     EXPECT_EQ(folder.entryList({QStringLiteral("preferences.json*")}, QDir::Files).size(), 2);
-}
-
-// Another client holds Super+Return before Mosaro starts: the refusal is an error of the
-// lifecycle category in the application's log, and the application runs on.
-TEST_F(MosaroExitTest, ATriggerHeldByAnotherClientIsReportedInTheLifecycleLog)
-{
-    X11Connection& c = session->connection();
-    const auto keycode = xcb_keycode_t(*evdevForMacKeyCode(keys::returnKey) + x11KeycodeOffset);
-    ASSERT_TRUE(c.check(xcb_grab_key_checked(c.connection(), 1, c.root(), x11ModifiersFromCarbon(kCarbonCommand),
-                                             keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
-    ASSERT_NO_FATAL_FAILURE(start());
-    const QStringList refused = app->linesSince(0, QStringLiteral("[lifecycle] ") + logPrefix(M::hotkeyRefused));
-    ASSERT_EQ(refused.size(), 1) << app->logText().toStdString();
-    EXPECT_TRUE(refused[0].contains(QStringLiteral(": -9878 (another program holds this combination)")))
-        << refused[0].toStdString();
-    EXPECT_TRUE(app->isRunning());
-}
-
-// A display that cannot be reached at start is one line and exit code 1, not Qt's abort.
-TEST(MosaroStart, AnUnreachableDisplayIsAClearLineAndExitCodeOne)
-{
-    QProcess app;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("DISPLAY"), QStringLiteral(":1999"));
-    app.setProcessEnvironment(env);
-    app.start(QStringLiteral(MOSARO_APP_PATH), {});
-    ASSERT_TRUE(app.waitForFinished(10000));
-    EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(app.exitCode(), 1);
-    EXPECT_EQ(app.readAllStandardError().trimmed(),
-              "mosaro: cannot open display :1999 (XCB_CONN_ERROR: socket, pipe or stream error)");
 }

@@ -4,7 +4,6 @@
 #include "Diagnostics/DiagnosticsReport.h"
 #include "Diagnostics/Log/LogMessages.h"
 #include "Platform/Linux/JournalLog.h"
-#include "Preferences/PreferencesFile.h"
 #include "support/KeyCodes.h"
 #include "support/PrivateSessionBus.h"
 #include "support/x11/MosaroAppDriver.h"
@@ -15,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <signal.h>
 
 using namespace mosaro;
 using namespace mosaro::test;
@@ -47,9 +45,8 @@ std::optional<QByteArray> clipboardText(X11Session& session, int timeoutMs = 500
     const xcb_atom_t clipboard = c.atom("CLIPBOARD");
     const bool owned = session.waitUntil(
         [&] {
-            auto owner = c.reply<xcb_get_selection_owner_reply_t>(xcb_get_selection_owner_reply,
-                                                                  xcb_get_selection_owner(x, clipboard));
-            return owner && (*owner)->owner != XCB_WINDOW_NONE;
+            auto owner = c.ask<xcb_get_selection_owner_reply>(xcb_get_selection_owner, clipboard);
+            return owner && owner->owner != XCB_WINDOW_NONE;
         },
         timeoutMs);
     if (!owned)
@@ -63,41 +60,17 @@ std::optional<QByteArray> clipboardText(X11Session& session, int timeoutMs = 500
     std::optional<QByteArray> text;
     session.waitUntil(
         [&] {
-            auto reply = c.reply<xcb_get_property_reply_t>(
-                xcb_get_property_reply, xcb_get_property(x, 0, window, property, XCB_ATOM_ANY, 0, 1 << 20));
-            if (!reply || (*reply)->type == XCB_NONE)
+            auto reply = c.ask<xcb_get_property_reply>(xcb_get_property, 0, window, property, XCB_ATOM_ANY, 0, 1 << 20);
+            if (!reply || reply->type == XCB_NONE)
                 return false;
-            text = QByteArray(static_cast<const char*>(xcb_get_property_value(reply->get())),
-                              xcb_get_property_value_length(reply->get()));
+            text = QByteArray(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                              xcb_get_property_value_length(reply.get()));
             return true;
         },
         timeoutMs);
     xcb_destroy_window(x, window);
     xcb_flush(x);
     return text;
-}
-
-// The root position of the client area of the window with this title, once it is mapped.
-std::optional<Point> clientOrigin(X11Session& session, const QString& title, int timeoutMs = 5000)
-{
-    X11Connection& c = session.connection();
-    std::optional<Point> origin;
-    session.waitUntil(
-        [&] {
-            const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
-            for (const xcb_window_t w : list.value_or(std::vector<xcb_window_t>{})) {
-                if (c.text(w, c.atom("_NET_WM_NAME")) != title)
-                    continue;
-                auto at = c.reply<xcb_translate_coordinates_reply_t>(
-                    xcb_translate_coordinates_reply, xcb_translate_coordinates(c.connection(), w, c.root(), 0, 0));
-                if (at)
-                    origin = Point{double((*at)->dst_x), double((*at)->dst_y)};
-                return origin.has_value();
-            }
-            return false;
-        },
-        timeoutMs);
-    return origin;
 }
 
 class MosaroShellTest : public ::testing::Test {
@@ -130,18 +103,15 @@ protected:
             << app->logText().toStdString();
     }
 
-    GridDimensions savedGrid()
-    {
-        const auto saved = loadPreferences(app->preferencesPath());
-        return saved ? saved->proSettings.globalGrid : GridDimensions{};
-    }
-
     PrivateSessionBus bus;
     std::unique_ptr<X11Session> session;
     std::unique_ptr<MosaroAppDriver> app;
 };
 
-TEST_F(MosaroShellTest, TheTrayIconAppearsAndItsMenuOpensWithTheEntriesInOrder)
+// The tray icon appears and its menu holds the entries in order; Copy Diagnostics puts the report
+// on the clipboard, with this run's log read back from the journal where one takes Mosaro's
+// entries, else from the entries kept in memory.
+TEST_F(MosaroShellTest, TheTrayMenuHoldsTheEntriesAndCopiesTheDiagnostics)
 {
     ASSERT_TRUE(session->startTray());
     ASSERT_NO_FATAL_FAILURE(startApp());
@@ -151,6 +121,20 @@ TEST_F(MosaroShellTest, TheTrayIconAppearsAndItsMenuOpensWithTheEntriesInOrder)
     ASSERT_TRUE(icon);
     EXPECT_LE(icon->height, 24);
     EXPECT_TRUE(app->linesSince(0, QStringLiteral("no system tray")).isEmpty());
+
+    const bool journal = ProcessLogReader::readsJournal();
+    std::printf("the report's log comes from %s\n", journal ? "the journal" : "the entries kept in memory");
+    RecordProperty("log_source", journal ? "journal" : "memory");
+    // Up from the top wraps to Quit; two more reach Copy Diagnostics.
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(app->key(keys::up));
+    ASSERT_TRUE(app->key(keys::returnKey));
+    const auto report = clipboardText(*session);
+    ASSERT_TRUE(report.has_value()) << app->logText().toStdString();
+    const QString text = QString::fromUtf8(*report);
+    EXPECT_TRUE(text.startsWith(QString::fromUtf8(DiagnosticsText::header))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QString::fromUtf8(M::didFinishLaunching))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("3×2, margin 0px, per-display OFF"))) << text.toStdString();
 }
 
 // Quit from the menu ends the process through the termination path.
@@ -165,103 +149,6 @@ TEST_F(MosaroShellTest, QuitFromTheMenuEndsMosaro)
     ASSERT_TRUE(app->key(keys::returnKey));
     EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
     EXPECT_FALSE(app->linesSince(0, QString::fromUtf8(M::willTerminate)).isEmpty());
-}
-
-// Copy Diagnostics puts the report on the clipboard, with this run's log read back from the
-// journal where one takes Mosaro's entries, else from the entries kept in memory.
-TEST_F(MosaroShellTest, CopyDiagnosticsPutsTheReportWithThisRunsLogOnTheClipboard)
-{
-    ASSERT_TRUE(session->startTray());
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    const bool journal = ProcessLogReader::readsJournal();
-    std::printf("the report's log comes from %s\n", journal ? "the journal" : "the entries kept in memory");
-    RecordProperty("log_source", journal ? "journal" : "memory");
-    ASSERT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString());
-    // Up from the top wraps to Quit; two more reach Copy Diagnostics.
-    for (int i = 0; i < 3; ++i)
-        ASSERT_TRUE(app->key(keys::up));
-    ASSERT_TRUE(app->key(keys::returnKey));
-    const auto report = clipboardText(*session);
-    ASSERT_TRUE(report.has_value()) << app->logText().toStdString();
-    const QString text = QString::fromUtf8(*report);
-    EXPECT_TRUE(text.startsWith(QString::fromUtf8(DiagnosticsText::header))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QString::fromUtf8(M::didFinishLaunching))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QStringLiteral("3×2, margin 0px, per-display OFF"))) << text.toStdString();
-}
-
-// In the running Mosaro's settings window, a trigger recorded from keys typed through XTEST opens
-// the grid over another window; the old trigger no longer does.
-TEST_F(MosaroShellTest, ATriggerRecordedInTheSettingsWindowOpensTheGridAndTheOldOneNoLonger)
-{
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    const auto other = session->startClient({"--title", "Other", "--geometry", "400x300+700+400"});
-    ASSERT_TRUE(other);
-    QString errors;
-    ASSERT_EQ(app->runAgain({}, &errors), 0) << errors.toStdString();
-    const auto general = clientOrigin(*session, QStringLiteral("Mosaro Settings - General"));
-    ASSERT_TRUE(general) << app->windowTitles().join(", ").toStdString();
-    // Where the window draws them at scale 1: the Shortcuts tab, then the trigger's recorder in the
-    // first row of that tab. A window just mapped may not take the first click yet.
-    std::optional<Point> shortcuts;
-    ASSERT_TRUE(session->waitUntil([&] {
-        app->keyboard().clickAt(int(general->x) + 149, int(general->y) + 22, 1);
-        shortcuts = clientOrigin(*session, QStringLiteral("Mosaro Settings - Shortcuts"), 300);
-        return shortcuts.has_value();
-    })) << app->windowTitles().join(", ").toStdString();
-    ASSERT_TRUE(app->keyboard().clickAt(int(shortcuts->x) + 432, int(shortcuts->y) + 105, 1));
-    session->waitUntil([] { return false; }, 300);
-    ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::t, ModifierFlag::control | ModifierFlag::option));
-    const QString stored = app->configHome() + QStringLiteral("/Mosaro/defaults.json");
-    ASSERT_TRUE(session->waitUntil([&] {
-        QFile file(stored);
-        return file.open(QIODevice::ReadOnly) && file.readAll().contains(R"(carbonKeyCode\":17)");
-    })) << app->logText().toStdString();
-
-    ASSERT_TRUE(session->activateWindow(other->window));
-    ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::t, ModifierFlag::control | ModifierFlag::option));
-    EXPECT_TRUE(session->waitUntil([&] { return !app->overlayWindows().empty(); }))
-        << "the recorded trigger did not open the grid\n"
-        << app->logText().toStdString();
-    ASSERT_TRUE(app->key(keys::escape));
-    ASSERT_TRUE(app->waitForNoOverlay());
-    ASSERT_TRUE(session->activateWindow(other->window));
-    ASSERT_TRUE(app->keyboard().sendKeyCombination(keys::returnKey, ModifierFlag::command));
-    EXPECT_FALSE(session->waitUntil([&] { return !app->overlayWindows().empty(); }, 700))
-        << "the old trigger still opens the grid";
-}
-
-// --quit and SIGTERM take the same path: the open grid is dismissed and its new size saved.
-TEST_F(MosaroShellTest, QuitCommandAndTerminationSignalSaveAResizedGridBeforeExit)
-{
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    ASSERT_NO_FATAL_FAILURE(openAndResize());
-    QString errors;
-    EXPECT_EQ(app->runAgain({QStringLiteral("--quit")}, &errors), 0) << errors.toStdString();
-    EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
-    EXPECT_EQ(savedGrid(), (GridDimensions{4, 2}));
-
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    const int mark = app->logMark();
-    ASSERT_NO_FATAL_FAILURE(openAndResize());
-    ::kill(app->pid(), SIGTERM);
-    EXPECT_EQ(app->waitForExit(), 0) << app->logText(mark).toStdString();
-    EXPECT_EQ(savedGrid(), (GridDimensions{5, 2}));
-    EXPECT_FALSE(app->linesSince(mark, QString::fromUtf8(M::willTerminate)).isEmpty());
-}
-
-// A second start hands over and leaves with success; the running one shows its settings window.
-TEST_F(MosaroShellTest, ASecondLaunchExitsWithSuccessAndTheRunningOneReacts)
-{
-    ASSERT_NO_FATAL_FAILURE(startApp());
-    const int mark = app->logMark();
-    QString errors;
-    EXPECT_EQ(app->runAgain({}, &errors), 0) << errors.toStdString();
-    EXPECT_TRUE(session->waitUntil([&] {
-        return app->windowTitles().contains(QStringLiteral("Mosaro Settings - General"));
-    })) << app->windowTitles().join(", ").toStdString();
-    EXPECT_TRUE(app->isRunning());
-    EXPECT_EQ(app->linesSince(mark, QString::fromUtf8(M::presenterStarted)).size(), 0)
-        << "the second process never started a presenter of its own";
 }
 
 // --trigger acts as the shortcut: the grid opens on the focused window and Return places it.

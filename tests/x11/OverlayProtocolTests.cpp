@@ -162,10 +162,9 @@ TEST_F(OverlayProtocolTest, APanelTakesTheKeyboardFromTheEventLoopOnceAnotherCli
     PanelOverlayWindowFactory factory(host, monitors, center);
 
     X11Connection daemon(session->displayName());
-    auto held = daemon.reply<xcb_grab_keyboard_reply_t>(
-        xcb_grab_keyboard_reply, xcb_grab_keyboard(daemon.connection(), 0, daemon.root(), XCB_CURRENT_TIME,
-                                                   XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-    ASSERT_TRUE(held && (*held)->status == XCB_GRAB_STATUS_SUCCESS);
+    auto held = daemon.ask<xcb_grab_keyboard_reply>(xcb_grab_keyboard, 0, daemon.root(), XCB_CURRENT_TIME,
+                                                    XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    ASSERT_TRUE(held && held->status == XCB_GRAB_STATUS_SUCCESS);
 
     auto panel = factory.makeOverlayWindow();
     panel->setFrame(screens.screens().front()->visibleFrame());

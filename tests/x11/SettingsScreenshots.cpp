@@ -161,14 +161,11 @@ QRect outerFrame(const QWidget* widget)
 bool framed(const QWidget* widget)
 {
     X11Connection& x = g_session->connection();
-    xcb_connection_t* c = x.connection();
-    const auto tree =
-        x.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, xcb_window_t(widget->winId())));
-    if (!tree || (*tree)->parent == (*tree)->root)
+    const auto tree = x.ask<xcb_query_tree_reply>(xcb_query_tree, xcb_window_t(widget->winId()));
+    if (!tree || tree->parent == tree->root)
         return false;
-    const auto parent = x.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
-                                                                   xcb_get_window_attributes(c, (*tree)->parent));
-    return parent && (*parent)->map_state == XCB_MAP_STATE_VIEWABLE;
+    const auto parent = x.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, tree->parent);
+    return parent && parent->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
 // The window with the frame the window manager drew around it, as a person sees it.

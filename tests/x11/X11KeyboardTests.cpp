@@ -82,9 +82,8 @@ bool grabbable(const QString& display, std::uint16_t modifiers)
 {
     X11Connection probe(display);
     const auto keycode = xcb_keycode_t(*evdevForMacKeyCode(keys::returnKey) + x11KeycodeOffset);
-    const auto cookie = xcb_grab_key_checked(probe.connection(), 0, probe.root(), modifiers, keycode,
-                                             XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
-    return probe.check(cookie).hasValue();
+    return bool(probe.ask<xcb_request_check>(xcb_grab_key_checked, 0, probe.root(), modifiers, keycode,
+                                             XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
 }
 
 } // namespace
@@ -116,8 +115,8 @@ TEST(X11HotKeys, TriggerAndRawKeysReachTheHandlerWhateverTheLocks)
     // The keys go to a client window that has the input focus.
     auto client = session.startClient({"--title", "focused", "--geometry", "300x200+50+60"});
     ASSERT_TRUE(client);
-    ASSERT_TRUE(connection.check(xcb_set_input_focus_checked(connection.connection(), XCB_INPUT_FOCUS_PARENT,
-                                                             client->window, XCB_CURRENT_TIME)));
+    ASSERT_TRUE(connection.ask<xcb_request_check>(xcb_set_input_focus_checked, XCB_INPUT_FOCUS_PARENT, client->window,
+                                                  XCB_CURRENT_TIME));
     connection.processPendingEvents();
 
     pressTrigger(keyboard, connection);
@@ -192,9 +191,9 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
     // Another client holds only the Num Lock variant: the grabs made before the refusal go too.
     {
         X11Connection other(session.displayName());
-        ASSERT_TRUE(
-            other.check(xcb_grab_key_checked(other.connection(), 0, other.root(), X11ModMask::mod4 | X11ModMask::mod2,
-                                             returnKey, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+        ASSERT_TRUE(other.ask<xcb_request_check>(xcb_grab_key_checked, 0, other.root(),
+                                                 X11ModMask::mod4 | X11ModMask::mod2, returnKey, XCB_GRAB_MODE_ASYNC,
+                                                 XCB_GRAB_MODE_ASYNC));
         EventHotKeyRef ref = 99;
         EXPECT_EQ(service.registerEventHotKey(keys::returnKey, carbonCommand, triggerID, ref),
                   HotKeyStatus::hotKeyExists);
@@ -214,21 +213,18 @@ TEST(X11HotKeys, GrabsAreAllOrNothingAndFollowNumLock)
         EXPECT_EQ(service.registerEventHotKey(code, 0, triggerID, none), HotKeyStatus::hotKeyInvalid) << code;
 
     // Num Lock's key moves from Mod2 to Mod3: the combination is grabbed again with Mod3.
-    xcb_connection_t* c = connection.connection();
-    auto mapping =
-        connection.reply<xcb_get_modifier_mapping_reply_t>(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(c));
+    auto mapping = connection.ask<xcb_get_modifier_mapping_reply>(xcb_get_modifier_mapping);
     ASSERT_TRUE(mapping);
-    const std::ptrdiff_t per = (*mapping)->keycodes_per_modifier;
-    std::vector<xcb_keycode_t> keys(xcb_get_modifier_mapping_keycodes(mapping->get()),
-                                    xcb_get_modifier_mapping_keycodes(mapping->get()) + 8 * per);
+    const std::ptrdiff_t per = mapping->keycodes_per_modifier;
+    std::vector<xcb_keycode_t> keys(xcb_get_modifier_mapping_keycodes(mapping.get()),
+                                    xcb_get_modifier_mapping_keycodes(mapping.get()) + 8 * per);
     const auto numLockKey = xcb_keycode_t(*evdevForMacKeyCode(keys::keypadClear) + x11KeycodeOffset);
     auto mod2 = std::find(keys.begin() + 4 * per, keys.begin() + 5 * per, numLockKey);
     auto mod3 = std::find(keys.begin() + 5 * per, keys.begin() + 6 * per, xcb_keycode_t(0));
     ASSERT_TRUE(mod2 != keys.begin() + 5 * per && mod3 != keys.begin() + 6 * per);
     std::swap(*mod2, *mod3);
-    auto set = connection.reply<xcb_set_modifier_mapping_reply_t>(
-        xcb_set_modifier_mapping_reply, xcb_set_modifier_mapping(c, std::uint8_t(per), keys.data()));
-    ASSERT_TRUE(set && (*set)->status == XCB_MAPPING_STATUS_SUCCESS);
+    auto set = connection.ask<xcb_set_modifier_mapping_reply>(xcb_set_modifier_mapping, std::uint8_t(per), keys.data());
+    ASSERT_TRUE(set && set->status == XCB_MAPPING_STATUS_SUCCESS);
     ASSERT_TRUE(session.waitUntil([&] { return service.numLockMask() == X11ModMask::mod3; }, 5000));
 
     XTestKeyboard keyboard(connection);
@@ -267,7 +263,7 @@ TEST(X11HotKeys, ALostConnectionFailsCalmly)
                       XCB_COPY_FROM_PARENT, 0, nullptr);
     ASSERT_TRUE(connection->windowExists(window));
     X11Connection& killer = session.connection();
-    ASSERT_TRUE(killer.check(xcb_kill_client_checked(killer.connection(), window)));
+    ASSERT_TRUE(killer.ask<xcb_request_check>(xcb_kill_client_checked, window));
 
     // Calls fail with a status and one log line, however often they are made.
     Log::Store::shared().clear();

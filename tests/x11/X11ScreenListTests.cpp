@@ -20,11 +20,10 @@ namespace {
 
 xcb_randr_output_t firstOutput(X11Connection& c)
 {
-    auto res = c.reply<xcb_randr_get_screen_resources_current_reply_t>(
-        xcb_randr_get_screen_resources_current_reply, xcb_randr_get_screen_resources_current(c.connection(), c.root()));
-    if (!res || xcb_randr_get_screen_resources_current_outputs_length(res->get()) < 1)
+    auto res = c.ask<xcb_randr_get_screen_resources_current_reply>(xcb_randr_get_screen_resources_current, c.root());
+    if (!res || xcb_randr_get_screen_resources_current_outputs_length(res.get()) < 1)
         return XCB_NONE;
-    return xcb_randr_get_screen_resources_current_outputs(res->get())[0];
+    return xcb_randr_get_screen_resources_current_outputs(res.get())[0];
 }
 
 } // namespace

@@ -13,6 +13,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cstdio>
 #include <unistd.h>
 
 namespace mosaro {
@@ -136,6 +137,14 @@ void readSessionFacts(DesktopFacts& facts, const QDBusConnection& bus)
     facts.sessionBus = bus.isConnected();
     facts.journal = ::access("/run/systemd/journal/socket", F_OK) == 0;
     readPreferences(facts);
+}
+
+int printFindings(const DesktopFacts& facts)
+{
+    const auto findings = desktopFindings(facts);
+    std::fputs(qPrintable(formatFindings(findings)), stdout);
+    std::fflush(stdout);
+    return checkExitCode(findings);
 }
 
 } // namespace mosaro

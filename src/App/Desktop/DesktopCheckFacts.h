@@ -26,5 +26,7 @@ std::optional<KeyboardShortcuts::Shortcut> readStoredTrigger(DesktopFacts& facts
 // The running Mosaro's trigger (it holds it itself, so it is asked rather than the desktop), a
 // StatusNotifierItem host, the session bus, the journal and the preferences file.
 void readSessionFacts(DesktopFacts& facts, const QDBusConnection& bus);
+// One line per finding on standard output; the exit status of `mosaro --check`.
+int printFindings(const DesktopFacts& facts);
 
 } // namespace mosaro

@@ -7,6 +7,7 @@
 #include "Platform/KeyboardLayout.h"
 #include "Platform/Screen.h"
 #include "Platform/System.h"
+#include "Platform/SystemInfo.h"
 #include "Platform/UI/PanelSurface.h"
 
 #include <QString>
@@ -46,6 +47,23 @@ public:
     std::function<void()> showHelp;
     // The connection to the desktop is gone (said once, in one log line): the run ends.
     std::function<void()> onConnectionLost;
+};
+
+// The diagnostics report's operating-system line names the session too: what Mosaro can do
+// depends on it. "Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18-amd64; Wayland, sway 1.7".
+class SessionOperatingSystemInfo final : public OperatingSystemInfo {
+public:
+    SessionOperatingSystemInfo(const OperatingSystemInfo& system, DesktopPlatform& platform)
+        : m_system(system), m_platform(platform)
+    {}
+    QString versionText() const override
+    {
+        return m_system.versionText() + QStringLiteral("; ") + m_platform.sessionDescription();
+    }
+
+private:
+    const OperatingSystemInfo& m_system;
+    DesktopPlatform& m_platform;
 };
 
 } // namespace mosaro

@@ -46,24 +46,6 @@
 
 namespace mosaro {
 
-namespace {
-
-// The report's operating-system line names the session too: what Mosaro can do depends on it.
-class SessionOperatingSystemInfo final : public OperatingSystemInfo {
-public:
-    explicit SessionOperatingSystemInfo(DesktopPlatform& platform) : m_platform(platform) {}
-    QString versionText() const override
-    {
-        return m_system.versionText() + QStringLiteral("; ") + m_platform.sessionDescription();
-    }
-
-private:
-    LinuxOperatingSystemInfo m_system;
-    DesktopPlatform& m_platform;
-};
-
-} // namespace
-
 // Declared in the order they are built; destroyed in reverse, the windows before the services
 // they use.
 struct MosaroApplication::Services {
@@ -86,7 +68,7 @@ struct MosaroApplication::Services {
                   onboarding.showIfNeeded(std::move(onContinue));
               },
           }),
-          operatingSystem(platform),
+          operatingSystem(system, platform),
           diagnostics(DiagnosticsSources{bundle, operatingSystem, hardware, platform.screens(), platform.trust(),
                                          preferencesFileURL(), logReader, clock, pasteboard, urlOpener}),
           updateAnswers(urlOpener),
@@ -105,6 +87,7 @@ struct MosaroApplication::Services {
     WindowManagerHelp help;
     AppDelegate delegate;
     BuildBundleInfo bundle;
+    LinuxOperatingSystemInfo system;
     SessionOperatingSystemInfo operatingSystem;
     LinuxHardwareInfo hardware;
     ProcessLogReader logReader;

@@ -47,6 +47,11 @@ public:
         m_ipc.onGone = [this] {
             if (onConnectionLost)
                 onConnectionLost();
+            // The termination path has run (what is saved is whole). Qt cannot take its Wayland
+            // connection down without the compositor (its display waits for its reader thread
+            // for ever), so nothing more is run.
+            std::fflush(nullptr);
+            ::_exit(1);
         };
         m_watcher.isOwnFocusChange = [this](const QByteArray& event) { return m_panelRules.isPanelFocusChange(event); };
         m_trust.showPrompt = [this] {

@@ -1,9 +1,13 @@
 #include "App/Wayland/WaylandConnectionWatch.h"
 
+#include <QCoreApplication>
+#include <QSemaphore>
 #include <QString>
+#include <QThread>
 #include <QtGlobal>
 
 #include <cstdio>
+#include <memory>
 #include <mutex>
 
 namespace mosaro {
@@ -16,6 +20,13 @@ std::function<void()> g_broke;
 std::mutex g_running;
 QtMessageHandler g_previousHandler = nullptr;
 
+void runBroke()
+{
+    const std::lock_guard lock(g_running);
+    if (g_broke)
+        std::exchange(g_broke, nullptr)();
+}
+
 void watchQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
     if (g_previousHandler)
@@ -24,9 +35,18 @@ void watchQtMessages(QtMsgType type, const QMessageLogContext& context, const QS
         std::fprintf(stderr, "%s\n", qPrintable(message));
     if (!message.startsWith(QLatin1String("The Wayland connection")))
         return;
-    const std::lock_guard lock(g_running);
-    if (g_broke)
-        std::exchange(g_broke, nullptr)();
+    QCoreApplication* app = QCoreApplication::instance();
+    if (!app || QThread::currentThread() == app->thread())
+        return runBroke();
+    // Qt's reader thread says it, and ends the process as soon as this returns: the main thread
+    // runs the termination path meanwhile, for a second at most (it may itself be waiting for
+    // the reader).
+    auto done = std::make_shared<QSemaphore>();
+    QMetaObject::invokeMethod(app, [done] {
+        runBroke();
+        done->release();
+    });
+    done->tryAcquire(1, 1000);
 }
 
 } // namespace

@@ -59,7 +59,7 @@ std::optional<QStringList> waylandGlobals()
 
 void readSway(const QString& socket, DesktopFacts& facts)
 {
-    DesktopFacts::Compositor& c = *facts.wayland;
+    CompositorFacts& c = *facts.wayland;
     c.name = QStringLiteral("sway");
     c.channel = socket;
     Sway::Ipc ipc(socket);
@@ -96,7 +96,7 @@ void readSway(const QString& socket, DesktopFacts& facts)
 
 void readGnome(DesktopFacts& facts, int outputs)
 {
-    DesktopFacts::Compositor& c = *facts.wayland;
+    CompositorFacts& c = *facts.wayland;
     c.name = QStringLiteral("GNOME Shell");
     c.channel = QStringLiteral("the session bus");
     QString shellVersion;
@@ -180,10 +180,7 @@ int runWaylandDesktopCheck(int argc, char** argv)
             readGnome(facts, int(globals->count(QStringLiteral("wl_output"))));
     }
     readSessionFacts(facts, QDBusConnection::sessionBus());
-    const auto findings = desktopFindings(facts);
-    std::fputs(qPrintable(formatFindings(findings)), stdout);
-    std::fflush(stdout);
-    return checkExitCode(findings);
+    return printFindings(facts);
 }
 
 } // namespace mosaro

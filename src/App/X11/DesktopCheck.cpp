@@ -38,7 +38,8 @@ DesktopFacts::Probe probeMoves(X11Connection& c, bool* frameExtents)
 {
     // A small normal window of our own, where a person would hardly look.
     xcb_connection_t* conn = c.connection();
-    const xcb_window_t window = xcb_generate_id(conn);
+    X11Window owned(c);
+    const xcb_window_t window = owned.id();
     const std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_create_window(conn, XCB_COPY_FROM_PARENT, window, c.root(), 0, 0, 160, 100, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                       XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
@@ -84,9 +85,7 @@ DesktopFacts::Probe probeMoves(X11Connection& c, bool* frameExtents)
         *frameExtents = c.propertyValue(window, c.atom("_NET_FRAME_EXTENTS")).has_value();
     }
     xcb_unmap_window(conn, window);
-    xcb_destroy_window(conn, window);
-    c.flush();
-    return probe;
+    return probe; // the window goes with its handle
 }
 
 void readTrigger(X11Connection& c, DesktopFacts& facts)
@@ -114,9 +113,8 @@ void readTrigger(X11Connection& c, DesktopFacts& facts)
 QString xembedTray(X11Connection& c)
 {
     const QByteArray selection = QByteArray("_NET_SYSTEM_TRAY_S") + QByteArray::number(c.screenNumber());
-    auto owner = c.reply<xcb_get_selection_owner_reply_t>(
-        xcb_get_selection_owner_reply, xcb_get_selection_owner(c.connection(), c.atom(selection.toStdString())));
-    if (owner && (*owner)->owner != XCB_WINDOW_NONE)
+    auto owner = c.ask<xcb_get_selection_owner_reply>(xcb_get_selection_owner, c.atom(selection.toStdString()));
+    if (owner && owner->owner != XCB_WINDOW_NONE)
         return QStringLiteral("an XEmbed system tray");
     return {};
 }
@@ -163,10 +161,7 @@ int runX11DesktopCheck(int argc, char** argv)
     if (!QCoreApplication::instance())
         app = std::make_unique<QCoreApplication>(argc, argv);
     X11Connection connection;
-    const auto findings = desktopFindings(gatherDesktopFacts(connection, QDBusConnection::sessionBus()));
-    std::fputs(qPrintable(formatFindings(findings)), stdout);
-    std::fflush(stdout);
-    return checkExitCode(findings);
+    return printFindings(gatherDesktopFacts(connection, QDBusConnection::sessionBus()));
 }
 
 } // namespace mosaro

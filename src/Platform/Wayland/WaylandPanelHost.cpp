@@ -21,6 +21,8 @@ namespace {
 
 // How long a panel moved to another display waits for the focus to follow it.
 constexpr int refocusMs = 250;
+// How long a showing waits for the compositor to give it the keyboard: the messaging timeout.
+constexpr int handOverMs = 1000;
 constexpr const char* frameSentMessage = "panel frame sent: %d rectangles";
 constexpr const char* inputRegionMessage = "the panel on Wayland takes no pointer input; input region ignored";
 
@@ -58,8 +60,16 @@ public:
     void settle() override
     {
         // A panel moving to another display keeps the focus it has.
-        if (m_host.m_owner == this && m_host.m_focused)
+        if (m_host.m_owner == this && m_host.m_focused) {
             held();
+            return;
+        }
+        // The focus may have gone on before Qt saw it arrive (taken away at once, its coming and
+        // going then both unseen): a hand-over that never completes is a keyboard not had.
+        QTimer::singleShot(handOverMs, &m_timerContext, [this] {
+            if (!m_held && !m_released && m_host.m_owner == this && onLost)
+                onLost();
+        });
     }
     void release() override
     {
@@ -97,6 +107,7 @@ public:
 
 private:
     WaylandPanelHost& m_host;
+    QObject m_timerContext; // the hand-over's deadline goes with the showing
     bool m_held = false;
     bool m_released = false;
 };
@@ -172,6 +183,8 @@ void WaylandPanelWindow::finishHiding()
     if (m_shown || !QWindow::isVisible())
         return;
     WaylandShortcutInhibitor::shared().release();
+    // Unmapped: a window kept mapped between showings (sway's scratchpad) measured slower to bring
+    // back than a new mapping is to show (bench/results.md).
     QWindow::hide();
     // Sent now: the caller may block on the compositor next (a placement), and Qt flushes its
     // requests only when the event loop runs.
@@ -222,6 +235,8 @@ void WaylandPanelWindow::send(const QRegion& region)
     }
     m_store.endPaint();
     m_store.flush(region);
+    // On its way before anything the compositor is asked over its own channel.
+    WaylandShortcutInhibitor::shared().flushConnection();
     Log::overlay().debug(frameSentMessage, int(region.rectCount()));
 }
 

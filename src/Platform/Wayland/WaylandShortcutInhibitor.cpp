@@ -88,6 +88,12 @@ void WaylandShortcutInhibitor::release()
     wl_display_flush(m_display);
 }
 
+void WaylandShortcutInhibitor::flushConnection()
+{
+    if (m_display)
+        wl_display_flush(m_display);
+}
+
 WaylandShortcutInhibitor& WaylandShortcutInhibitor::shared()
 {
     // Never destroyed: at exit Qt's connection, which its objects live on, is already gone.

@@ -34,6 +34,8 @@ public:
     // hidden Qt window has none); a surface asked for before is released first.
     void inhibit(QWindow* window);
     void release();
+    // Sends what Qt has queued on its connection now (Qt flushes at the end of the event loop's turn).
+    void flushConnection();
 
     // One inhibitor for the whole application, bound on first use.
     static WaylandShortcutInhibitor& shared();

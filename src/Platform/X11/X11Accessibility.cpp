@@ -121,18 +121,16 @@ std::optional<std::int32_t> X11Accessibility::processOf(xcb_window_t window)
     return X11Properties::processID(m_connection.propertyValue(window, m_connection.atom("_NET_WM_PID")));
 }
 
-std::optional<X11Accessibility::ActiveWindow> X11Accessibility::activeWindow(X11Error* error)
+std::optional<X11Accessibility::ActiveWindow> X11Accessibility::activeWindow()
 {
-    const auto active = m_connection.windows(m_connection.root(), m_connection.atom("_NET_ACTIVE_WINDOW"), 1, error);
+    const auto active = m_connection.windows(m_connection.root(), m_connection.atom("_NET_ACTIVE_WINDOW"));
     if (!active || (*active)[0] == XCB_WINDOW_NONE)
         return std::nullopt;
     const xcb_window_t window = (*active)[0];
     // Whether it exists and whose it is, in one round trip.
-    const auto exists = xcb_get_window_attributes(m_connection.connection(), window);
+    auto exists = m_connection.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, window);
     auto pid = m_connection.askProperty(window, m_connection.atom("_NET_WM_PID"));
-    const bool alive =
-        m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply, exists).hasValue();
-    if (!alive)
+    if (!exists)
         return std::nullopt;
     if (m_ownWindows.count(window))
         return ActiveWindow{window, currentProcessID()};
@@ -195,8 +193,7 @@ AXError X11Accessibility::errorCode(const X11Error& error) const
 AXError X11Accessibility::focusedWindowOf(std::int32_t processID, std::optional<AXValue>& value)
 {
     const xcb_window_t root = m_connection.root();
-    X11Error error;
-    const auto active = activeWindow(&error);
+    const auto active = activeWindow();
     if (!m_connection.isConnected())
         return AXErrorCode::cannotComplete;
     if (active && active->processID == processID) {

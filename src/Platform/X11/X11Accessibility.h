@@ -60,7 +60,7 @@ private:
         xcb_window_t window = XCB_WINDOW_NONE;
         std::int32_t processID = 0;
     };
-    std::optional<ActiveWindow> activeWindow(X11Error* error = nullptr);
+    std::optional<ActiveWindow> activeWindow();
     X11Result<X11WindowGeometry> geometryOf(xcb_window_t window);
     AXError errorCode(const X11Error& error) const;
     AXError focusedWindowOf(std::int32_t processID, std::optional<AXValue>& value);

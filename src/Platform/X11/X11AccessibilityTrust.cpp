@@ -38,11 +38,10 @@ X11WindowManagerStatus windowManagerStatus(X11Connection& c)
     if (ewmh)
         return {Kind::drivable, name};
     // A manager is whoever redirects the root's substructure; the server tells anyone who asks.
-    auto attributes = c.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
-                                                                 xcb_get_window_attributes(c.connection(), c.root()));
+    auto attributes = c.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, c.root());
     if (!attributes)
         return {c.isConnected() ? Kind::none : Kind::noConnection, {}};
-    const bool redirected = (*attributes)->all_event_masks & XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT;
+    const bool redirected = attributes->all_event_masks & XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT;
     return {redirected || checkWindow != XCB_WINDOW_NONE ? Kind::notDrivable : Kind::none, name};
 }
 

@@ -108,11 +108,10 @@ xcb_atom_t X11Connection::atom(std::string_view name)
         return it->second;
     if (!isConnected() || name.empty() || name.size() > 0xffff)
         return XCB_ATOM_NONE;
-    auto r = reply<xcb_intern_atom_reply_t>(xcb_intern_atom_reply,
-                                            xcb_intern_atom(m_connection, 0, std::uint16_t(name.size()), name.data()));
+    auto r = ask<xcb_intern_atom_reply>(xcb_intern_atom, std::uint8_t(0), std::uint16_t(name.size()), name.data());
     if (!r)
         return XCB_ATOM_NONE;
-    const xcb_atom_t value = (*r)->atom;
+    const xcb_atom_t value = r->atom;
     m_atoms.emplace(std::string(name), value);
     return value;
 }
@@ -121,15 +120,16 @@ void X11Connection::internAtoms(std::initializer_list<std::string_view> names)
 {
     if (!isConnected())
         return;
-    std::vector<std::pair<std::string_view, xcb_intern_atom_cookie_t>> asked;
+    std::vector<std::pair<std::string_view, X11Pending<xcb_intern_atom_reply>>> asked;
     for (const std::string_view name : names) {
         if (name.empty() || name.size() > 0xffff || m_atoms.find(name) != m_atoms.end())
             continue;
-        asked.emplace_back(name, xcb_intern_atom(m_connection, 0, std::uint16_t(name.size()), name.data()));
+        asked.emplace_back(name, ask<xcb_intern_atom_reply>(xcb_intern_atom, std::uint8_t(0),
+                                                            std::uint16_t(name.size()), name.data()));
     }
-    for (const auto& [name, cookie] : asked) {
-        if (auto r = reply<xcb_intern_atom_reply_t>(xcb_intern_atom_reply, cookie))
-            m_atoms.emplace(std::string(name), (*r)->atom);
+    for (auto& [name, pending] : asked) {
+        if (pending)
+            m_atoms.emplace(std::string(name), pending->atom);
     }
 }
 
@@ -137,54 +137,29 @@ QString X11Connection::atomName(xcb_atom_t atom)
 {
     if (atom == XCB_ATOM_NONE || !isConnected())
         return {};
-    auto r = reply<xcb_get_atom_name_reply_t>(xcb_get_atom_name_reply, xcb_get_atom_name(m_connection, atom));
+    auto r = ask<xcb_get_atom_name_reply>(xcb_get_atom_name, atom);
     if (!r)
         return {};
-    return QString::fromUtf8(xcb_get_atom_name_name(r->get()), xcb_get_atom_name_name_length(r->get()));
-}
-
-X11PendingProperty::X11PendingProperty(X11PendingProperty&& other) noexcept
-    : m_connection(std::exchange(other.m_connection, nullptr)), m_cookie(other.m_cookie)
-{}
-
-X11PendingProperty& X11PendingProperty::operator=(X11PendingProperty&& other) noexcept
-{
-    if (this != &other) {
-        if (m_connection)
-            xcb_discard_reply(m_connection, m_cookie.sequence);
-        m_connection = std::exchange(other.m_connection, nullptr);
-        m_cookie = other.m_cookie;
-    }
-    return *this;
-}
-
-X11PendingProperty::~X11PendingProperty()
-{
-    if (m_connection)
-        xcb_discard_reply(m_connection, m_cookie.sequence);
+    return QString::fromUtf8(xcb_get_atom_name_name(r.get()), xcb_get_atom_name_name_length(r.get()));
 }
 
 X11PendingProperty X11Connection::askProperty(xcb_window_t window, xcb_atom_t prop, std::uint32_t maxBytes,
                                               xcb_atom_t type)
 {
-    X11PendingProperty pending;
-    if (prop == XCB_ATOM_NONE || !isConnected())
-        return pending;
-    pending.m_connection = m_connection;
-    pending.m_cookie = xcb_get_property(m_connection, 0, window, prop, type, 0, (maxBytes + 3) / 4);
-    return pending;
+    if (prop == XCB_ATOM_NONE)
+        return X11PendingProperty(*this);
+    return ask<xcb_get_property_reply>(xcb_get_property, std::uint8_t(0), window, prop, type, std::uint32_t(0),
+                                       (maxBytes + 3) / 4);
 }
 
 X11Result<std::optional<X11Property>> X11Connection::property(X11PendingProperty& pending)
 {
     using Result = X11Result<std::optional<X11Property>>;
-    if (!pending.m_connection)
+    if (!pending.wasSent())
         return isConnected() ? Result(std::nullopt) : unexpected(X11Error{X11Error::Kind::connectionLost});
-    pending.m_connection = nullptr; // read now: nothing left to discard
-    auto r = reply<xcb_get_property_reply_t>(xcb_get_property_reply, pending.m_cookie);
-    if (!r)
-        return unexpected(r.error());
-    const xcb_get_property_reply_t* p = r->get();
+    if (!pending)
+        return unexpected(pending.error());
+    const xcb_get_property_reply_t* p = pending.get();
     if (p->type == XCB_ATOM_NONE || p->format == 0)
         return Result(std::nullopt);
     // Any mismatch between the declared and the delivered size, or a value larger than we
@@ -214,67 +189,38 @@ X11Result<std::optional<X11Property>> X11Connection::property(xcb_window_t windo
     return property(pending);
 }
 
-std::optional<X11Property> X11Connection::propertyValue(X11PendingProperty& pending, X11Error* error)
+std::optional<X11Property> X11Connection::propertyValue(X11PendingProperty& pending)
 {
     auto r = property(pending);
-    if (!r) {
-        if (error)
-            *error = r.error();
-        return std::nullopt;
-    }
-    return *r;
+    return r ? *r : std::nullopt;
 }
 
-std::optional<X11Property> X11Connection::propertyValue(xcb_window_t window, xcb_atom_t prop, X11Error* error,
-                                                        std::uint32_t maxBytes)
+std::optional<X11Property> X11Connection::propertyValue(xcb_window_t window, xcb_atom_t prop, std::uint32_t maxBytes)
 {
     auto r = property(window, prop, XCB_ATOM_ANY, maxBytes);
-    if (!r) {
-        if (error)
-            *error = r.error();
-        return std::nullopt;
-    }
-    return *r;
-}
-
-std::optional<std::vector<std::uint32_t>> X11Connection::list32(xcb_window_t window, xcb_atom_t prop, xcb_atom_t type,
-                                                                std::size_t minItems, X11Error* error)
-{
-    return X11Properties::list32(propertyValue(window, prop, error), type, minItems);
+    return r ? *r : std::nullopt;
 }
 
 std::optional<std::vector<std::uint32_t>> X11Connection::cardinals(xcb_window_t window, xcb_atom_t prop,
-                                                                   std::size_t minItems, X11Error* error)
+                                                                   std::size_t minItems)
 {
-    return list32(window, prop, XCB_ATOM_CARDINAL, minItems, error);
+    return X11Properties::list32(propertyValue(window, prop), XCB_ATOM_CARDINAL, minItems);
 }
 
 std::optional<std::vector<xcb_window_t>> X11Connection::windows(xcb_window_t window, xcb_atom_t prop,
-                                                                std::size_t minItems, X11Error* error)
+                                                                std::size_t minItems)
 {
-    return list32(window, prop, XCB_ATOM_WINDOW, minItems, error);
+    return X11Properties::list32(propertyValue(window, prop), XCB_ATOM_WINDOW, minItems);
 }
 
-std::optional<std::vector<xcb_atom_t>> X11Connection::atoms(xcb_window_t window, xcb_atom_t prop, X11Error* error)
+std::optional<std::vector<xcb_atom_t>> X11Connection::atoms(xcb_window_t window, xcb_atom_t prop)
 {
-    return list32(window, prop, XCB_ATOM_ATOM, 0, error);
+    return X11Properties::list32(propertyValue(window, prop), XCB_ATOM_ATOM, 0);
 }
 
-std::optional<QString> X11Connection::text(xcb_window_t window, xcb_atom_t prop, X11Error* error)
+std::optional<QString> X11Connection::text(xcb_window_t window, xcb_atom_t prop)
 {
-    return X11Properties::text(propertyValue(window, prop, error, 64 * 1024), atom("UTF8_STRING"),
-                               atom("COMPOUND_TEXT"));
-}
-
-X11Status X11Connection::check(xcb_void_cookie_t cookie)
-{
-    if (!isConnected())
-        return unexpected(X11Error{X11Error::Kind::connectionLost});
-    if (XcbPtr<xcb_generic_error_t> err{xcb_request_check(m_connection, cookie)})
-        return unexpected(translate(err.get()));
-    if (!isConnected())
-        return unexpected(X11Error{X11Error::Kind::connectionLost});
-    return Ok{};
+    return X11Properties::text(propertyValue(window, prop, 64 * 1024), atom("UTF8_STRING"), atom("COMPOUND_TEXT"));
 }
 
 X11Error X11Connection::translate(const xcb_generic_error_t* error)
@@ -291,13 +237,15 @@ bool X11Connection::windowExists(xcb_window_t window)
 {
     if (window == XCB_WINDOW_NONE)
         return false;
-    auto r = reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
-                                                      xcb_get_window_attributes(m_connection, window));
-    return r.hasValue();
+    return bool(ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, window));
 }
 
-xcb_void_cookie_t X11Connection::sendClientMessage(xcb_window_t window, xcb_atom_t type, const std::uint32_t (&data)[5],
-                                                   bool checked)
+namespace {
+constexpr std::uint32_t rootMessageMask = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+}
+
+xcb_client_message_event_t X11Connection::clientMessage(xcb_window_t window, xcb_atom_t type,
+                                                        const std::uint32_t (&data)[5])
 {
     xcb_client_message_event_t ev;
     std::memset(&ev, 0, sizeof ev);
@@ -306,18 +254,16 @@ xcb_void_cookie_t X11Connection::sendClientMessage(xcb_window_t window, xcb_atom
     ev.window = window;
     ev.type = type;
     std::memcpy(ev.data.data32, data, sizeof data);
-    constexpr std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-    const auto* bytes = reinterpret_cast<const char*>(&ev);
-    return checked ? xcb_send_event_checked(m_connection, 0, root(), mask, bytes)
-                   : xcb_send_event(m_connection, 0, root(), mask, bytes);
+    return ev;
 }
 
 X11Status X11Connection::sendRootMessage(xcb_window_t window, xcb_atom_t type, std::uint32_t d0, std::uint32_t d1,
                                          std::uint32_t d2, std::uint32_t d3, std::uint32_t d4)
 {
-    if (!isConnected())
-        return unexpected(X11Error{X11Error::Kind::connectionLost});
-    return check(sendClientMessage(window, type, {d0, d1, d2, d3, d4}, true));
+    const auto ev = clientMessage(window, type, {d0, d1, d2, d3, d4});
+    return ask<xcb_request_check>(xcb_send_event_checked, std::uint8_t(0), root(), rootMessageMask,
+                                  reinterpret_cast<const char*>(&ev))
+        .result();
 }
 
 X11Status X11Connection::postRootMessage(xcb_window_t window, xcb_atom_t type, std::uint32_t d0, std::uint32_t d1,
@@ -325,7 +271,8 @@ X11Status X11Connection::postRootMessage(xcb_window_t window, xcb_atom_t type, s
 {
     if (!isConnected())
         return unexpected(X11Error{X11Error::Kind::connectionLost});
-    sendClientMessage(window, type, {d0, d1, d2, d3, d4}, false);
+    const auto ev = clientMessage(window, type, {d0, d1, d2, d3, d4});
+    xcb_send_event(m_connection, 0, root(), rootMessageMask, reinterpret_cast<const char*>(&ev));
     if (!flush())
         return unexpected(X11Error{X11Error::Kind::connectionLost});
     return Ok{};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Expected.h"
+#include "Platform/X11/X11Pending.h"
 #include "Platform/X11/X11Properties.h"
 
 #include <QString>
@@ -20,49 +20,6 @@
 class QSocketNotifier;
 
 namespace mosaro {
-
-// Why an X request gave nothing.
-struct X11Error {
-    enum class Kind {
-        connectionLost, // the connection is closed or broken
-        invalidWindow,  // the window (or drawable) no longer exists
-        requestFailed,  // any other X error
-        timedOut,       // a bounded wait ran out
-    };
-    Kind kind = Kind::requestFailed;
-    std::uint8_t code = 0; // the X error code, when there was one
-    friend bool operator==(const X11Error&, const X11Error&) = default;
-};
-
-template <class T>
-using X11Result = Expected<T, X11Error>;
-using X11Status = Status<X11Error>;
-
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-// Replies and errors from xcb are malloc'ed.
-template <class T>
-using XcbPtr = std::unique_ptr<T, FreeDeleter>;
-
-class X11Connection;
-
-// A property asked for now and read later: requests sent before the first reply is awaited
-// share one round trip. A request never read has its reply thrown away.
-class X11PendingProperty {
-public:
-    X11PendingProperty() = default;
-    X11PendingProperty(X11PendingProperty&& other) noexcept;
-    X11PendingProperty& operator=(X11PendingProperty&& other) noexcept;
-    X11PendingProperty(const X11PendingProperty&) = delete;
-    X11PendingProperty& operator=(const X11PendingProperty&) = delete;
-    ~X11PendingProperty();
-
-private:
-    friend class X11Connection;
-    xcb_connection_t* m_connection = nullptr; // null: nothing asked (no atom, no connection)
-    xcb_get_property_cookie_t m_cookie{};
-};
 
 // One connection to an X server, used from the main thread only. Every call is safe on a dead
 // connection: it fails (or gives nothing) and the loss is logged once.
@@ -101,54 +58,44 @@ public:
     // The name of an atom, empty when unknown.
     QString atomName(xcb_atom_t atom);
 
+    // Sends a request now; its answer is read on first use (X11Pending), or thrown away. The
+    // answer function names the kind: xcb_get_geometry_reply, ..., or xcb_request_check for a
+    // checked request without a reply. On a dead connection nothing is sent and the answer is
+    // the loss.
+    template <auto AnswerFunction, class Request, class... Args>
+    X11Pending<AnswerFunction> ask(Request request, const Args&... args)
+    {
+        if (!isConnected())
+            return X11Pending<AnswerFunction>(*this);
+        return X11Pending<AnswerFunction>(*this, request(m_connection, args...));
+    }
+
     // Reads a property (up to maxBytes). Absent property gives an empty optional; an X error
     // (vanished window) or a dead connection gives the error.
     X11Result<std::optional<X11Property>> property(xcb_window_t window, xcb_atom_t property,
                                                    xcb_atom_t type = XCB_ATOM_ANY, std::uint32_t maxBytes = 1u << 20);
-
-    // The property for the pure readers of X11Properties: nothing when it is missing or the
-    // request failed (then *error is set when given).
-    std::optional<X11Property> propertyValue(xcb_window_t window, xcb_atom_t property, X11Error* error = nullptr,
-                                             std::uint32_t maxBytes = 1u << 20);
-
-    // The same reads in two halves: ask for several, then read each (in any order).
+    // The same in two halves: ask for several, then read each (in any order). No atom asks nothing
+    // and reads as an absent property.
     X11PendingProperty askProperty(xcb_window_t window, xcb_atom_t property, std::uint32_t maxBytes = 1u << 20,
                                    xcb_atom_t type = XCB_ATOM_ANY);
     X11Result<std::optional<X11Property>> property(X11PendingProperty& pending);
-    std::optional<X11Property> propertyValue(X11PendingProperty& pending, X11Error* error = nullptr);
+
+    // The property for the pure readers of X11Properties, where finding nothing is normal: nothing
+    // when it is missing or the request failed.
+    std::optional<X11Property> propertyValue(xcb_window_t window, xcb_atom_t property,
+                                             std::uint32_t maxBytes = 1u << 20);
+    std::optional<X11Property> propertyValue(X11PendingProperty& pending);
 
     // Typed reads: nothing when the property is missing, of another type or format, shorter
-    // than minItems, or when the request failed (then *error is set when given).
+    // than minItems, or when the request failed.
     std::optional<std::vector<std::uint32_t>> cardinals(xcb_window_t window, xcb_atom_t property,
-                                                        std::size_t minItems = 1, X11Error* error = nullptr);
-    std::optional<std::vector<xcb_window_t>> windows(xcb_window_t window, xcb_atom_t property, std::size_t minItems = 1,
-                                                     X11Error* error = nullptr);
-    std::optional<std::vector<xcb_atom_t>> atoms(xcb_window_t window, xcb_atom_t property, X11Error* error = nullptr);
+                                                        std::size_t minItems = 1);
+    std::optional<std::vector<xcb_window_t>> windows(xcb_window_t window, xcb_atom_t property,
+                                                     std::size_t minItems = 1);
+    std::optional<std::vector<xcb_atom_t>> atoms(xcb_window_t window, xcb_atom_t property);
     // UTF8_STRING (invalid sequences replaced) or STRING (Latin-1) text.
-    std::optional<QString> text(xcb_window_t window, xcb_atom_t property, X11Error* error = nullptr);
-    // A 32-bit list of the given type (CARDINAL, WINDOW, ATOM or another), checked as above.
-    std::optional<std::vector<std::uint32_t>> list32(xcb_window_t window, xcb_atom_t property, xcb_atom_t type,
-                                                     std::size_t minItems, X11Error* error);
+    std::optional<QString> text(xcb_window_t window, xcb_atom_t property);
 
-    // Waits for the reply of a request; X errors and a dead connection become X11Error.
-    template <class Reply, class Cookie, class ReplyFn>
-    X11Result<XcbPtr<Reply>> reply(ReplyFn fn, Cookie cookie)
-    {
-        if (!isConnected())
-            return unexpected(X11Error{X11Error::Kind::connectionLost});
-        xcb_generic_error_t* err = nullptr;
-        XcbPtr<Reply> r(fn(m_connection, cookie, &err));
-        if (err) {
-            XcbPtr<xcb_generic_error_t> owned(err);
-            return unexpected(translate(err));
-        }
-        if (!r)
-            return unexpected(isConnected() ? X11Error{X11Error::Kind::requestFailed}
-                                            : X11Error{X11Error::Kind::connectionLost});
-        return X11Result<XcbPtr<Reply>>(std::move(r));
-    }
-    // Waits for the outcome of a checked void request.
-    X11Status check(xcb_void_cookie_t cookie);
     // Maps an X error to a kind: window/drawable/match errors mean the window is gone.
     static X11Error translate(const xcb_generic_error_t* error);
     // Whether the window still exists.
@@ -175,8 +122,8 @@ public:
 
 private:
     void dispatch(xcb_generic_event_t* event);
-    xcb_void_cookie_t sendClientMessage(xcb_window_t window, xcb_atom_t type, const std::uint32_t (&data)[5],
-                                        bool checked);
+    static xcb_client_message_event_t clientMessage(xcb_window_t window, xcb_atom_t type,
+                                                    const std::uint32_t (&data)[5]);
     void reportLoss() const;
 
     QString m_displayName;

@@ -12,9 +12,8 @@ X11DesktopWatcher::X11DesktopWatcher(X11Connection& connection, NotificationCent
     if (auto desktop = m_connection.cardinals(m_connection.root(), m_currentDesktop))
         m_desktop = desktop->front();
     // Root property changes also carry _NET_ACTIVE_WINDOW, which the overlay panel watches.
-    auto attrs = m_connection.reply<xcb_get_window_attributes_reply_t>(
-        xcb_get_window_attributes_reply, xcb_get_window_attributes(m_connection.connection(), m_connection.root()));
-    const std::uint32_t mask = (attrs ? (*attrs)->your_event_mask : 0) | XCB_EVENT_MASK_PROPERTY_CHANGE;
+    auto attrs = m_connection.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, m_connection.root());
+    const std::uint32_t mask = (attrs ? attrs->your_event_mask : 0) | XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(m_connection.connection(), m_connection.root(), XCB_CW_EVENT_MASK, &mask);
     m_connection.flush();
     m_listener = m_connection.addEventListener([this](xcb_generic_event_t* e) { return handleEvent(e); });

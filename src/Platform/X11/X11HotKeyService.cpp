@@ -92,15 +92,16 @@ X11HotKeyService::X11HotKeyService(X11Connection& connection) : m_connection(con
 
     // With detectable auto-repeat a held key repeats as presses only, so a held trigger is one
     // press and one release.
-    auto use = m_connection.reply<xcb_xkb_use_extension_reply_t>(
-        xcb_xkb_use_extension_reply, xcb_xkb_use_extension(c, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION));
+    auto use = m_connection.ask<xcb_xkb_use_extension_reply>(
+        xcb_xkb_use_extension, std::uint16_t(XCB_XKB_MAJOR_VERSION), std::uint16_t(XCB_XKB_MINOR_VERSION));
     const xcb_query_extension_reply_t* xkb = xcb_get_extension_data(c, &xcb_xkb_id);
-    if (use && (*use)->supported && xkb && xkb->present) {
+    if (use && use->supported && xkb && xkb->present) {
         m_xkbFirstEvent = xkb->first_event;
         const std::uint32_t flag = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
-        auto flags = m_connection.reply<xcb_xkb_per_client_flags_reply_t>(
-            xcb_xkb_per_client_flags_reply, xcb_xkb_per_client_flags(c, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0));
-        m_detectableAutoRepeat = flags && ((*flags)->value & flag);
+        const std::uint32_t none = 0;
+        auto flags = m_connection.ask<xcb_xkb_per_client_flags_reply>(
+            xcb_xkb_per_client_flags, xcb_xkb_device_spec_t(XCB_XKB_ID_USE_CORE_KBD), flag, flag, none, none, none);
+        m_detectableAutoRepeat = flags && (flags->value & flag);
         const std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
         xcb_xkb_select_events(c, XCB_XKB_ID_USE_CORE_KBD, events, 0, events, 0xff, 0xff, nullptr);
     }
@@ -242,23 +243,23 @@ std::vector<std::uint16_t> X11HotKeyService::lockVariants(std::uint16_t modifier
 
 OSStatus X11HotKeyService::grab(Registration& registration)
 {
-    xcb_connection_t* c = m_connection.connection();
     const xcb_window_t root = m_connection.root();
     const auto variants = lockVariants(registration.modifiers);
-    std::vector<xcb_void_cookie_t> cookies;
-    cookies.reserve(variants.size());
+    std::vector<X11PendingCheck> grabs;
+    grabs.reserve(variants.size());
     for (std::uint16_t v : variants) {
         // Not owner-events: every grabbed key arrives at the root, where we look for it.
         // The keyboard freezes when the combination goes down, until its handler has run: keys
         // typed right after it wait for the handler (the overlay takes the keyboard there)
         // instead of reaching the focused window first. handleEvent() always thaws it.
-        cookies.push_back(
-            xcb_grab_key_checked(c, 0, root, v, registration.keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
+        grabs.push_back(m_connection.ask<xcb_request_check>(xcb_grab_key_checked, std::uint8_t(0), root, v,
+                                                            registration.keycode, std::uint8_t(XCB_GRAB_MODE_ASYNC),
+                                                            std::uint8_t(XCB_GRAB_MODE_SYNC)));
     }
     OSStatus status = HotKeyStatus::noErr;
     registration.grabbed.clear();
-    for (std::size_t i = 0; i < cookies.size(); ++i) {
-        auto result = m_connection.check(cookies[i]);
+    for (std::size_t i = 0; i < grabs.size(); ++i) {
+        const X11Status& result = grabs[i].result();
         if (result)
             registration.grabbed.push_back(variants[i]);
         else if (status == HotKeyStatus::noErr)
@@ -283,22 +284,20 @@ void X11HotKeyService::ungrab(Registration& registration)
 
 void X11HotKeyService::refreshModifierMapping()
 {
-    xcb_connection_t* c = m_connection.connection();
-    const xcb_setup_t* setup = xcb_get_setup(c);
+    const xcb_setup_t* setup = xcb_get_setup(m_connection.connection());
     const xcb_keycode_t minCode = setup->min_keycode;
     const xcb_keycode_t maxCode = setup->max_keycode;
-    auto modmap = m_connection.reply<xcb_get_modifier_mapping_reply_t>(xcb_get_modifier_mapping_reply,
-                                                                       xcb_get_modifier_mapping(c));
-    auto keymap = m_connection.reply<xcb_get_keyboard_mapping_reply_t>(
-        xcb_get_keyboard_mapping_reply, xcb_get_keyboard_mapping(c, minCode, std::uint8_t(maxCode - minCode + 1)));
+    auto modmap = m_connection.ask<xcb_get_modifier_mapping_reply>(xcb_get_modifier_mapping);
+    auto keymap = m_connection.ask<xcb_get_keyboard_mapping_reply>(xcb_get_keyboard_mapping, minCode,
+                                                                   std::uint8_t(maxCode - minCode + 1));
     std::uint16_t mask = 0;
     if (modmap && keymap) {
-        const xcb_keycode_t* modKeys = xcb_get_modifier_mapping_keycodes(modmap->get());
-        const int modKeyCount = xcb_get_modifier_mapping_keycodes_length(modmap->get());
-        const int perModifier = (*modmap)->keycodes_per_modifier;
-        const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(keymap->get());
-        const int symCount = xcb_get_keyboard_mapping_keysyms_length(keymap->get());
-        const int perKey = (*keymap)->keysyms_per_keycode;
+        const xcb_keycode_t* modKeys = xcb_get_modifier_mapping_keycodes(modmap.get());
+        const int modKeyCount = xcb_get_modifier_mapping_keycodes_length(modmap.get());
+        const int perModifier = modmap->keycodes_per_modifier;
+        const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(keymap.get());
+        const int symCount = xcb_get_keyboard_mapping_keysyms_length(keymap.get());
+        const int perKey = keymap->keysyms_per_keycode;
         for (int mod = 0; mod < 8 && !mask; ++mod) {
             for (int j = 0; j < perModifier && mod * perModifier + j < modKeyCount; ++j) {
                 const xcb_keycode_t key = modKeys[mod * perModifier + j];
@@ -334,9 +333,8 @@ bool X11HotKeyService::isAutoRepeatRelease(xcb_keycode_t keycode)
 {
     // Without detectable auto-repeat the server sends a release and a press for every repeat;
     // the key is still down when the release is read.
-    auto keys = m_connection.reply<xcb_query_keymap_reply_t>(xcb_query_keymap_reply,
-                                                             xcb_query_keymap(m_connection.connection()));
-    return keys && ((*keys)->keys[keycode / 8] & (1u << (keycode % 8)));
+    auto keys = m_connection.ask<xcb_query_keymap_reply>(xcb_query_keymap);
+    return keys && (keys->keys[keycode / 8] & (1u << (keycode % 8)));
 }
 
 bool X11HotKeyService::handleEvent(xcb_generic_event_t* event)

@@ -57,8 +57,8 @@ public:
         m_grab.m_owner = this;
         m_grab.request();
         // The window the keyboard returns to: the grab lasts while it stays active.
-        m_active = xcb_get_property(m_connection.connection(), 0, m_connection.root(),
-                                    m_connection.atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW, 0, 1);
+        m_active =
+            m_connection.askProperty(m_connection.root(), m_connection.atom("_NET_ACTIVE_WINDOW"), 4, XCB_ATOM_WINDOW);
         m_connection.flush();
     }
 
@@ -74,11 +74,10 @@ public:
             Log::overlay().debug(grabRetryMessage, int(status));
             m_retry.start();
         }
-        if (m_active) {
-            if (auto reply = m_connection.reply<xcb_get_property_reply_t>(xcb_get_property_reply, *m_active);
-                reply && (*reply)->type == XCB_ATOM_WINDOW && (*reply)->format == 32 && (*reply)->value_len >= 1)
-                m_activeAtShow = *static_cast<const xcb_window_t*>(xcb_get_property_value(reply->get()));
-            m_active.reset();
+        if (m_active.wasSent()) {
+            if (const auto active = X11Properties::list32(m_connection.propertyValue(m_active), XCB_ATOM_WINDOW, 1))
+                m_activeAtShow = active->front();
+            m_active = {};
         }
     }
 
@@ -95,9 +94,7 @@ public:
         }
         if (m_grab.m_hotKeys)
             m_grab.m_hotKeys->forgetHeldKeys();
-        if (m_active)
-            xcb_discard_reply(m_connection.connection(), m_active->sequence);
-        m_active.reset();
+        m_active = {}; // an answer not read yet is thrown away
     }
 
 private:
@@ -147,7 +144,7 @@ private:
         case XCB_KEY_PRESS:
         case XCB_KEY_RELEASE: {
             const auto* key = reinterpret_cast<const xcb_key_press_event_t*>(event);
-            if (!m_held || key->event != m_grab.m_window)
+            if (!m_held || key->event != m_grab.m_window.id())
                 return false;
             if (onKey)
                 onKey(keyEvent(*key, type == XCB_KEY_PRESS));
@@ -156,7 +153,7 @@ private:
         case XCB_FOCUS_OUT: {
             const auto* focus = reinterpret_cast<const xcb_focus_out_event_t*>(event);
             // The previous showing's grab ending (a jump) is not this one losing the keyboard.
-            if (focus->event == m_grab.m_window && focus->mode == XCB_NOTIFY_MODE_UNGRAB &&
+            if (focus->event == m_grab.m_window.id() && focus->mode == XCB_NOTIFY_MODE_UNGRAB &&
                 !m_grab.isBeforeLastGrab(event))
                 lose();
             return false;
@@ -189,7 +186,7 @@ private:
     bool m_engaged = false;
     bool m_answered = false;
     bool m_held = false;
-    std::optional<xcb_get_property_cookie_t> m_active;
+    X11PendingProperty m_active;
     xcb_window_t m_activeAtShow = XCB_WINDOW_NONE;
 };
 
@@ -197,13 +194,7 @@ X11KeyboardGrab::X11KeyboardGrab(X11Connection& connection, X11HotKeyService* ho
     : m_connection(connection), m_hotKeys(hotKeys)
 {}
 
-X11KeyboardGrab::~X11KeyboardGrab()
-{
-    if (m_connection.isConnected() && m_window != XCB_WINDOW_NONE) {
-        xcb_destroy_window(m_connection.connection(), m_window);
-        m_connection.flush();
-    }
-}
+X11KeyboardGrab::~X11KeyboardGrab() = default;
 
 std::unique_ptr<PanelKeyboard> X11KeyboardGrab::makeKeyboard()
 {
@@ -212,19 +203,19 @@ std::unique_ptr<PanelKeyboard> X11KeyboardGrab::makeKeyboard()
 
 bool X11KeyboardGrab::ensureWindow()
 {
-    if (m_window != XCB_WINDOW_NONE)
+    if (m_window)
         return true;
     if (!m_connection.isConnected())
         return false;
     xcb_connection_t* c = m_connection.connection();
-    m_window = xcb_generate_id(c);
+    m_window = X11Window(m_connection);
     const std::uint32_t values[] = {1, XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE |
                                            XCB_EVENT_MASK_FOCUS_CHANGE};
-    xcb_create_window(c, 0, m_window, m_connection.root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+    xcb_create_window(c, 0, m_window.id(), m_connection.root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
                       XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values);
     // No pid: it is not a panel anyone sees.
-    nameX11PanelWindow(m_connection, m_window, "Mosaro keyboard", false);
-    xcb_map_window(c, m_window);
+    nameX11PanelWindow(m_connection, m_window.id(), "Mosaro keyboard", false);
+    xcb_map_window(c, m_window.id());
     return true;
 }
 
@@ -232,19 +223,18 @@ void X11KeyboardGrab::request()
 {
     if (!ensureWindow())
         return;
-    xcb_connection_t* c = m_connection.connection();
-    if (m_cookie)
-        xcb_discard_reply(c, m_cookie->sequence);
-    m_cookie = xcb_grab_keyboard(c, 0, m_window, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
-    m_sequence = m_cookie->sequence;
+    // An earlier answer not read yet is thrown away.
+    m_answer = m_connection.ask<xcb_grab_keyboard_reply>(
+        xcb_grab_keyboard, std::uint8_t(0), m_window.id(), xcb_timestamp_t(XCB_CURRENT_TIME),
+        std::uint8_t(XCB_GRAB_MODE_ASYNC), std::uint8_t(XCB_GRAB_MODE_ASYNC));
+    m_sequence = m_answer.sequence();
 }
 
 std::uint8_t X11KeyboardGrab::status()
 {
-    if (m_cookie) {
-        auto grab = m_connection.reply<xcb_grab_keyboard_reply_t>(xcb_grab_keyboard_reply, *m_cookie);
-        m_cookie.reset();
-        m_status = grab ? (*grab)->status : std::uint8_t(XCB_GRAB_STATUS_NOT_VIEWABLE);
+    if (m_answer.wasSent()) {
+        m_status = m_answer ? m_answer->status : std::uint8_t(XCB_GRAB_STATUS_NOT_VIEWABLE);
+        m_answer = {};
     }
     return m_status;
 }

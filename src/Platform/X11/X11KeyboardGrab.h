@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 
 namespace mosaro {
 
@@ -43,9 +42,9 @@ private:
 
     X11Connection& m_connection;
     X11HotKeyService* m_hotKeys;
-    xcb_window_t m_window = XCB_WINDOW_NONE;
+    X11Window m_window;
     unsigned int m_sequence = 0;
-    std::optional<xcb_grab_keyboard_cookie_t> m_cookie;
+    X11Pending<xcb_grab_keyboard_reply> m_answer;
     std::uint8_t m_status = XCB_GRAB_STATUS_NOT_VIEWABLE;
     X11PanelKeyboard* m_owner = nullptr;
 };

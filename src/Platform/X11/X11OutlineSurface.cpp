@@ -23,37 +23,29 @@ int shiftOf(std::uint32_t mask)
 X11OutlineSurface::X11OutlineSurface(X11Connection& connection) : m_connection(connection)
 {}
 
-X11OutlineSurface::~X11OutlineSurface()
-{
-    if (!m_connection.isConnected())
-        return;
-    for (xcb_window_t w : {m_lines, m_outline})
-        if (w != XCB_WINDOW_NONE)
-            xcb_destroy_window(m_connection.connection(), w);
-    m_connection.flush();
-}
+X11OutlineSurface::~X11OutlineSurface() = default;
 
 void X11OutlineSurface::ensureWindows()
 {
-    if (m_outline != XCB_WINDOW_NONE)
+    if (m_outline)
         return;
     xcb_connection_t* c = m_connection.connection();
     xcb_screen_t* screen = m_connection.screen();
-    m_outline = xcb_generate_id(c);
+    m_outline = X11Window(m_connection);
     const std::uint32_t values[] = {screen->black_pixel, 1};
-    xcb_create_window(c, XCB_COPY_FROM_PARENT, m_outline, m_connection.root(), 0, 0, 1, 1, 0,
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, m_outline.id(), m_connection.root(), 0, 0, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT,
                       values);
-    m_lines = xcb_generate_id(c);
+    m_lines = X11Window(m_connection);
     const std::uint32_t childValues[] = {screen->white_pixel};
-    xcb_create_window(c, XCB_COPY_FROM_PARENT, m_lines, m_outline, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                      XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL, childValues);
-    for (xcb_window_t w : {m_outline, m_lines}) {
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, m_lines.id(), m_outline.id(), 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL, childValues);
+    for (xcb_window_t w : {m_outline.id(), m_lines.id()}) {
         setX11Shape(c, XCB_SHAPE_SK_INPUT, w, m_input);
         setX11Shape(c, XCB_SHAPE_SK_BOUNDING, w, QRegion());
     }
-    nameX11PanelWindow(m_connection, m_outline, "Mosaro overlay", true);
-    xcb_map_window(c, m_lines); // shown whenever its parent is
+    nameX11PanelWindow(m_connection, m_outline.id(), "Mosaro overlay", true);
+    xcb_map_window(c, m_lines.id()); // shown whenever its parent is
     m_size = QSize(1, 1);
 }
 
@@ -66,9 +58,10 @@ void X11OutlineSurface::prepare(const QRect& xRect)
         return;
     m_size = xRect.size();
     const std::uint32_t size[] = {std::uint32_t(xRect.width()), std::uint32_t(xRect.height())};
-    xcb_configure_window(m_connection.connection(), m_outline, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+    xcb_configure_window(m_connection.connection(), m_outline.id(), XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
                          size);
-    xcb_configure_window(m_connection.connection(), m_lines, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, size);
+    xcb_configure_window(m_connection.connection(), m_lines.id(), XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+                         size);
 }
 
 void X11OutlineSurface::setInputRegion(const QRegion& region)
@@ -76,9 +69,9 @@ void X11OutlineSurface::setInputRegion(const QRegion& region)
     if (region == m_input)
         return;
     m_input = region;
-    if (m_outline == XCB_WINDOW_NONE || !m_connection.isConnected())
+    if (!m_outline || !m_connection.isConnected())
         return;
-    for (xcb_window_t w : {m_outline, m_lines})
+    for (xcb_window_t w : {m_outline.id(), m_lines.id()})
         setX11Shape(m_connection.connection(), XCB_SHAPE_SK_INPUT, w, m_input);
 }
 
@@ -105,13 +98,13 @@ std::uint32_t X11OutlineSurface::rootPixel(QRgb colour) const
 
 void X11OutlineSurface::show()
 {
-    if (!m_connection.isConnected() || m_outline == XCB_WINDOW_NONE)
+    if (!m_connection.isConnected() || !m_outline)
         return;
     xcb_connection_t* c = m_connection.connection();
     const std::uint32_t values[] = {std::uint32_t(m_rect.x()), std::uint32_t(m_rect.y()), XCB_STACK_MODE_ABOVE};
-    xcb_configure_window(c, m_outline, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_STACK_MODE,
+    xcb_configure_window(c, m_outline.id(), XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_STACK_MODE,
                          values);
-    xcb_map_window(c, m_outline);
+    xcb_map_window(c, m_outline.id());
     m_shown = true;
     m_connection.flush();
 }
@@ -119,33 +112,33 @@ void X11OutlineSurface::show()
 void X11OutlineSurface::hide()
 {
     const bool wasShown = std::exchange(m_shown, false);
-    if (!wasShown || !m_connection.isConnected() || m_outline == XCB_WINDOW_NONE)
+    if (!wasShown || !m_connection.isConnected() || !m_outline)
         return;
-    xcb_unmap_window(m_connection.connection(), m_outline);
+    xcb_unmap_window(m_connection.connection(), m_outline.id());
     m_connection.flush();
 }
 
 void X11OutlineSurface::setOutline(const QRegion& lines, QRgb lineColour, const QRegion& outline, QRgb outlineColour)
 {
-    if (m_outline == XCB_WINDOW_NONE || !m_connection.isConnected())
+    if (!m_outline || !m_connection.isConnected())
         return;
     xcb_connection_t* c = m_connection.connection();
     if (m_outlineColour != outlineColour) {
         m_outlineColour = outlineColour;
         const std::uint32_t pixel = rootPixel(outlineColour);
-        xcb_change_window_attributes(c, m_outline, XCB_CW_BACK_PIXEL, &pixel);
-        xcb_clear_area(c, 0, m_outline, 0, 0, 0, 0);
+        xcb_change_window_attributes(c, m_outline.id(), XCB_CW_BACK_PIXEL, &pixel);
+        xcb_clear_area(c, 0, m_outline.id(), 0, 0, 0, 0);
     }
     if (m_lineColour != lineColour) {
         m_lineColour = lineColour;
         const std::uint32_t pixel = rootPixel(lineColour);
-        xcb_change_window_attributes(c, m_lines, XCB_CW_BACK_PIXEL, &pixel);
-        xcb_clear_area(c, 0, m_lines, 0, 0, 0, 0);
+        xcb_change_window_attributes(c, m_lines.id(), XCB_CW_BACK_PIXEL, &pixel);
+        xcb_clear_area(c, 0, m_lines.id(), 0, 0, 0, 0);
     }
     // The child first: until its parent follows, every pixel shows either the old or the new
     // frame, never a line colour where the outline goes.
-    setX11Shape(c, XCB_SHAPE_SK_BOUNDING, m_lines, lines);
-    setX11Shape(c, XCB_SHAPE_SK_BOUNDING, m_outline, lines + outline);
+    setX11Shape(c, XCB_SHAPE_SK_BOUNDING, m_lines.id(), lines);
+    setX11Shape(c, XCB_SHAPE_SK_BOUNDING, m_outline.id(), lines + outline);
 }
 
 } // namespace mosaro

@@ -40,8 +40,8 @@ private:
     QRegion m_input;
     bool m_shown = false;
     bool m_kept = false;
-    xcb_window_t m_outline = XCB_WINDOW_NONE; // parent, accent colour
-    xcb_window_t m_lines = XCB_WINDOW_NONE;   // child, line colour
+    X11Window m_outline; // parent, accent colour
+    X11Window m_lines;   // child, line colour
     QSize m_size;
     std::optional<QRgb> m_outlineColour;
     std::optional<QRgb> m_lineColour;

@@ -16,39 +16,29 @@ X11PanelHost::X11PanelHost(X11Connection& connection, const X11ScreenList& scree
       m_outline(connection)
 {}
 
-X11PanelHost::~X11PanelHost()
-{
-    if (m_managerCookie && m_connection.isConnected())
-        xcb_discard_reply(m_connection.connection(), m_managerCookie->sequence);
-}
-
 void X11PanelHost::anticipateSurface()
 {
     if (!m_connection.isConnected())
         return;
-    xcb_connection_t* c = m_connection.connection();
     // The manager's answer is for this showing only; an older question goes unanswered.
-    if (m_managerCookie)
-        xcb_discard_reply(c, m_managerCookie->sequence);
-    m_managerCookie.reset();
+    m_manager = {};
     const std::string name = "_NET_WM_CM_S" + std::to_string(m_connection.screenNumber());
     if (const xcb_atom_t selection = m_connection.atom(name); selection != XCB_ATOM_NONE)
-        m_managerCookie = xcb_get_selection_owner(c, selection);
+        m_manager = m_connection.ask<xcb_get_selection_owner_reply>(xcb_get_selection_owner, selection);
     m_connection.flush();
 }
 
 xcb_window_t X11PanelHost::compositingManager()
 {
-    if (!m_managerCookie) {
+    if (!m_manager.wasSent()) {
         const std::string name = "_NET_WM_CM_S" + std::to_string(m_connection.screenNumber());
         const xcb_atom_t selection = m_connection.atom(name);
         if (selection == XCB_ATOM_NONE)
             return XCB_WINDOW_NONE;
-        m_managerCookie = xcb_get_selection_owner(m_connection.connection(), selection);
+        m_manager = m_connection.ask<xcb_get_selection_owner_reply>(xcb_get_selection_owner, selection);
     }
-    auto reply = m_connection.reply<xcb_get_selection_owner_reply_t>(xcb_get_selection_owner_reply, *m_managerCookie);
-    m_managerCookie.reset();
-    return reply ? (*reply)->owner : xcb_window_t(XCB_WINDOW_NONE);
+    auto answer = std::exchange(m_manager, {});
+    return answer ? answer->owner : xcb_window_t(XCB_WINDOW_NONE);
 }
 
 PanelSurface& X11PanelHost::surfaceFor(const Rect& frame)

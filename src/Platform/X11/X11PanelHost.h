@@ -21,7 +21,6 @@ class X11HotKeyService;
 class X11PanelHost final : public PanelHost {
 public:
     X11PanelHost(X11Connection& connection, const X11ScreenList& screens, X11HotKeyService* hotKeys);
-    ~X11PanelHost() override;
 
     std::unique_ptr<PanelKeyboard> makeKeyboard() override { return m_keyboard.makeKeyboard(); }
     // Asks who holds the compositing manager's selection; the answer comes back together with the
@@ -38,7 +37,7 @@ private:
     X11KeyboardGrab m_keyboard;
     X11TranslucentSurface m_translucent;
     X11OutlineSurface m_outline;
-    std::optional<xcb_get_selection_owner_cookie_t> m_managerCookie;
+    X11Pending<xcb_get_selection_owner_reply> m_manager; // asked for the next showing
 };
 
 } // namespace mosaro

@@ -30,12 +30,10 @@ X11ReservedSpace::X11ReservedSpace(X11Connection& connection) : m_connection(con
     m_strutAtom = m_connection.atom("_NET_WM_STRUT");
     // The root's properties, and its children coming and going (docks a manager keeps out of its
     // client list); added to whatever else this connection selects there.
-    xcb_connection_t* c = m_connection.connection();
-    auto attributes = m_connection.reply<xcb_get_window_attributes_reply_t>(
-        xcb_get_window_attributes_reply, xcb_get_window_attributes(c, m_connection.root()));
-    const std::uint32_t mask = (attributes ? (*attributes)->your_event_mask : 0) | XCB_EVENT_MASK_PROPERTY_CHANGE |
+    auto attributes = m_connection.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, m_connection.root());
+    const std::uint32_t mask = (attributes ? attributes->your_event_mask : 0) | XCB_EVENT_MASK_PROPERTY_CHANGE |
                                XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-    xcb_change_window_attributes(c, m_connection.root(), XCB_CW_EVENT_MASK, &mask);
+    xcb_change_window_attributes(m_connection.connection(), m_connection.root(), XCB_CW_EVENT_MASK, &mask);
     m_connection.flush();
     m_listener = m_connection.addEventListener([this](xcb_generic_event_t* e) { return handleEvent(e); });
 }
@@ -125,19 +123,18 @@ X11ReservedSpace::Asked X11ReservedSpace::ask(xcb_window_t window, bool select)
     m_requests += 4;
     return {m_connection.askProperty(window, m_partialAtom, 12 * 4),
             m_connection.askProperty(window, m_strutAtom, 4 * 4), m_connection.askProperty(window, m_typeAtom, 64 * 4),
-            xcb_get_window_attributes(m_connection.connection(), window)};
+            m_connection.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, window)};
 }
 
 void X11ReservedSpace::read(xcb_window_t window, Asked& asked)
 {
-    auto attributes =
-        m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply, *asked.attributes);
+    auto& attributes = asked.attributes;
     const auto partial = X11Properties::list32(m_connection.propertyValue(asked.partial), XCB_ATOM_CARDINAL, 12);
     const auto strut = X11Properties::list32(m_connection.propertyValue(asked.strut), XCB_ATOM_CARDINAL, 4);
     const auto types = X11Properties::atoms(m_connection.propertyValue(asked.type));
     Window& w = m_windows[window];
     // A window gone meanwhile holds nothing; its destruction or the client list drops it.
-    w.mapped = attributes && (*attributes)->map_state != XCB_MAP_STATE_UNMAPPED;
+    w.mapped = attributes && attributes->map_state != XCB_MAP_STATE_UNMAPPED;
     w.dock = X11Properties::contains(types, m_dockAtom);
     w.strut = partial ? *partial : strut ? *strut : std::vector<std::uint32_t>{};
     w.strut.resize(partial ? 12 : strut ? 4 : 0);
@@ -210,22 +207,21 @@ void X11ReservedSpace::readTreeDocks()
     m_treeStale = false;
     // Children of the root and their children: managers that reparent docks (i3 into its dock
     // areas) keep them one level down.
-    xcb_connection_t* c = m_connection.connection();
-    auto top = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c, m_connection.root()));
+    auto top = m_connection.ask<xcb_query_tree_reply>(xcb_query_tree, m_connection.root());
     ++m_requests;
     if (!top)
         return;
     std::vector<xcb_window_t> candidates;
-    std::vector<xcb_query_tree_cookie_t> trees;
-    const xcb_window_t* children = xcb_query_tree_children(top->get());
-    for (int i = 0; i < xcb_query_tree_children_length(top->get()); ++i) {
+    std::vector<X11Pending<xcb_query_tree_reply>> trees;
+    const xcb_window_t* children = xcb_query_tree_children(top.get());
+    for (int i = 0; i < xcb_query_tree_children_length(top.get()); ++i) {
         candidates.push_back(children[i]);
-        trees.push_back(xcb_query_tree(c, children[i]));
+        trees.push_back(m_connection.ask<xcb_query_tree_reply>(xcb_query_tree, children[i]));
     }
-    for (auto cookie : trees) {
-        if (auto tree = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, cookie)) {
-            const xcb_window_t* inner = xcb_query_tree_children(tree->get());
-            candidates.insert(candidates.end(), inner, inner + xcb_query_tree_children_length(tree->get()));
+    for (auto& tree : trees) {
+        if (tree) {
+            const xcb_window_t* inner = xcb_query_tree_children(tree.get());
+            candidates.insert(candidates.end(), inner, inner + xcb_query_tree_children_length(tree.get()));
         }
     }
     std::vector<X11PendingProperty> types;

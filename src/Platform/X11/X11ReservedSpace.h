@@ -51,7 +51,7 @@ private:
     };
     struct Asked {
         X11PendingProperty partial, strut, type;
-        std::optional<xcb_get_window_attributes_cookie_t> attributes;
+        X11Pending<xcb_get_window_attributes_reply> attributes;
     };
     bool handleEvent(xcb_generic_event_t* event);
     Asked ask(xcb_window_t window, bool select);

@@ -53,10 +53,10 @@ X11ScreenList::X11ScreenList(X11Connection& connection) : m_connection(connectio
     const xcb_query_extension_reply_t* ext = xcb_get_extension_data(c, &xcb_randr_id);
     if (!ext || !ext->present)
         return;
-    auto version = m_connection.reply<xcb_randr_query_version_reply_t>(xcb_randr_query_version_reply,
-                                                                       xcb_randr_query_version(c, 1, 5));
+    auto version =
+        m_connection.ask<xcb_randr_query_version_reply>(xcb_randr_query_version, std::uint32_t(1), std::uint32_t(5));
     // Monitors need RandR 1.5.
-    m_hasRandr = version && ((*version)->major_version > 1 || (*version)->minor_version >= 5);
+    m_hasRandr = version && (version->major_version > 1 || version->minor_version >= 5);
     if (!m_hasRandr)
         return;
     m_connection.internAtoms({"EDID"});
@@ -86,41 +86,31 @@ X11ScreenList::NameRequest X11ScreenList::askMonitorName(xcb_atom_t nameAtom,
     request.nameAtom = nameAtom;
     if (outputs.empty())
         return request;
-    xcb_connection_t* c = m_connection.connection();
-    request.asked = true;
-    request.edid =
-        xcb_randr_get_output_property(c, outputs.front(), m_connection.atom("EDID"), XCB_ATOM_ANY, 0, 256, 0, 0);
-    request.info = xcb_randr_get_output_info(c, outputs.front(), XCB_CURRENT_TIME);
+    request.edid = m_connection.ask<xcb_randr_get_output_property_reply>(
+        xcb_randr_get_output_property, outputs.front(), m_connection.atom("EDID"), xcb_atom_t(XCB_ATOM_ANY),
+        std::uint32_t(0), std::uint32_t(256), std::uint8_t(0), std::uint8_t(0));
+    request.info = m_connection.ask<xcb_randr_get_output_info_reply>(xcb_randr_get_output_info, outputs.front(),
+                                                                     xcb_timestamp_t(XCB_CURRENT_TIME));
     return request;
 }
 
-void X11ScreenList::discard(const NameRequest& request) const
+QString X11ScreenList::monitorName(NameRequest& request) const
 {
-    if (!request.asked || !m_connection.isConnected())
-        return;
-    xcb_discard_reply(m_connection.connection(), request.edid.sequence);
-    xcb_discard_reply(m_connection.connection(), request.info.sequence);
-}
-
-QString X11ScreenList::monitorName(const NameRequest& request) const
-{
-    if (request.asked) {
-        auto prop = m_connection.reply<xcb_randr_get_output_property_reply_t>(xcb_randr_get_output_property_reply,
-                                                                              request.edid);
-        auto info =
-            m_connection.reply<xcb_randr_get_output_info_reply_t>(xcb_randr_get_output_info_reply, request.info);
-        if (prop && (*prop)->format == 8) {
-            const std::uint8_t* data = xcb_randr_get_output_property_data(prop->get());
-            const int length = xcb_randr_get_output_property_data_length(prop->get());
-            if (length > 0 && std::uint32_t(length) == (*prop)->num_items) {
+    if (request.edid.wasSent()) {
+        auto& prop = request.edid;
+        auto& info = request.info;
+        if (prop && prop->format == 8) {
+            const std::uint8_t* data = xcb_randr_get_output_property_data(prop.get());
+            const int length = xcb_randr_get_output_property_data_length(prop.get());
+            if (length > 0 && std::uint32_t(length) == prop->num_items) {
                 if (auto name = X11Properties::edidMonitorName(std::vector<std::uint8_t>(data, data + length)))
                     return *name;
             }
         }
         if (info) {
-            const int length = xcb_randr_get_output_info_name_length(info->get());
+            const int length = xcb_randr_get_output_info_name_length(info.get());
             if (length > 0)
-                return QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info->get())),
+                return QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
                                          length);
         }
     }
@@ -141,15 +131,14 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
     std::vector<MonitorInfo> out;
     if (!m_connection.isConnected())
         return out;
-    xcb_connection_t* c = m_connection.connection();
     const xcb_window_t root = m_connection.root();
 
     // One round trip for the monitors and the root's size; by its answer every event sent before
     // it is queued, which brings the reserved space up to date.
-    const auto rootCookie = xcb_get_geometry(c, root);
-    std::optional<xcb_randr_get_monitors_cookie_t> monitorsCookie;
+    auto rootGeometry = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, root);
+    X11Pending<xcb_randr_get_monitors_reply> monitors;
     if (m_hasRandr)
-        monitorsCookie = xcb_randr_get_monitors(c, root, 1);
+        monitors = m_connection.ask<xcb_randr_get_monitors_reply>(xcb_randr_get_monitors, root, std::uint8_t(1));
 
     // Asked on speculation in the same round trip: the names the last reading had to ask for next,
     // which this one needs too unless the monitors changed.
@@ -159,18 +148,16 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
 
     // The root's size changes with RandR; the setup data keeps the size at connection time.
     double rootWidth = m_connection.screen()->width_in_pixels, rootHeight = m_connection.screen()->height_in_pixels;
-    if (auto g = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, rootCookie)) {
-        rootWidth = (*g)->width;
-        rootHeight = (*g)->height;
+    if (rootGeometry) {
+        rootWidth = rootGeometry->width;
+        rootHeight = rootGeometry->height;
     }
 
-    if (monitorsCookie) {
-        auto monitors =
-            m_connection.reply<xcb_randr_get_monitors_reply_t>(xcb_randr_get_monitors_reply, *monitorsCookie);
+    if (monitors.wasSent()) {
         if (monitors) {
             std::vector<NameRequest> names;
             m_lastOutputs.clear();
-            for (auto it = xcb_randr_get_monitors_monitors_iterator(monitors->get()); it.rem;
+            for (auto it = xcb_randr_get_monitors_monitors_iterator(monitors.get()); it.rem;
                  xcb_randr_monitor_info_next(&it)) {
                 const xcb_randr_monitor_info_t* m = it.data;
                 if (m->width == 0 || m->height == 0)
@@ -184,7 +171,7 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
                 out.push_back(info);
                 const auto guess = count > 0 ? guessedNames.find({m->name, outputs[0]}) : guessedNames.end();
                 if (guess != guessedNames.end()) {
-                    names.push_back(guess->second);
+                    names.push_back(std::move(guess->second));
                     guessedNames.erase(guess);
                 } else {
                     names.push_back(askMonitorName(
@@ -197,8 +184,7 @@ std::vector<X11ScreenList::MonitorInfo> X11ScreenList::readMonitors() const
                 out[i].name = monitorName(names[i]);
         }
     }
-    for (auto& [key, unused] : guessedNames)
-        discard(unused);
+    guessedNames.clear(); // names of monitors that are gone: their answers are not read
     if (out.empty()) {
         if (!m_fallbackLogged) {
             m_fallbackLogged = true;

@@ -59,13 +59,11 @@ private:
     // A monitor's name: the EDID's, else the output's, else the RandR monitor's atom.
     struct NameRequest {
         xcb_atom_t nameAtom = XCB_ATOM_NONE;
-        bool asked = false;
-        xcb_randr_get_output_property_cookie_t edid{};
-        xcb_randr_get_output_info_cookie_t info{};
+        X11Pending<xcb_randr_get_output_property_reply> edid;
+        X11Pending<xcb_randr_get_output_info_reply> info;
     };
     NameRequest askMonitorName(xcb_atom_t nameAtom, const std::vector<xcb_randr_output_t>& outputs) const;
-    QString monitorName(const NameRequest& request) const;
-    void discard(const NameRequest& request) const;
+    QString monitorName(NameRequest& request) const;
     double scaleFactor() const;
 
     X11Connection& m_connection;

@@ -48,9 +48,9 @@ private:
 
     xcb_visualid_t m_visual = 0;
     bool m_visualLooked = false;
-    xcb_colormap_t m_colormap = 0;
-    xcb_window_t m_window = XCB_WINDOW_NONE;
-    xcb_gcontext_t m_gc = 0;
+    X11Colormap m_colormap;
+    X11Window m_window;
+    X11GraphicsContext m_gc;
     QSize m_windowSize;
     bool m_mapped = false;
     xcb_window_t m_compositor = XCB_WINDOW_NONE; // the manager the pixels were drawn under

@@ -37,12 +37,6 @@ constexpr const char* heldMessage = "window manager holds window %{public}s insi
 constexpr const char* attemptMessage =
     "move %{public}s to %{public}s by %{public}s: %{public}s, now at %{public}s (client %{public}s)";
 
-const char* waitName(int kind)
-{
-    static const char* const names[] = {"reached", "settled", "silent", "gone", "lost", "timed out"};
-    return kind >= 0 && kind < 6 ? names[kind] : "?";
-}
-
 QString windowText(xcb_window_t window)
 {
     return QStringLiteral("0x%1").arg(window, 0, 16);
@@ -51,6 +45,13 @@ QString windowText(xcb_window_t window)
 int msUntil(Clock::time_point t)
 {
     return int(std::max<std::int64_t>(0, std::chrono::duration_cast<milliseconds>(t - Clock::now()).count()));
+}
+
+// The rectangle a window covers in its parent, its border included.
+Rect outerOf(const xcb_get_geometry_reply_t& g)
+{
+    const double b = g.border_width;
+    return Rect{double(g.x), double(g.y), g.width + 2 * b, g.height + 2 * b};
 }
 
 std::int32_t coordinate(double v)
@@ -106,27 +107,21 @@ X11Result<X11WindowGeometry> X11WindowMover::geometry(xcb_window_t window, xcb_w
 {
     if (!m_connection.isConnected())
         return unexpected(X11Error{X11Error::Kind::connectionLost});
-    xcb_connection_t* c = m_connection.connection();
     const xcb_window_t root = m_connection.root();
     // Everything about the client goes out at once, then one more round trip per level of
     // frames above it (one with most managers).
-    const auto geometryCookie = xcb_get_geometry(c, window);
-    const auto translateCookie = xcb_translate_coordinates(c, window, root, 0, 0);
-    const auto treeCookie = xcb_query_tree(c, window);
+    auto g = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, window);
+    auto t = m_connection.ask<xcb_translate_coordinates_reply>(xcb_translate_coordinates, window, root, std::int16_t(0),
+                                                               std::int16_t(0));
+    auto tree = m_connection.ask<xcb_query_tree_reply>(xcb_query_tree, window);
     auto frameExtentsAsked = m_connection.askProperty(window, m_connection.atom("_NET_FRAME_EXTENTS"));
     auto shadowAsked = m_connection.askProperty(window, m_connection.atom("_GTK_FRAME_EXTENTS"));
     // The frame found last time is asked for at once; the tree tells whether it still is the one.
     const auto known = m_frameOf.find(window);
     const xcb_window_t knownFrame = known != m_frameOf.end() ? known->second : xcb_window_t(XCB_WINDOW_NONE);
-    std::optional<xcb_get_geometry_cookie_t> knownFrameCookie;
+    X11Pending<xcb_get_geometry_reply> knownFrameGeometry;
     if (knownFrame != XCB_WINDOW_NONE)
-        knownFrameCookie = xcb_get_geometry(c, knownFrame);
-    auto g = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, geometryCookie);
-    auto t = m_connection.reply<xcb_translate_coordinates_reply_t>(xcb_translate_coordinates_reply, translateCookie);
-    auto tree = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, treeCookie);
-    std::optional<X11Result<XcbPtr<xcb_get_geometry_reply_t>>> knownFrameGeometry;
-    if (knownFrameCookie)
-        knownFrameGeometry = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, *knownFrameCookie);
+        knownFrameGeometry = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, knownFrame);
     if (!g)
         return unexpected(g.error());
     if (!t)
@@ -134,36 +129,30 @@ X11Result<X11WindowGeometry> X11WindowMover::geometry(xcb_window_t window, xcb_w
     if (!tree)
         return unexpected(tree.error());
 
-    auto outerOf = [](const xcb_get_geometry_reply_t& a) {
-        const double b = a.border_width;
-        return Rect{double(a.x), double(a.y), a.width + 2 * b, a.height + 2 * b};
-    };
     // The child of the root that holds the client: the manager's frame, when it reparents.
     xcb_window_t top = window;
-    xcb_window_t parent = (*tree)->parent;
+    xcb_window_t parent = tree->parent;
     std::optional<Rect> ancestor;
-    if (parent == knownFrame && knownFrameGeometry && *knownFrameGeometry) {
+    if (parent == knownFrame && knownFrameGeometry.wasSent() && knownFrameGeometry) {
         // Still in the frame we watch, which is still a child of the root (else we would have
         // been told it moved or went away).
         top = knownFrame;
         parent = root;
-        ancestor = outerOf(***knownFrameGeometry);
+        ancestor = outerOf(*knownFrameGeometry);
     } else if (knownFrame != XCB_WINDOW_NONE) {
         m_frameOf.erase(window);
     }
     int depth = 0;
     for (; depth < 16 && parent != root && parent != XCB_WINDOW_NONE; ++depth) {
-        const auto parentTree = xcb_query_tree(c, parent);
-        const auto parentGeometry = xcb_get_geometry(c, parent);
-        auto up = m_connection.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, parentTree);
-        auto a = m_connection.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, parentGeometry);
+        auto up = m_connection.ask<xcb_query_tree_reply>(xcb_query_tree, parent);
+        auto a = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, parent);
         if (!up)
             return unexpected(up.error());
         top = parent;
-        parent = (*up)->parent;
+        parent = up->parent;
         ancestor.reset();
         if (a)
-            ancestor = outerOf(**a);
+            ancestor = outerOf(*a);
     }
     // A frame right under the root that we watch is remembered for the next reading.
     if (depth == 1 && ancestor && parent == root && m_watched.count(top))
@@ -172,8 +161,8 @@ X11Result<X11WindowGeometry> X11WindowMover::geometry(xcb_window_t window, xcb_w
         *frameWindow = ancestor ? top : xcb_window_t(XCB_WINDOW_NONE);
 
     X11WindowGeometry out;
-    out.client = {double((*t)->dst_x), double((*t)->dst_y), double((*g)->width), double((*g)->height)};
-    out.border = (*g)->border_width;
+    out.client = {double(t->dst_x), double(t->dst_y), double(g->width), double(g->height)};
+    out.border = g->border_width;
     const auto frameExtents =
         X11Properties::extents(m_connection.propertyValue(frameExtentsAsked), maxFrameExtent, maxFrameExtent);
     out.outer = outerFrameOf(out.client, out.border, frameExtents, ancestor);
@@ -187,11 +176,10 @@ std::vector<Rect> X11WindowMover::holdingAreas()
 {
     if (m_holdingAreas)
         return m_holdingAreas();
-    auto root = m_connection.reply<xcb_get_geometry_reply_t>(
-        xcb_get_geometry_reply, xcb_get_geometry(m_connection.connection(), m_connection.root()));
+    auto root = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, m_connection.root());
     if (!root)
         return {};
-    return {Rect{0, 0, double((*root)->width), double((*root)->height)}};
+    return {Rect{0, 0, double(root->width), double(root->height)}};
 }
 
 bool X11WindowMover::maximizedIn(const std::optional<X11Property>& state)
@@ -235,42 +223,36 @@ X11WindowMover::Facts X11WindowMover::readFacts(xcb_window_t window)
     return facts;
 }
 
-std::optional<xcb_get_window_attributes_cookie_t> X11WindowMover::askToWatch(xcb_window_t window)
+X11Pending<xcb_get_window_attributes_reply> X11WindowMover::askToWatch(xcb_window_t window)
 {
-    if (window == XCB_WINDOW_NONE || m_watched.count(window) || !m_connection.isConnected())
-        return std::nullopt;
-    return xcb_get_window_attributes(m_connection.connection(), window);
+    if (window == XCB_WINDOW_NONE || m_watched.count(window))
+        return {};
+    return m_connection.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, window);
 }
 
 void X11WindowMover::watch(xcb_window_t window, std::uint32_t mask,
-                           std::optional<xcb_get_window_attributes_cookie_t> asked)
+                           X11Pending<xcb_get_window_attributes_reply> attributes)
 {
-    if (!asked)
-        asked = askToWatch(window);
-    if (!asked)
-        return;
     // Keep whatever this connection already selects on the window (it may be one of ours).
-    auto attributes = m_connection.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply, *asked);
-    if (!attributes)
+    if (!attributes.wasSent() || !attributes)
         return;
     // Not waited for: the requests that follow reach the server after it, and a window that
     // is gone says so when it is next read.
-    const std::uint32_t merged = (*attributes)->your_event_mask | mask;
+    const std::uint32_t merged = attributes->your_event_mask | mask;
     xcb_change_window_attributes(m_connection.connection(), window, XCB_CW_EVENT_MASK, &merged);
     m_watched.insert(window);
 }
 
-bool X11WindowMover::send(Method method, xcb_window_t window, const X11MoveRequest& request)
+X11Status X11WindowMover::send(Method method, xcb_window_t window, const X11MoveRequest& request)
 {
     ++m_report.requests;
     if (method == Method::moveResizeMessage) {
         // North-west gravity: the position is the outer frame's top-left; the size is the client's.
         constexpr std::uint32_t northWest = 1, allFields = 0xf << 8, sourcePager = 2u << 12;
-        return m_connection
-            .postRootMessage(window, m_connection.atom("_NET_MOVERESIZE_WINDOW"), northWest | allFields | sourcePager,
-                             std::uint32_t(coordinate(request.frame.x)), std::uint32_t(coordinate(request.frame.y)),
-                             extent(request.clientSize.width), extent(request.clientSize.height))
-            .hasValue();
+        return m_connection.postRootMessage(
+            window, m_connection.atom("_NET_MOVERESIZE_WINDOW"), northWest | allFields | sourcePager,
+            std::uint32_t(coordinate(request.frame.x)), std::uint32_t(coordinate(request.frame.y)),
+            extent(request.clientSize.width), extent(request.clientSize.height));
     }
     m_report.usedConfigure = true;
     const std::uint32_t values[] = {std::uint32_t(coordinate(request.client.x)),
@@ -278,7 +260,7 @@ bool X11WindowMover::send(Method method, xcb_window_t window, const X11MoveReque
                                     extent(request.clientSize.height)};
     constexpr std::uint16_t mask =
         XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT;
-    return m_connection.check(xcb_configure_window_checked(m_connection.connection(), window, mask, values)).hasValue();
+    return m_connection.ask<xcb_request_check>(xcb_configure_window_checked, window, mask, values).result();
 }
 
 bool X11WindowMover::isAbout(xcb_generic_event_t* e, xcb_window_t window, xcb_window_t frame) const
@@ -326,29 +308,26 @@ X11WindowMover::Answer X11WindowMover::await(xcb_window_t window, xcb_window_t f
 {
     const auto sentAt = Clock::now();
     std::optional<Clock::time_point> lastEvent;
-    Answer answer;
     while (true) {
         const WindowEvents events = nextEvents(window, frame, sentAt, lastEvent, deadline);
-        const bool got = events.got;
         if (!m_connection.isConnected())
-            return {Wait::lost, {}};
+            return {Wait::failed, {}, {X11Error::Kind::connectionLost}};
         if (events.destroyed)
-            return {Wait::gone, {}};
+            return {Wait::failed, {}, {X11Error::Kind::invalidWindow}};
         // Looked at on every answer, and once more when the time is up: not every manager
         // reports every change to the client.
         auto now = geometry(window);
         if (!now)
-            return {now.error().kind == X11Error::Kind::connectionLost ? Wait::lost : Wait::gone, {}};
-        answer.geometry = *now;
+            return {Wait::failed, {}, now.error()};
         if (reachesTarget(*now, target, hints))
-            return {Wait::reached, *now};
-        if (got) {
+            return {Wait::reached, *now, {}};
+        if (events.got) {
             lastEvent = Clock::now();
             continue;
         }
         if (Clock::now() >= deadline)
-            return {lastEvent ? Wait::settled : Wait::timedOut, answer.geometry};
-        return {lastEvent ? Wait::settled : Wait::silent, answer.geometry};
+            return {lastEvent ? Wait::settled : Wait::timedOut, *now, {}};
+        return {lastEvent ? Wait::settled : Wait::silent, *now, {}};
     }
 }
 
@@ -387,11 +366,8 @@ bool X11WindowMover::unmaximize(xcb_window_t window, Clock::time_point deadline)
                 return false;
             Rect ancestor = now->outer;
             if (nowFrame != XCB_WINDOW_NONE) {
-                if (auto a = m_connection.reply<xcb_get_geometry_reply_t>(
-                        xcb_get_geometry_reply, xcb_get_geometry(m_connection.connection(), nowFrame))) {
-                    const double b = (*a)->border_width;
-                    ancestor = {double((*a)->x), double((*a)->y), (*a)->width + 2 * b, (*a)->height + 2 * b};
-                }
+                if (auto a = m_connection.ask<xcb_get_geometry_reply>(xcb_get_geometry, nowFrame))
+                    ancestor = outerOf(*a);
             }
             if (ancestor == now->outer && !drawsOwnShadow)
                 return true;
@@ -401,155 +377,229 @@ bool X11WindowMover::unmaximize(xcb_window_t window, Clock::time_point deadline)
     }
 }
 
+// One placement as it goes: what it asks for, the request it makes next and what it learnt.
+struct X11WindowMover::Placement {
+    xcb_window_t window = XCB_WINDOW_NONE;
+    std::optional<Point> origin;
+    std::optional<Size> size;
+    Clock::time_point deadline;
+    std::optional<X11Properties::SizeHints> hints;
+    Rect target;
+    X11WindowGeometry from; // what the next request is computed from
+    xcb_window_t frame = XCB_WINDOW_NONE;
+    bool fresh = true; // `from` was read just now: the next attempt needs no reading of its own
+    Method method = Method::moveResizeMessage;
+    Point offset; // the client's place in its frame, by which corrections are learnt
+    Point correction;
+    bool fellBack = false;
+    bool corrected = false;
+    bool reshadowed = false;
+
+    // What is not asked for stays as the window shows it.
+    void aimFrom(const X11WindowGeometry& g)
+    {
+        from = g;
+        const Rect visible = g.visible();
+        target = {origin ? origin->x : visible.x, origin ? origin->y : visible.y, size ? size->width : visible.width,
+                  size ? size->height : visible.height};
+    }
+    bool reached() const { return reachesTarget(from, target, hints); }
+};
+
 X11WindowMover::Outcome X11WindowMover::place(xcb_window_t window, const std::optional<Point>& origin,
                                               const std::optional<Size>& size, Clock::time_point deadline)
 {
     m_report = {};
-    const auto& log = Log::windowmanager();
-    const auto watchAsked = askToWatch(window);
-    Facts facts = readFacts(window);
-    watch(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE, watchAsked);
-    auto current = facts.geometry;
-    if (!current)
-        return current.error().kind == X11Error::Kind::connectionLost ? Outcome::connectionLost : Outcome::windowGone;
-    const auto& hints = facts.hints;
-    auto targetFrom = [&](const X11WindowGeometry& g) {
-        const Rect visible = g.visible();
-        return Rect{origin ? origin->x : visible.x, origin ? origin->y : visible.y, size ? size->width : visible.width,
-                    size ? size->height : visible.height};
-    };
-    Rect target = targetFrom(*current);
-    if (reachesTarget(*current, target, hints))
-        return Outcome::placed;
+    Placement p;
+    p.window = window;
+    p.origin = origin;
+    p.size = size;
+    p.deadline = deadline;
+    if (const auto ended = begin(p))
+        return *ended;
+    // At most: a request made again for a new shadow, the other way, a correction, its check.
+    for (int i = 0; i < 4; ++i) {
+        if (const auto ended = attempt(p))
+            return *ended;
+    }
+    return misplaced(p, p.from);
+}
 
-    // The geometry just read serves the first request, unless the window changes before it.
-    xcb_window_t knownFrame = facts.frame;
-    bool known = true;
+const char* X11WindowMover::waitName(const Answer& answer)
+{
+    switch (answer.kind) {
+    case Wait::reached:
+        return "reached";
+    case Wait::settled:
+        return "settled";
+    case Wait::silent:
+        return "silent";
+    case Wait::timedOut:
+        return "timed out";
+    case Wait::failed:
+        break;
+    }
+    return answer.error.kind == X11Error::Kind::connectionLost ? "lost" : "gone";
+}
+
+X11WindowMover::Outcome X11WindowMover::outcomeOf(const X11Error& error)
+{
+    return error.kind == X11Error::Kind::connectionLost ? Outcome::connectionLost : Outcome::windowGone;
+}
+
+std::optional<X11WindowMover::Outcome> X11WindowMover::begin(Placement& p)
+{
+    auto watchAsked = askToWatch(p.window);
+    const Facts facts = readFacts(p.window);
+    watch(p.window, XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE, std::move(watchAsked));
+    if (!facts.geometry)
+        return outcomeOf(facts.geometry.error());
+    p.hints = facts.hints;
+    p.frame = facts.frame;
+    p.aimFrom(*facts.geometry);
+    if (p.reached())
+        return Outcome::placed;
     if (facts.maximized) {
         // A maximized window keeps its size against our requests; the manager has to release it.
-        if (!unmaximize(window, deadline) && isMaximized(window))
-            log.error(stillMaximizedMessage, windowText(window));
-        current = geometry(window, &knownFrame);
-        if (!current)
-            return current.error().kind == X11Error::Kind::connectionLost ? Outcome::connectionLost
-                                                                          : Outcome::windowGone;
-        target = targetFrom(*current);
-        if (reachesTarget(*current, target, hints))
+        if (!unmaximize(p.window, p.deadline) && isMaximized(p.window))
+            Log::windowmanager().error(stillMaximizedMessage, windowText(p.window));
+        const auto restored = geometry(p.window, &p.frame);
+        if (!restored)
+            return outcomeOf(restored.error());
+        p.aimFrom(*restored);
+        if (p.reached())
             return Outcome::placed;
     }
+    const Habits& learnt = habitsOf(facts.manager);
+    p.method = facts.listsMoveResize && !learnt.moveResizeIgnored ? Method::moveResizeMessage : Method::configureWindow;
+    p.offset = p.from.clientOffset();
+    p.correction = learntCorrection(p);
+    return std::nullopt;
+}
 
-    Habits& learnt = habitsOf(facts.manager);
-    Method method =
-        facts.listsMoveResize && !learnt.moveResizeIgnored ? Method::moveResizeMessage : Method::configureWindow;
-    bool fellBack = false, corrected = false, reshadowed = false;
-    X11WindowGeometry g = *current;
-    const Point offset = g.clientOffset();
-    auto learntCorrection = [&](Method m) {
-        const auto it = learnt.corrections.find({m, offset.x, offset.y});
-        return it == learnt.corrections.end() ? Point{} : it->second;
+Point X11WindowMover::learntCorrection(const Placement& p) const
+{
+    const auto it = m_habits.corrections.find({p.method, p.offset.x, p.offset.y});
+    return it == m_habits.corrections.end() ? Point{} : it->second;
+}
+
+std::optional<X11WindowMover::Outcome> X11WindowMover::attempt(Placement& p)
+{
+    // The geometry read before serves the first request, unless the window changes before it.
+    const auto before =
+        std::exchange(p.fresh, false) ? X11Result<X11WindowGeometry>(p.from) : geometry(p.window, &p.frame);
+    if (!before)
+        return outcomeOf(before.error());
+    watch(p.frame, XCB_EVENT_MASK_STRUCTURE_NOTIFY, askToWatch(p.frame));
+    // Earlier notifications about the window must not pass for the answer to this request.
+    m_connection.processPendingEvents();
+    const X11MoveRequest request = moveRequestFor(p.from, p.target, p.correction);
+    if (const X11Status sent = send(p.method, p.window, request); !sent)
+        return outcomeOf(sent.error());
+    const Answer answer = await(p.window, p.frame, p.target, p.hints, p.deadline);
+    Log::windowmanager().debug(
+        attemptMessage, windowText(p.window), describe(p.target),
+        QString::fromLatin1(p.method == Method::moveResizeMessage ? "_NET_MOVERESIZE_WINDOW" : "ConfigureWindow"),
+        QString::fromLatin1(waitName(answer)), describe(answer.geometry.visible()), describe(answer.geometry.client));
+    switch (answer.kind) {
+    case Wait::reached:
+        return reached(p);
+    case Wait::failed:
+        return outcomeOf(answer.error);
+    case Wait::timedOut:
+        Log::windowmanager().error(timedOutMessage, windowText(p.window));
+        return Outcome::timedOut;
+    case Wait::silent:
+    case Wait::settled:
+        break;
+    }
+    return judge(p, request, *before, answer.geometry);
+}
+
+X11WindowMover::Outcome X11WindowMover::reached(const Placement& p)
+{
+    // What worked is kept for the next placement under this manager.
+    if (p.fellBack && !m_habits.moveResizeIgnored) {
+        m_habits.moveResizeIgnored = true;
+        Log::windowmanager().info(moveResizeIgnoredMessage);
+    }
+    if (p.correction != Point{})
+        m_habits.corrections[{p.method, p.offset.x, p.offset.y}] = p.correction;
+    m_report.corrected = p.corrected;
+    return Outcome::placed;
+}
+
+std::optional<X11WindowMover::Outcome> X11WindowMover::judge(Placement& p, const X11MoveRequest& request,
+                                                             const X11WindowGeometry& before,
+                                                             const X11WindowGeometry& landed)
+{
+    // The client changed its shadow while the request was under way, so the request was made
+    // for a shadow it no longer has: made again, learning nothing about the manager.
+    if (landed.shadow != p.from.shadow && !p.reshadowed) {
+        p.reshadowed = true;
+        p.from = landed;
+        return std::nullopt;
+    }
+    if (const auto held = heldOnScreen(p, request, landed))
+        return held;
+    const bool moved = landed.outer != before.outer || landed.client != before.client;
+    if (!moved) {
+        // Nothing happened: try the other way once, then give up.
+        if (p.method == Method::moveResizeMessage && !p.fellBack) {
+            p.method = Method::configureWindow;
+            p.fellBack = true;
+            p.correction = learntCorrection(p);
+            return std::nullopt;
+        }
+        Log::windowmanager().error(keptInPlaceMessage, windowText(p.window), describe(p.target),
+                                   describe(landed.visible()));
+        return Outcome::keptInPlace;
+    }
+    if (p.corrected)
+        return misplaced(p, landed);
+    // The manager put the frame somewhere else than asked: correct by that offset. The size is
+    // computed again from the frame and shadow the window has now (a client may change its
+    // shadow as it is restored, as GTK does).
+    const Point error{landed.outer.x - request.frame.x, landed.outer.y - request.frame.y};
+    p.correction = {p.correction.x + error.x, p.correction.y + error.y};
+    if (error != Point{})
+        Log::windowmanager().debug(correctionMessage, describe(error));
+    p.from = landed;
+    p.corrected = true;
+    return std::nullopt;
+}
+
+std::optional<X11WindowMover::Outcome> X11WindowMover::heldOnScreen(const Placement& p, const X11MoveRequest& request,
+                                                                    const X11WindowGeometry& landed)
+{
+    // A window that does not fit where it is sent is held on the screen by most managers: as
+    // with a frame the host platform constrains, that is the answer. To a move alone whatever
+    // the landing (the size that follows and the position after it are checked again); to a
+    // resize when the window now lies inside the area it did not fit.
+    const Size sizeGiven = p.hints ? p.hints->constrain(request.clientSize) : request.clientSize;
+    const Rect asked{request.frame.x, request.frame.y, sizeGiven.width + p.from.decoration().width,
+                     sizeGiven.height + p.from.decoration().height};
+    const auto within = [](const Rect& r, const Rect& area) {
+        return r.minX() >= area.minX() && r.minY() >= area.minY() && r.maxX() <= area.maxX() && r.maxY() <= area.maxY();
     };
-    Point correction = learntCorrection(method);
-
-    for (int attempt = 0; attempt < 4; ++attempt) {
-        xcb_window_t frame = knownFrame;
-        const auto before = known ? X11Result<X11WindowGeometry>(*current) : geometry(window, &frame);
-        known = false;
-        if (!before)
-            return before.error().kind == X11Error::Kind::connectionLost ? Outcome::connectionLost
-                                                                         : Outcome::windowGone;
-        watch(frame, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
-        // Earlier notifications about the window must not pass for the answer to this request.
-        m_connection.processPendingEvents();
-        const X11MoveRequest request = moveRequestFor(g, target, correction);
-        if (!send(method, window, request))
-            return m_connection.isConnected() ? Outcome::windowGone : Outcome::connectionLost;
-        const Answer answer = await(window, frame, target, hints, deadline);
-        log.debug(
-            attemptMessage, windowText(window), describe(target),
-            QString::fromLatin1(method == Method::moveResizeMessage ? "_NET_MOVERESIZE_WINDOW" : "ConfigureWindow"),
-            QString::fromLatin1(waitName(int(answer.kind))), describe(answer.geometry.visible()),
-            describe(answer.geometry.client));
-
-        switch (answer.kind) {
-        case Wait::reached:
-            if (fellBack && !learnt.moveResizeIgnored) {
-                learnt.moveResizeIgnored = true;
-                log.info(moveResizeIgnoredMessage);
-            }
-            if (correction != Point{})
-                learnt.corrections[{method, offset.x, offset.y}] = correction;
-            m_report.corrected = corrected;
-            return Outcome::placed;
-        case Wait::gone:
-            return Outcome::windowGone;
-        case Wait::lost:
-            return Outcome::connectionLost;
-        case Wait::timedOut:
-            log.error(timedOutMessage, windowText(window));
-            return Outcome::timedOut;
-        case Wait::silent:
-        case Wait::settled:
-            break;
-        }
-
-        const X11WindowGeometry& landed = answer.geometry;
-        // The client changed its shadow while the request was under way, so the request was made
-        // for a shadow it no longer has: made again, learning nothing about the manager.
-        if (landed.shadow != g.shadow && !reshadowed) {
-            reshadowed = true;
-            g = landed;
-            continue;
-        }
-        // A window that does not fit where it is sent is held on the screen by most managers: as
-        // with a frame the host platform constrains, that is the answer. To a move alone whatever
-        // the landing (the size that follows and the position after it are checked again); to a
-        // resize when the window now lies inside the area it did not fit.
-        const Size sizeGiven = hints ? hints->constrain(request.clientSize) : request.clientSize;
-        const Rect asked{request.frame.x, request.frame.y, sizeGiven.width + g.decoration().width,
-                         sizeGiven.height + g.decoration().height};
-        const auto within = [](const Rect& r, const Rect& area) {
-            return r.minX() >= area.minX() && r.minY() >= area.minY() && r.maxX() <= area.maxX() &&
-                   r.maxY() <= area.maxY();
-        };
-        const auto areas = holdingAreas();
-        if (!size && std::any_of(areas.begin(), areas.end(), [&](const Rect& a) { return !within(asked, a); })) {
-            log.debug(constrainedMessage, windowText(window), describe(landed.visible()));
-            return Outcome::placed;
-        }
-        if (size && std::any_of(areas.begin(), areas.end(),
-                                [&](const Rect& a) { return !within(asked, a) && within(landed.outer, a); })) {
-            log.info(heldMessage, windowText(window), describe(target), describe(landed.visible()));
-            m_report.held = true;
-            return Outcome::placed;
-        }
-        const bool moved = landed.outer != before->outer || landed.client != before->client;
-        if (!moved) {
-            // Nothing happened: try the other way once, then give up.
-            if (method == Method::moveResizeMessage && !fellBack) {
-                method = Method::configureWindow;
-                fellBack = true;
-                correction = learntCorrection(method);
-                continue;
-            }
-            log.error(keptInPlaceMessage, windowText(window), describe(target), describe(answer.geometry.visible()));
-            return Outcome::keptInPlace;
-        }
-        if (corrected) {
-            log.error(placedElsewhereMessage, windowText(window), describe(answer.geometry.visible()),
-                      describe(target));
-            return Outcome::placedElsewhere;
-        }
-        // The manager put the frame somewhere else than asked: correct by that offset. The size is
-        // computed again from the frame and shadow the window has now (a client may change its
-        // shadow as it is restored, as GTK does).
-        const Point error{landed.outer.x - request.frame.x, landed.outer.y - request.frame.y};
-        correction = {correction.x + error.x, correction.y + error.y};
-        if (error != Point{})
-            log.debug(correctionMessage, describe(error));
-        g = landed;
-        corrected = true;
+    const auto areas = holdingAreas();
+    if (!p.size && std::any_of(areas.begin(), areas.end(), [&](const Rect& a) { return !within(asked, a); })) {
+        Log::windowmanager().debug(constrainedMessage, windowText(p.window), describe(landed.visible()));
+        return Outcome::placed;
     }
-    log.error(placedElsewhereMessage, windowText(window), describe(g.visible()), describe(target));
+    if (p.size && std::any_of(areas.begin(), areas.end(),
+                              [&](const Rect& a) { return !within(asked, a) && within(landed.outer, a); })) {
+        Log::windowmanager().info(heldMessage, windowText(p.window), describe(p.target), describe(landed.visible()));
+        m_report.held = true;
+        return Outcome::placed;
+    }
+    return std::nullopt;
+}
+
+X11WindowMover::Outcome X11WindowMover::misplaced(const Placement& p, const X11WindowGeometry& landed)
+{
+    Log::windowmanager().error(placedElsewhereMessage, windowText(p.window), describe(landed.visible()),
+                               describe(p.target));
     return Outcome::placedElsewhere;
 }
 

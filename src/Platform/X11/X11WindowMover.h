@@ -86,14 +86,15 @@ private:
         reached,
         settled,
         silent,
-        gone,
-        lost,
-        timedOut
+        timedOut,
+        failed, // the window went away, or the connection
     };
     struct Answer {
         Wait kind = Wait::silent;
         X11WindowGeometry geometry;
+        X11Error error;
     };
+    static const char* waitName(const Answer& answer);
 
     // What a placement reads before it acts, in one go.
     struct Facts {
@@ -107,10 +108,22 @@ private:
     Facts readFacts(xcb_window_t window);
     Habits& habitsOf(xcb_window_t manager);
     // Selects events on a window once; the attributes may have been asked for already.
-    std::optional<xcb_get_window_attributes_cookie_t> askToWatch(xcb_window_t window);
-    void watch(xcb_window_t window, std::uint32_t mask,
-               std::optional<xcb_get_window_attributes_cookie_t> asked = std::nullopt);
-    bool send(Method method, xcb_window_t window, const X11MoveRequest& request);
+    X11Pending<xcb_get_window_attributes_reply> askToWatch(xcb_window_t window);
+    void watch(xcb_window_t window, std::uint32_t mask, X11Pending<xcb_get_window_attributes_reply> attributes);
+    X11Status send(Method method, xcb_window_t window, const X11MoveRequest& request);
+
+    // The attempt loop of place(): each step, and each way it ends, in one place.
+    struct Placement;
+    std::optional<Outcome> begin(Placement& p);
+    std::optional<Outcome> attempt(Placement& p);
+    std::optional<Outcome> judge(Placement& p, const X11MoveRequest& request, const X11WindowGeometry& before,
+                                 const X11WindowGeometry& landed);
+    std::optional<Outcome> heldOnScreen(const Placement& p, const X11MoveRequest& request,
+                                        const X11WindowGeometry& landed);
+    Outcome reached(const Placement& p);
+    Outcome misplaced(const Placement& p, const X11WindowGeometry& landed);
+    static Outcome outcomeOf(const X11Error& error);
+    Point learntCorrection(const Placement& p) const;
     Answer await(xcb_window_t window, xcb_window_t frame, const Rect& target,
                  const std::optional<X11Properties::SizeHints>& hints, Clock::time_point deadline);
     bool unmaximize(xcb_window_t window, Clock::time_point deadline);

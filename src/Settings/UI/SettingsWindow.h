@@ -53,7 +53,6 @@ public:
     void selectPane(SettingsPane pane);
 
     PreferencesStore& preferencesStore() { return m_store; }
-    QTabWidget* tabs() const { return m_tabs; }
     GeneralPane* generalPane() const { return m_general; }
     ShortcutsPane* shortcutsPane() const { return m_shortcuts; }
     AboutPane* aboutPane() const { return m_about; }

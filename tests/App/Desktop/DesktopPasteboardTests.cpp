@@ -1,5 +1,6 @@
 #include "App/Desktop/DesktopServices.h"
 
+#include "support/ApplicationEnvironment.h"
 #include "support/QtPrinters.h"
 
 #include <QApplication>
@@ -8,15 +9,12 @@
 
 using namespace mosaro;
 
+MOSARO_APPLICATION_ENVIRONMENT(QApplication);
+
 namespace {
 
 TEST(DesktopPasteboard, ReplacesTheClipboardTextNotTheSelection)
 {
-    static int argc = 1;
-    static char name[] = "mosaro_app_x11_tests";
-    static char* argv[] = {name, nullptr};
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
     QClipboard* clipboard = QGuiApplication::clipboard();
     clipboard->setText(QStringLiteral("what the user had copied"), QClipboard::Clipboard);
 

@@ -2,8 +2,13 @@
 #include "App/UI/AboutDialog.h"
 #include "App/UI/ApplicationIcon.h"
 #include "App/UI/TrayMenu.h"
-#include "support/MenuWorld.h"
-#include "support/WidgetTestEnvironment.h"
+#include "Permission/AccessibilityStatusMonitor.h"
+#include "Permission/PermissionGate.h"
+#include "support/ApplicationEnvironment.h"
+#include "support/FakeOverlayPlatform.h"
+#include "support/FakePermissionPlatform.h"
+#include "support/FakeUpdateService.h"
+#include "support/InMemoryDefaultsStore.h"
 
 #include <QAction>
 #include <QApplication>
@@ -19,16 +24,31 @@
 using namespace mosaro;
 using namespace mosaro::test;
 
-MOSARO_WIDGET_TEST_ENVIRONMENT();
+MOSARO_APPLICATION_ENVIRONMENT(QApplication);
 
 namespace {
 
+// The tray menu over the menu's content, a faked permission poll and update service; every action
+// it runs is written to `ran`.
 class TrayMenuTest : public ::testing::Test {
 protected:
-    void SetUp() override { tray = std::make_unique<TrayMenu>(*world.content, applicationIcon()); }
-    void TearDown() override { tray.reset(); }
-
-    int count(const std::string& action) const { return int(std::count(world.ran.begin(), world.ran.end(), action)); }
+    void SetUp() override
+    {
+        PermissionGate::resetRecordedStateForTesting();
+        AccessibilityStatusMonitor::shared().resetForTesting();
+        AccessibilityStatusMonitor::shared().configure(&gate, &scheduler);
+        auto log = [this](const char* action) { return [this, action] { ran.push_back(action); }; };
+        content =
+            std::make_unique<MenuContent>(AccessibilityStatusMonitor::shared(), updater, app,
+                                          MenuContent::Actions{log("about"), log("permission help"), log("settings"),
+                                                               log("diagnostics"), log("bug report"), log("quit")});
+        tray = std::make_unique<TrayMenu>(*content, applicationIcon());
+    }
+    void TearDown() override
+    {
+        tray.reset();
+        AccessibilityStatusMonitor::shared().resetForTesting();
+    }
 
     QStringList shown() const
     {
@@ -53,15 +73,25 @@ protected:
         return nullptr;
     }
 
-    MenuWorld world;
-    FakeAccessibilityTrust& trust = world.trust;
-    FakeScheduler& scheduler = world.scheduler;
-    FakeUpdateService& service = world.service;
+    FakeAccessibilityTrust trust;
+    InMemoryDefaultsStore defaults;
+    FakeUrlOpener urls;
+    PermissionGate gate{trust, defaults, urls};
+    FakeScheduler scheduler;
+    FakeUpdateService service;
+    UpdaterController updater{service};
+    FakeApplication app;
+    std::unique_ptr<MenuContent> content;
     std::unique_ptr<TrayMenu> tray;
+    std::vector<std::string> ran;
 };
 
+// The entries in order with the desktop's key equivalents; the permission slot follows the
+// monitor within one poll, both ways, and an unchanged poll is no news.
 TEST_F(TrayMenuTest, TheMenuHoldsTheEntriesInOrderAndSwitchesThePermissionSlotWithinOneTick)
 {
+    int changes = 0;
+    QObject::connect(content.get(), &MenuContent::changed, [&] { ++changes; });
     AccessibilityStatusMonitor::shared().start();
     EXPECT_EQ(shown(), (QStringList{"About Mosaro", "—", "Open Window Manager Help…", "—", "Settings… [Ctrl+,]",
                                     "Check for Updates…", "—", "Copy Diagnostics", "Report a Bug…", "—",
@@ -69,14 +99,28 @@ TEST_F(TrayMenuTest, TheMenuHoldsTheEntriesInOrderAndSwitchesThePermissionSlotWi
     EXPECT_FALSE(tray->trayIcon()->icon().isNull());
     EXPECT_EQ(tray->trayIcon()->contextMenu(), tray->menu());
 
-    action(QStringLiteral("Open Window Manager Help…"))->trigger();
-    EXPECT_EQ(count("permission help"), 1);
-
     trust.trusted = true;
     scheduler.fireAll();
     EXPECT_EQ(shown()[2], QStringLiteral("Window manager connected (disabled) ✓"));
     EXPECT_EQ(shown().size(), 11);
     EXPECT_EQ(action(QStringLiteral("Open Window Manager Help…")), nullptr);
+    scheduler.fireAll();
+    EXPECT_EQ(changes, 1);
+    trust.trusted = false;
+    scheduler.fireAll();
+    EXPECT_EQ(changes, 2);
+    EXPECT_EQ(shown()[2], QStringLiteral("Open Window Manager Help…"));
+}
+
+// Each entry runs its action once; About and Settings bring the application forward first.
+TEST_F(TrayMenuTest, EntriesRunTheirActionsAndAboutAndSettingsActivateFirst)
+{
+    for (const char* title :
+         {"About Mosaro", "Settings…", "Open Window Manager Help…", "Copy Diagnostics", "Report a Bug…", "Quit Mosaro"})
+        action(QString::fromUtf8(title))->trigger();
+    EXPECT_EQ(ran,
+              (std::vector<std::string>{"about", "settings", "permission help", "diagnostics", "bug report", "quit"}));
+    EXPECT_EQ(app.activations, 2);
 }
 
 TEST_F(TrayMenuTest, CheckForUpdatesIsEnabledOnlyWhileTheUpdaterCanCheck)
@@ -87,16 +131,10 @@ TEST_F(TrayMenuTest, CheckForUpdatesIsEnabledOnlyWhileTheUpdaterCanCheck)
     check->trigger();
     EXPECT_EQ(service.checks, 1);
     EXPECT_FALSE(action(QStringLiteral("Check for Updates…"))->isEnabled());
+    action(QStringLiteral("Check for Updates…"))->trigger(); // disabled: nothing
+    EXPECT_EQ(service.checks, 1);
     service.setChecking(false);
     EXPECT_TRUE(action(QStringLiteral("Check for Updates…"))->isEnabled());
-}
-
-TEST_F(TrayMenuTest, CopyDiagnosticsAndReportABugCallTheirActions)
-{
-    action(QStringLiteral("Copy Diagnostics"))->trigger();
-    EXPECT_EQ(world.ran, std::vector<std::string>{"diagnostics"});
-    action(QStringLiteral("Report a Bug…"))->trigger();
-    EXPECT_EQ(world.ran, (std::vector<std::string>{"diagnostics", "bug report"}));
 }
 
 QRgb centre(const QPixmap& pixmap)

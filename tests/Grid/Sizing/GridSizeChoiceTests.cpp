@@ -30,21 +30,3 @@ TEST(GridSizeChoice, PicksTheDisplaysOwnSizeOnlyInPerDisplayModeAndClamps)
     tiny.proSettings.globalGrid = {0, 50};
     EXPECT_EQ(chooseGridDimensions(tiny, QStringLiteral("Alpha")), (GridDimensions{1, 20}));
 }
-
-TEST(GridSizeChoice, PersistedResizeGoesWhereTheDocumentInForceSays)
-{
-    Preferences on = withOverride(true, QStringLiteral("Alpha"), {4, 3});
-    on.lastSeenAppVersion = QStringLiteral("1.2");
-    Preferences expected = on;
-    expected.proSettings.perDisplayGrids.overrides[QStringLiteral("Beta")] = {5, 3};
-    EXPECT_EQ(withPersistedResize(on, QStringLiteral("Beta"), {5, 3}), expected); // global grid untouched
-    expected = on;
-    expected.proSettings.perDisplayGrids.overrides[QStringLiteral("Alpha")] = {2, 2};
-    EXPECT_EQ(withPersistedResize(on, QStringLiteral("Alpha"), {2, 2}), expected);
-    EXPECT_EQ(withPersistedResize(on, QString(), {5, 3}), on); // unnamed display: saved as loaded
-
-    const Preferences off = withOverride(false, QStringLiteral("Alpha"), {4, 3});
-    expected = off;
-    expected.proSettings.globalGrid = {2, 2};
-    EXPECT_EQ(withPersistedResize(off, QStringLiteral("Alpha"), {2, 2}), expected);
-}

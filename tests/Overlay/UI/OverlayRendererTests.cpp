@@ -223,30 +223,6 @@ TEST(OverlayRenderer, OutlineModeDrawsOpaqueLinesAndAThickOutlineOnly)
     EXPECT_TRUE(changed.contains(QPoint(2, 200)));
 }
 
-TEST(OverlayDrawing, OutlinePixelsFollowTheRoundedRectangle)
-{
-    const Rect h{10.3, 20.25, 100, 60};
-    const auto spans = outlinePixels(h, 4, 6);
-    QRegion ring;
-    for (const QRect& r : spans)
-        ring += r;
-    // Straight edges: 4 pixels across, centred on the edge.
-    EXPECT_TRUE(ring.contains(QPoint(8, 50)) && ring.contains(QPoint(11, 50)));
-    EXPECT_FALSE(ring.contains(QPoint(7, 50)) || ring.contains(QPoint(12, 50)));
-    EXPECT_TRUE(ring.contains(QPoint(108, 50)) && ring.contains(QPoint(111, 50)));
-    EXPECT_FALSE(ring.contains(QPoint(107, 50)) || ring.contains(QPoint(112, 50)));
-    EXPECT_TRUE(ring.contains(QPoint(60, 18)) && ring.contains(QPoint(60, 21)));
-    EXPECT_FALSE(ring.contains(QPoint(60, 17)) || ring.contains(QPoint(60, 22)));
-    // Rounded corners: the outer corner pixel is left out, the curve's middle is in.
-    EXPECT_FALSE(ring.contains(QPoint(8, 18)));
-    EXPECT_TRUE(ring.contains(QPoint(11, 21)));
-    // The interior and bounds leave the outline and stroke their room.
-    EXPECT_EQ(highlightPixelBounds(h), QRect(QPoint(8, 18), QPoint(112, 82)));
-    EXPECT_TRUE(highlightInterior(h).isValid());
-    EXPECT_TRUE(highlightPixelBounds(h).contains(highlightInterior(h)));
-    EXPECT_FALSE(highlightInterior({0, 0, 10, 10}).isValid()); // too small to have a flat inside
-}
-
 // Waits for the view's next frame (the frame timer's), not for any length of time.
 void waitForFrame(OverlayView& view)
 {

@@ -1,38 +1,16 @@
-#include "Permission/UI/OnboardingWidget.h"
 #include "Permission/UI/WindowManagerHelpWindow.h"
-#include "support/WidgetTestEnvironment.h"
+#include "support/ApplicationEnvironment.h"
 
 #include <QApplication>
-#include <QLabel>
 #include <QTextBrowser>
 
 #include <gtest/gtest.h>
 
 using namespace mosaro;
 
-MOSARO_WIDGET_TEST_ENVIRONMENT();
+MOSARO_APPLICATION_ENVIRONMENT(QApplication);
 
 namespace {
-
-// The welcome window's own texts are held by the system texts test; here: its size, and that no
-// wrapped text is clipped.
-TEST(WelcomeWindow, EveryWrappedTextGetsTheHeightItNeeds)
-{
-    OnboardingWidget welcome;
-    welcome.adjustSize();
-    EXPECT_EQ(welcome.width(), 520);
-    EXPECT_GT(welcome.height(), 300);
-    welcome.show();
-    int wrapped = 0;
-    for (const QLabel* label : welcome.findChildren<QLabel*>()) {
-        if (!label->wordWrap())
-            continue;
-        ++wrapped;
-        EXPECT_GE(label->height(), label->heightForWidth(label->width())) << label->text().toStdString();
-    }
-    // The three sections' bodies wrap.
-    EXPECT_EQ(wrapped, 3);
-}
 
 TEST(WindowManagerHelp, OneWindowRefreshedAndBroughtBackWithTheCurrentFinding)
 {

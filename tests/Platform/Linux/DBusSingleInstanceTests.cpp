@@ -1,5 +1,5 @@
 #include "Platform/Linux/DBusSingleInstance.h"
-#include "support/CoreApplicationEnvironment.h"
+#include "support/ApplicationEnvironment.h"
 #include "support/PrivateSessionBus.h"
 
 #include <QCoreApplication>
@@ -14,12 +14,12 @@
 using namespace mosaro;
 using namespace mosaro::test;
 
+MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
+
 namespace {
 
 using Claim = SingleInstance::Claim;
 using Delivery = SingleInstance::Delivery;
-
-MOSARO_CORE_TEST_ENVIRONMENT();
 
 // Two processes of the session, as two connections to one private bus.
 class DBusSingleInstanceTest : public ::testing::Test {

@@ -2,9 +2,6 @@
 
 #include "Diagnostics/DiagnosticsReport.h"
 #include "Diagnostics/Log/LogMessages.h"
-#include "support/FakePermissionPlatform.h"
-#include "support/FakeScreens.h"
-#include "support/FakeSystemInfo.h"
 
 #include "support/QtPrinters.h"
 #include <QFile>
@@ -18,7 +15,6 @@
 #include <unistd.h>
 
 using namespace mosaro;
-using namespace mosaro::test;
 
 namespace {
 
@@ -173,29 +169,6 @@ TEST_F(JournalReaderTest, ReadsThisProcessesMessagesOfTheWindowWithSignpostsMark
     EXPECT_EQ(read->front().time.toMSecsSinceEpoch(), now.addSecs(-299).toMSecsSinceEpoch());
 }
 
-TEST_F(JournalReaderTest, DiagnosticsReportReadsTheJournal)
-{
-    const QString path = writeJournal({
-        {now.addSecs(-10), journalFields(message("onboarding", LogMessages::showingOnboarding))},
-        {now.addSecs(-9), journalFields(signpost(Log::Entry::Kind::signpostBegin, "sc-001 show-overlay"))},
-        {now.addSecs(-8), journalFields(message("overlay", LogMessages::overlayDismiss))},
-    });
-    ASSERT_FALSE(path.isEmpty());
-    JournalLogReader reader({{path}, ::getpid()});
-    FakeBundleInfo bundle;
-    FakeOperatingSystemInfo os;
-    FakeHardwareInfo hardware;
-    FakeScreens screens;
-    FakeAccessibilityTrust trust;
-    FakeClock clock;
-    clock.time = now;
-    FakePasteboard pasteboard;
-    FakeUrlOpener urls;
-    Diagnostics diagnostics(
-        {bundle, os, hardware, screens, trust, dir.filePath("none.json"), reader, clock, pasteboard, urls});
-    EXPECT_EQ(diagnostics.recentLogText(), now.addSecs(-8).toString("HH:mm:ss.zzz") + " [overlay] overlay dismiss");
-}
-
 TEST_F(JournalReaderTest, UnreadableJournalIsAnError)
 {
     QFile regular(dir.filePath(QStringLiteral("regular")));
@@ -232,20 +205,6 @@ TEST(JournalFields, SinkMarksKindsAndKeepsARedactedCopyOnlyWhenNeeded)
     EXPECT_TRUE(has(end, "MOSARO_SIGNPOST_NAME=sc-002a commit-move"));
     EXPECT_TRUE(has(end, "MESSAGE=signpost end sc-002a commit-move: ok"));
     EXPECT_TRUE(has(end, "PRIORITY=7"));
-}
-
-TEST(ProcessLogReader, FindsTheProcesssEntriesWithOrWithoutAJournal)
-{
-    // No sink is installed here, so a journal (if one runs) has none of these entries and the
-    // entries kept in memory answer either way.
-    Log::Store::shared().clear();
-    Log::lifecycle().info(LogMessages::presenterStarted);
-    const LogQuery query{QDateTime::currentDateTime().addSecs(-300), Log::subsystem, Log::reportCategories()};
-    const auto read = ProcessLogReader().entries(query);
-    ASSERT_TRUE(read.hasValue());
-    ASSERT_EQ(read->size(), 1u);
-    EXPECT_EQ(read->front().message, LogMessages::presenterStarted);
-    Log::Store::shared().clear();
 }
 
 } // namespace

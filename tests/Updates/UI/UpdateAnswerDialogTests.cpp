@@ -1,5 +1,6 @@
 #include "Updates/UI/UpdateAnswerDialog.h"
 
+#include "support/ApplicationEnvironment.h"
 #include "support/FakePermissionPlatform.h"
 
 #include "support/QtPrinters.h"
@@ -14,21 +15,12 @@
 using namespace mosaro;
 using namespace mosaro::test;
 
+MOSARO_APPLICATION_ENVIRONMENT(QApplication);
+
 namespace {
 
 class UpdateAnswerDialogTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite()
-    {
-        static int argc = 1;
-        static char name[] = "mosaro_updates_ui_tests";
-        static char* argv[] = {name, nullptr};
-        // Widgets without a display, whatever the environment names.
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        if (!QApplication::instance())
-            new QApplication(argc, argv);
-    }
-
     static QString text(QWidget* dialog, const char* name)
     {
         auto* label = dialog->findChild<QLabel*>(QString::fromLatin1(name));

@@ -10,6 +10,8 @@
 #include <QProcess>
 #include <QThread>
 
+#include <xkbcommon/xkbcommon.h>
+
 #include <csignal>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -29,8 +31,11 @@ bool write(const QString& path, const QString& text)
     return file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) >= 0;
 }
 
-bool copyFolder(const QString& from, const QString& to)
+// The tree's build of an extension (Mosaro's or the probe) in the variant for this Shell's version.
+bool copyExtension(const QString& built, int major, const char* uuid, const QString& to)
 {
+    const QString from =
+        built + (major < 45 ? QStringLiteral("/script/") : QStringLiteral("/module/")) + QLatin1String(uuid);
     QDir().mkpath(to);
     for (const QString& name : QDir(from).entryList(QDir::Files))
         if (!QFile::copy(from + QLatin1Char('/') + name, to + QLatin1Char('/') + name))
@@ -38,29 +43,7 @@ bool copyFolder(const QString& from, const QString& to)
     return true;
 }
 
-// X keysyms of the keys the tests type; a single character is its own.
-std::optional<quint32> keysym(const QString& name)
-{
-    static const std::pair<const char*, quint32> named[] = {
-        {"Return", 0xFF0D}, {"Escape", 0xFF1B},  {"Tab", 0xFF09},       {"space", 0x20},
-        {"Home", 0xFF50},   {"Left", 0xFF51},    {"Up", 0xFF52},        {"Right", 0xFF53},
-        {"Down", 0xFF54},   {"Page_Up", 0xFF55}, {"Page_Down", 0xFF56}, {"End", 0xFF57},
-        {"Shift", 0xFFE1},  {"Control", 0xFFE3}, {"Alt", 0xFFE9},       {"Super", 0xFFEB},
-    };
-    for (const auto& [text, sym] : named)
-        if (name == QLatin1String(text))
-            return sym;
-    if (name.size() == 1 && name[0].unicode() >= 0x20 && name[0].unicode() < 0x7F)
-        return name[0].toLower().unicode();
-    return std::nullopt;
-}
-
 } // namespace
-
-QString GnomeSession::builtExtensions()
-{
-    return QStringLiteral(MOSARO_GNOME_EXTENSIONS);
-}
 
 GnomeSession::GnomeSession(const Options& options) : m_base(QDir::tempPath() + QStringLiteral("/mosaro-gnome-XXXXXX"))
 {
@@ -81,16 +64,9 @@ GnomeSession::~GnomeSession()
     endSession(m_runtime, m_children, m_asNobody);
 }
 
-QString GnomeSession::extensionFolder() const
-{
-    return m_home + QStringLiteral("/.local/share/gnome-shell/extensions/") + QLatin1String(mosaroUuid);
-}
-
 bool GnomeSession::installMosaro(const QString& version)
 {
-    const QString format = shellMajor() < 45 ? QStringLiteral("script") : QStringLiteral("module");
-    if (!copyFolder(builtExtensions() + QLatin1Char('/') + format + QLatin1Char('/') + QLatin1String(mosaroUuid),
-                    extensionFolder()))
+    if (!copyExtension(QStringLiteral(MOSARO_GNOME_EXTENSIONS), shellMajor(), mosaroUuid, extensionFolder()))
         return false;
     QFile metadata(extensionFolder() + QStringLiteral("/metadata.json"));
     if (version.isEmpty() || !metadata.open(QIODevice::ReadOnly))
@@ -118,13 +94,11 @@ bool GnomeSession::start(const Options& options)
         m_error = QStringLiteral("no GNOME Shell: %1").arg(QString::fromUtf8(version.readAllStandardError()));
         return false;
     }
-    const QString format = shellMajor() < 45 ? QStringLiteral("script") : QStringLiteral("module");
-    const QString extensions = m_home + QStringLiteral("/.local/share/gnome-shell/extensions/");
     QDir().mkpath(m_runtime);
     QStringList enabled{QLatin1String(probeUuid)};
-    bool copied = copyFolder(QStringLiteral(MOSARO_GNOME_PROBE) + QLatin1Char('/') + format + QLatin1Char('/') +
-                                 QLatin1String(probeUuid),
-                             extensions + QLatin1String(probeUuid));
+    bool copied =
+        copyExtension(QStringLiteral(MOSARO_GNOME_PROBE), shellMajor(), probeUuid,
+                      m_home + QStringLiteral("/.local/share/gnome-shell/extensions/") + QLatin1String(probeUuid));
     if (options.installMosaro) {
         copied = copied && installMosaro(options.mosaroVersion);
         if (options.enableMosaro)
@@ -154,7 +128,7 @@ bool GnomeSession::start(const Options& options)
 
     // Ready: the Shell answers, the extensions expected to run do, and the overview stays closed.
     const QString name = QStringLiteral("gnome-session-") + m_base.path();
-    if (!waitUntil([&] { return QFile::exists(m_runtime + QStringLiteral("/bus")); }, readyMs)) {
+    if (!eventually([&] { return QFile::exists(m_runtime + QStringLiteral("/bus")); }, readyMs)) {
         m_error = QStringLiteral("no session bus");
         return false;
     }
@@ -164,7 +138,7 @@ bool GnomeSession::start(const Options& options)
                          {QStringLiteral("org.gnome.Shell"), QStringLiteral("ShellVersion")})
                    .type() == QDBusMessage::ReplyMessage;
     };
-    if (!waitUntil([&] { return answers() || ::waitpid(m_session, nullptr, WNOHANG) == m_session; }, readyMs) ||
+    if (!eventually([&] { return answers() || ::waitpid(m_session, nullptr, WNOHANG) == m_session; }, readyMs) ||
         !answers()) {
         QFile log(m_base.path() + QStringLiteral("/sh.log"));
         log.open(QIODevice::ReadOnly);
@@ -174,7 +148,7 @@ bool GnomeSession::start(const Options& options)
     const QStringList running = options.userExtensions ? enabled : QStringList();
     for (const QString& uuid : running) {
         // 48 may report an error state for a moment while it loads the extensions.
-        if (!waitUntil([&] { return extensionState(uuid) == 1; }, 20000)) {
+        if (!eventually([&] { return extensionState(uuid) == 1; }, 20000)) {
             m_error = QStringLiteral("extension %1 in state %2").arg(uuid).arg(extensionState(uuid).value_or(-1));
             return false;
         }
@@ -183,7 +157,7 @@ bool GnomeSession::start(const Options& options)
     // asked too early: wait for the start-up's end where the probe runs, then close it until it stays
     // closed.
     if (options.userExtensions)
-        waitUntil(
+        eventually(
             [&] {
                 const QDBusMessage state = probe(QStringLiteral("GetState"));
                 return state.signature() == QLatin1String("a{sv}") &&
@@ -193,7 +167,7 @@ bool GnomeSession::start(const Options& options)
             },
             readyMs);
     int closed = 0;
-    const bool overviewClosed = waitUntil(
+    const bool overviewClosed = eventually(
         [&] {
             QThread::msleep(100);
             const QDBusMessage get = callShell(QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
@@ -208,15 +182,12 @@ bool GnomeSession::start(const Options& options)
         },
         readyMs);
     // The keyboard: one remote-desktop session for the harness's lifetime.
-    QDBusMessage create = QDBusMessage::createMethodCall(
-        QStringLiteral("org.gnome.Mutter.RemoteDesktop"), QStringLiteral("/org/gnome/Mutter/RemoteDesktop"),
-        QStringLiteral("org.gnome.Mutter.RemoteDesktop"), QStringLiteral("CreateSession"));
-    const QDBusMessage created = m_bus->call(create, QDBus::Block, 5000);
+    const QString mutter = QStringLiteral("org.gnome.Mutter.RemoteDesktop");
+    const QDBusMessage created =
+        call(mutter, QStringLiteral("/org/gnome/Mutter/RemoteDesktop"), mutter, QStringLiteral("CreateSession"));
     m_keys = created.arguments().value(0).value<QDBusObjectPath>().path();
-    QDBusMessage startKeys = QDBusMessage::createMethodCall(QStringLiteral("org.gnome.Mutter.RemoteDesktop"), m_keys,
-                                                            QStringLiteral("org.gnome.Mutter.RemoteDesktop.Session"),
-                                                            QStringLiteral("Start"));
-    if (m_keys.isEmpty() || m_bus->call(startKeys, QDBus::Block, 5000).type() != QDBusMessage::ReplyMessage) {
+    if (m_keys.isEmpty() || call(mutter, m_keys, mutter + QStringLiteral(".Session"), QStringLiteral("Start")).type() !=
+                                QDBusMessage::ReplyMessage) {
         m_error = QStringLiteral("no remote-desktop session: %1").arg(created.errorMessage());
         return false;
     }
@@ -258,14 +229,9 @@ pid_t GnomeSession::spawn(const QStringList& argv)
     return pid;
 }
 
-void GnomeSession::stop(pid_t pid)
-{
-    stopProcess(pid, m_children);
-}
-
 void GnomeSession::stopShell()
 {
-    for (pid_t pid : processes()) {
+    for (pid_t pid : pidsWithRuntime(m_runtime)) {
         QFile comm(QStringLiteral("/proc/%1/comm").arg(pid));
         if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == "gnome-shell")
             ::kill(pid, SIGTERM);
@@ -278,7 +244,7 @@ std::optional<std::uint64_t> GnomeSession::startFoot(const QString& title)
     spawn({QStringLiteral("foot"), QStringLiteral("-o"), QStringLiteral("resize-by-cells=no"), QStringLiteral("-T"),
            title, QStringLiteral("sleep"), QStringLiteral("86400")});
     std::optional<std::uint64_t> id;
-    waitUntil(
+    eventually(
         [&] {
             const auto found = window(title);
             if (found && found->value(QStringLiteral("shown")).toBool())
@@ -287,9 +253,9 @@ std::optional<std::uint64_t> GnomeSession::startFoot(const QString& title)
         },
         15000);
     // 48 does not always focus a window started without an activation token: switch to it.
-    if (id && !waitUntil([&] { return window(title)->value(QStringLiteral("focused")).toBool(); }, 1000)) {
+    if (id && !eventually([&] { return window(title)->value(QStringLiteral("focused")).toBool(); }, 1000)) {
         press(QStringLiteral("Alt+Tab"));
-        if (!waitUntil([&] { return window(title)->value(QStringLiteral("focused")).toBool(); }, 3000))
+        if (!eventually([&] { return window(title)->value(QStringLiteral("focused")).toBool(); }, 3000))
             id.reset();
     }
     return id;
@@ -297,19 +263,20 @@ std::optional<std::uint64_t> GnomeSession::startFoot(const QString& title)
 
 bool GnomeSession::press(const QString& keys)
 {
-    std::vector<quint32> syms;
+    std::vector<quint32> syms; // by their XKB names
     for (const QString& part : keys.split(QLatin1Char('+'))) {
-        const auto sym = keysym(part);
-        if (!sym)
+        static const QStringList modifiers = QStringLiteral("Super Shift Control Alt").split(QLatin1Char(' '));
+        const QString name = modifiers.contains(part) ? part + QStringLiteral("_L") : part; // by their left keys
+        const xkb_keysym_t sym = xkb_keysym_from_name(name.toUtf8().constData(), XKB_KEYSYM_NO_FLAGS);
+        if (sym == XKB_KEY_NoSymbol)
             return false;
-        syms.push_back(*sym);
+        syms.push_back(sym);
     }
     const auto send = [&](quint32 sym, bool down) {
-        QDBusMessage key = QDBusMessage::createMethodCall(QStringLiteral("org.gnome.Mutter.RemoteDesktop"), m_keys,
-                                                          QStringLiteral("org.gnome.Mutter.RemoteDesktop.Session"),
-                                                          QStringLiteral("NotifyKeyboardKeysym"));
-        key.setArguments({sym, down});
-        return m_bus->call(key, QDBus::Block, 3000).type() == QDBusMessage::ReplyMessage;
+        return call(QStringLiteral("org.gnome.Mutter.RemoteDesktop"), m_keys,
+                    QStringLiteral("org.gnome.Mutter.RemoteDesktop.Session"), QStringLiteral("NotifyKeyboardKeysym"),
+                    {sym, down})
+                   .type() == QDBusMessage::ReplyMessage;
     };
     bool ok = true;
     for (quint32 sym : syms)
@@ -321,11 +288,8 @@ bool GnomeSession::press(const QString& keys)
 
 QDBusMessage GnomeSession::probe(const QString& method, const QVariantList& args)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("tech.brenmark.mosaro.Probe"),
-                                                       QStringLiteral("/tech/brenmark/mosaro/Probe"),
-                                                       QStringLiteral("tech.brenmark.mosaro.Probe"), method);
-    call.setArguments(args);
-    return m_bus ? m_bus->call(call, QDBus::Block, 10000) : QDBusMessage();
+    const QString name = QStringLiteral("tech.brenmark.mosaro.Probe");
+    return call(name, QStringLiteral("/tech/brenmark/mosaro/Probe"), name, method, args, 10000);
 }
 
 std::vector<QVariantMap> GnomeSession::records(const QString& method)
@@ -371,12 +335,17 @@ bool GnomeSession::screenshot(const QString& path)
     return reply.arguments().value(0).toBool() && QFile::copy(inside, path);
 }
 
+QDBusMessage GnomeSession::call(const QString& service, const QString& path, const QString& interface,
+                                const QString& method, const QVariantList& args, int timeoutMs)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, method);
+    message.setArguments(args);
+    return m_bus ? m_bus->call(message, QDBus::Block, timeoutMs) : QDBusMessage();
+}
+
 QDBusMessage GnomeSession::callShell(const QString& interface, const QString& method, const QVariantList& args)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.gnome.Shell"),
-                                                       QStringLiteral("/org/gnome/Shell"), interface, method);
-    call.setArguments(args);
-    return m_bus ? m_bus->call(call, QDBus::Block, 5000) : QDBusMessage();
+    return call(QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"), interface, method, args);
 }
 
 std::optional<int> GnomeSession::extensionState(const QString& uuid)
@@ -405,16 +374,6 @@ bool GnomeSession::gsettings(const QStringList& arguments, QString* output)
     if (output)
         *output = QString::fromUtf8(process.readAllStandardOutput()).trimmed();
     return done;
-}
-
-std::vector<pid_t> GnomeSession::processes() const
-{
-    return pidsWithRuntime(m_runtime);
-}
-
-bool GnomeSession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
-{
-    return test::waitUntil(condition, timeoutMs);
 }
 
 } // namespace mosaro::test

@@ -47,16 +47,16 @@ public:
     QString home() const { return m_home; }
     QString waylandDisplay() const { return m_runtime + QStringLiteral("/wayland-0"); }
     QString busAddress() const { return QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"); }
-    QString extensionFolder() const;
-    // The variants the tree built (script/<uuid>, module/<uuid>).
-    static QString builtExtensions();
+    QString extensionFolder() const
+    {
+        return m_home + QStringLiteral("/.local/share/gnome-shell/extensions/mosaro@brenmark.tech");
+    }
     // Copies the tree's variant for this Shell to the user's folder, claiming another version if given.
     bool installMosaro(const QString& version = {});
 
     pid_t spawn(const QStringList& argv);
     // SIGTERM to the Shell itself, as when it crashes or the user logs out.
     void stopShell();
-    void stop(pid_t pid);
     // A foot window titled so, once the Shell shows it: its id.
     std::optional<std::uint64_t> startFoot(const QString& title);
 
@@ -75,11 +75,10 @@ public:
     std::optional<int> extensionState(const QString& uuid);
     bool gsettings(const QStringList& arguments, QString* output = nullptr);
 
-    std::vector<pid_t> processes() const;
-
 private:
     bool start(const Options& options);
-    bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
+    QDBusMessage call(const QString& service, const QString& path, const QString& interface, const QString& method,
+                      const QVariantList& args = {}, int timeoutMs = 5000);
     QDBusMessage probe(const QString& method, const QVariantList& args = {});
     std::vector<QVariantMap> records(const QString& method);
 

@@ -3,43 +3,43 @@
 #include "support/wayland/SessionProcesses.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QThread>
 
 #include <csignal>
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace mosaro::test {
 
-MosaroProcess::MosaroProcess(SwaySession& session)
-    : m_folder(QDir::cleanPath(session.runtimeDirectory() + QStringLiteral("/../mosaro"))),
-      m_configHome(m_folder + QStringLiteral("/config"))
-{
-    QDir().mkpath(m_configHome);
-    m_environment = {QStringLiteral("HOME=") + m_folder,
-                     QStringLiteral("XDG_CONFIG_HOME=") + m_configHome,
-                     QStringLiteral("XDG_DATA_HOME=") + m_folder + QStringLiteral("/data"),
-                     QStringLiteral("XDG_RUNTIME_DIR=") + session.runtimeDirectory(),
-                     QStringLiteral("WAYLAND_DISPLAY=") + session.waylandDisplay(),
+MosaroProcess::MosaroProcess(SwaySession& session, QString binary)
+    : MosaroProcess(session.runtimeDirectory(), {},
+                    {QStringLiteral("WAYLAND_DISPLAY=") + session.waylandDisplay(),
                      QStringLiteral("SWAYSOCK=") + session.swaySocket(),
-                     QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + session.busAddress()};
-}
+                     QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + session.busAddress()},
+                    std::move(binary))
+{}
 
 MosaroProcess::MosaroProcess(GnomeSession& session)
-    : m_folder(QDir::cleanPath(session.runtimeDirectory() + QStringLiteral("/../mosaro"))),
-      m_configHome(session.home() + QStringLiteral("/.config"))
+    : MosaroProcess(session.runtimeDirectory(), session.home(),
+                    {QStringLiteral("WAYLAND_DISPLAY=") + session.waylandDisplay(),
+                     QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + session.busAddress()},
+                    {})
+{}
+
+MosaroProcess::MosaroProcess(const QString& runtime, QString home, const QStringList& session, QString binary)
+    : m_binary(binary.isEmpty() ? QStringLiteral(MOSARO_BINARY) : std::move(binary)),
+      m_folder(QDir::cleanPath(runtime + QStringLiteral("/../mosaro")))
 {
+    if (home.isEmpty())
+        home = m_folder;
+    m_configHome = home + QStringLiteral("/.config");
     QDir().mkpath(m_folder);
-    m_environment = {QStringLiteral("HOME=") + session.home(),
-                     QStringLiteral("XDG_CONFIG_HOME=") + m_configHome,
-                     QStringLiteral("XDG_DATA_HOME=") + session.home() + QStringLiteral("/.local/share"),
-                     QStringLiteral("XDG_RUNTIME_DIR=") + session.runtimeDirectory(),
-                     QStringLiteral("WAYLAND_DISPLAY=") + session.waylandDisplay(),
-                     QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + session.busAddress()};
+    QDir().mkpath(m_configHome);
+    m_environment = QStringList{QStringLiteral("HOME=") + home, QStringLiteral("XDG_CONFIG_HOME=") + m_configHome,
+                                QStringLiteral("XDG_DATA_HOME=") + home + QStringLiteral("/.local/share"),
+                                QStringLiteral("XDG_RUNTIME_DIR=") + runtime} +
+                    session;
 }
 
 MosaroProcess::~MosaroProcess()
@@ -56,38 +56,20 @@ QStringList MosaroProcess::environment() const
 
 bool MosaroProcess::start()
 {
-    const QByteArray logPath = QFile::encodeName(m_folder + QStringLiteral("/mosaro.log"));
-    std::vector<QByteArray> storage{QByteArrayLiteral(MOSARO_BINARY), QByteArrayLiteral("--verbose")};
-    const QStringList env = environment();
-    for (const QString& variable : env)
-        storage.push_back(variable.toLocal8Bit());
-    std::vector<char*> args{storage[0].data(), storage[1].data(), nullptr};
-    std::vector<char*> envp;
-    for (std::size_t i = 2; i < storage.size(); ++i)
-        envp.push_back(storage[i].data());
-    envp.push_back(nullptr);
-    m_pid = ::fork();
-    if (m_pid == 0) {
-        const int fd = ::open(logPath.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-        if (fd >= 0) {
-            ::dup2(fd, 1);
-            ::dup2(fd, 2);
-        }
-        ::execve(args[0], args.data(), envp.data());
-        ::_exit(127);
-    }
+    m_pid = forkExec({m_binary, QStringLiteral("--verbose")}, environment(), m_folder + QStringLiteral("/mosaro.log"));
     return waitForLog(QStringLiteral("trigger hotkey should be live"), 1, 20000);
 }
 
-int MosaroProcess::run(const QStringList& arguments, QString* output, int timeoutMs)
+int MosaroProcess::run(const QStringList& arguments, QString* output, int timeoutMs, const QStringList& unset)
 {
     QProcess process;
     QProcessEnvironment env;
     for (const QString& variable : environment())
-        env.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
+        if (!unset.contains(variable.section(QLatin1Char('='), 0, 0)))
+            env.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
     process.setProcessEnvironment(env);
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QStringLiteral(MOSARO_BINARY), arguments);
+    process.start(m_binary, arguments);
     const bool done = process.waitForFinished(timeoutMs);
     if (output)
         *output = QString::fromUtf8(process.readAll());
@@ -102,7 +84,7 @@ int MosaroProcess::run(const QStringList& arguments, QString* output, int timeou
 std::optional<int> MosaroProcess::waitForExit(int timeoutMs)
 {
     int status = 0;
-    if (m_pid <= 0 || !waitUntil([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs))
+    if (m_pid <= 0 || !eventually([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs))
         return std::nullopt;
     m_pid = -1;
     return WIFEXITED(status) ? std::optional<int>(WEXITSTATUS(status)) : std::nullopt;
@@ -128,12 +110,12 @@ QString MosaroProcess::log() const
 
 bool MosaroProcess::waitForLog(const QString& needle, int times, int timeoutMs) const
 {
-    return waitUntil([&] { return count(needle) >= times; }, timeoutMs);
+    return eventually([&] { return count(needle) >= times; }, timeoutMs);
 }
 
 bool MosaroProcess::waitForDefaults(const QString& needle, int timeoutMs) const
 {
-    return waitUntil(
+    return eventually(
         [&] {
             QFile file(m_configHome + QStringLiteral("/Mosaro/defaults.json"));
             return file.open(QIODevice::ReadOnly) && QString::fromUtf8(file.readAll()).contains(needle);

@@ -18,7 +18,8 @@ namespace mosaro::test {
 // Shell's); its log is its standard error.
 class MosaroProcess {
 public:
-    explicit MosaroProcess(SwaySession& session);
+    // `binary` is the program to run: the one this build made unless another is named.
+    explicit MosaroProcess(SwaySession& session, QString binary = {});
     explicit MosaroProcess(GnomeSession& session);
     ~MosaroProcess();
     MosaroProcess(const MosaroProcess&) = delete;
@@ -26,9 +27,10 @@ public:
 
     // Starts it and waits until its trigger is live (or refused); false with the log otherwise.
     bool start();
-    // Runs the program once more with these arguments on the same session: its exit status, or
-    // -1, and what it printed.
-    int run(const QStringList& arguments, QString* output = nullptr, int timeoutMs = 10000);
+    // Runs the program once more with these arguments on the same session (less the variables
+    // named in `unset`): its exit status, or -1, and what it printed.
+    int run(const QStringList& arguments, QString* output = nullptr, int timeoutMs = 10000,
+            const QStringList& unset = {});
     // Its exit status once it ended by itself, or nothing.
     std::optional<int> waitForExit(int timeoutMs = 10000);
     void stop();
@@ -41,8 +43,11 @@ public:
     bool waitForDefaults(const QString& needle, int timeoutMs = 5000) const;
 
 private:
+    // A home of its own unless the session's is given; the variables that lead to the session.
+    MosaroProcess(const QString& runtime, QString home, const QStringList& session, QString binary);
     QStringList environment() const;
 
+    QString m_binary;
     QString m_folder;
     QString m_configHome;
     QStringList m_environment;

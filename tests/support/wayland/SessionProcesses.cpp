@@ -1,9 +1,12 @@
 #include "support/wayland/SessionProcesses.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QThread>
+#include <QTimer>
 
 #include <csignal>
 #include <fcntl.h>
@@ -101,10 +104,10 @@ void endSession(const QString& runtime, std::vector<pid_t> pids, bool asNobody)
     pids.insert(pids.end(), session.begin(), session.end());
     for (pid_t pid : pids)
         ::kill(pid, SIGTERM);
-    waitUntil([&] { return pidsWithRuntime(runtime).empty(); }, 3000);
+    eventually([&] { return pidsWithRuntime(runtime).empty(); }, 3000);
     for (pid_t pid : pidsWithRuntime(runtime))
         ::kill(pid, SIGKILL);
-    waitUntil([&] { return pidsWithRuntime(runtime).empty(); }, 2000);
+    eventually([&] { return pidsWithRuntime(runtime).empty(); }, 2000);
     // Reap our children and the orphans that came back to us; under root only the session's
     // user's, so that no other part of the test loses its own.
     for (pid_t pid : allPids()) {
@@ -116,14 +119,20 @@ void endSession(const QString& runtime, std::vector<pid_t> pids, bool asNobody)
     }
 }
 
-bool waitUntil(const std::function<bool()>& condition, int timeoutMs)
+bool eventually(const std::function<bool()>& condition, int timeoutMs, int stepMs)
 {
     QElapsedTimer timer;
     timer.start();
     while (!condition()) {
         if (timer.elapsed() > timeoutMs)
             return false;
-        QThread::msleep(20);
+        if (QCoreApplication::instance()) {
+            QEventLoop loop;
+            QTimer::singleShot(stepMs, &loop, &QEventLoop::quit);
+            loop.exec();
+        } else {
+            QThread::msleep(stepMs);
+        }
     }
     return true;
 }
@@ -133,7 +142,7 @@ void stopProcess(pid_t pid, std::vector<pid_t>& children)
     if (pid <= 0)
         return;
     ::kill(pid, SIGTERM);
-    if (!waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
+    if (!eventually([&] { return ::waitpid(pid, nullptr, WNOHANG) != 0; }, 3000)) {
         ::kill(pid, SIGKILL);
         ::waitpid(pid, nullptr, 0);
     }

@@ -23,7 +23,9 @@ std::vector<pid_t> pidsWithRuntime(const QString& runtime);
 // SIGTERM, then SIGKILL, to the session's processes and the given ones; reaps ours (and, when the
 // session ran as the unprivileged user, its orphans that came back to us).
 void endSession(const QString& runtime, std::vector<pid_t> pids, bool asNobody);
-bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
+// Until the condition holds or the time is up, turning the event loop (when there is one) every
+// `stepMs` in between, so that what a test watches arrives meanwhile.
+bool eventually(const std::function<bool()>& condition, int timeoutMs = 5000, int stepMs = 10);
 // SIGTERM, then SIGKILL after 3 s, to one program started for the session; it leaves `children`.
 void stopProcess(pid_t pid, std::vector<pid_t>& children);
 // What runs a program as the unprivileged user (setpriv).

@@ -3,12 +3,10 @@
 #include "support/wayland/SessionProcesses.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QThread>
 
 #include <csignal>
 #include <fcntl.h>
@@ -77,11 +75,11 @@ SwaySession::SwaySession(const Options& options) : m_base(QDir::tempPath() + QSt
                        QStringLiteral("--config-file=") + QStringLiteral(MOSARO_SESSION_BUS_CONFIG),
                        QStringLiteral("--address=") + busAddress()});
     m_sway = spawn({QStringLiteral("sway"), QStringLiteral("-c"), configPath()});
-    if (!waitUntil([&] { return QFile::exists(bus); }, 20000)) {
+    if (!eventually([&] { return QFile::exists(bus); }, 20000)) {
         m_error = QStringLiteral("the session bus did not start");
         return;
     }
-    if (!waitUntil([&] { return !ask(QStringLiteral("get_version")).isEmpty(); }, 20000)) {
+    if (!eventually([&] { return !ask(QStringLiteral("get_version")).isEmpty(); }, 20000)) {
         QFile log(m_logs + QStringLiteral("/sway.log"));
         log.open(QIODevice::ReadOnly);
         m_error = QStringLiteral("sway did not answer on %1: %2")
@@ -109,7 +107,7 @@ QString SwaySession::defaultConfig()
     script.start(QStringLiteral(MOSARO_DEBIAN_ROOT_SCRIPT), {QStringLiteral("path")});
     script.waitForFinished(10000);
     const QString root = QString::fromLocal8Bit(script.readAllStandardOutput()).trimmed();
-    const QString copy = m_runtime + QStringLiteral("/debian-default.config");
+    QString copy = m_runtime + QStringLiteral("/debian-default.config");
     QFile::copy(root + QStringLiteral("/etc/sway/config"), copy);
     ownPath(copy, false, 0644);
     return copy;
@@ -164,11 +162,6 @@ void SwaySession::stop(pid_t pid)
     stopProcess(pid, m_children);
 }
 
-bool SwaySession::waitUntil(const std::function<bool()>& condition, int timeoutMs)
-{
-    return test::waitUntil(condition, timeoutMs);
-}
-
 std::vector<pid_t> SwaySession::processes() const
 {
     return pidsWithRuntime(m_runtime);
@@ -195,7 +188,7 @@ std::optional<SwaySession::Window> SwaySession::waitFor(const QString& field, co
             for (const auto& child : node.value(QLatin1String(children)).toArray())
                 search(child.toObject());
     };
-    waitUntil(
+    eventually(
         [&] {
             search(QJsonDocument::fromJson(ask(QStringLiteral("get_tree"))).object());
             return window.has_value();
@@ -230,7 +223,7 @@ QString SwaySession::output(const QString& program) const
     return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()) : QString();
 }
 
-bool SwaySession::press(const QString& keys)
+pid_t SwaySession::type(const QString& keys)
 {
     QStringList parts = keys.split(QLatin1Char('+'));
     const QString key = parts.takeLast();
@@ -240,9 +233,14 @@ bool SwaySession::press(const QString& keys)
     argv << QStringLiteral("-k") << key;
     for (auto it = parts.rbegin(); it != parts.rend(); ++it)
         argv << QStringLiteral("-m") << *it;
-    const pid_t pid = spawn(argv);
+    return spawn(argv);
+}
+
+bool SwaySession::press(const QString& keys)
+{
+    const pid_t pid = type(keys);
     int status = 0;
-    const bool done = waitUntil([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, 5000);
+    const bool done = eventually([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, 5000);
     std::erase(m_children, pid);
     return done && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
@@ -304,7 +302,7 @@ QImage SwaySession::screenshot(const QString& name)
 {
     const QString path = m_home + QLatin1Char('/') + name + QStringLiteral(".png");
     const pid_t pid = spawn({QStringLiteral("grim"), path});
-    waitUntil([&] { return ::waitpid(pid, nullptr, WNOHANG) == pid; }, 5000);
+    eventually([&] { return ::waitpid(pid, nullptr, WNOHANG) == pid; }, 5000);
     std::erase(m_children, pid);
     return QImage(path);
 }

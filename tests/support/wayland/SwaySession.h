@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Geometry.h"
+#include "support/wayland/SessionProcesses.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -12,6 +13,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -73,6 +75,8 @@ public:
 
     // Keys through wtype, e.g. "logo+shift+Right" or "Escape"; waits until wtype is done.
     bool press(const QString& keys);
+    // The same without waiting (its pid), for what times the keys' effects.
+    pid_t type(const QString& keys);
 
     // swaymsg as a probe: the raw reply of a message type, and run_command.
     QByteArray ask(const QString& type);
@@ -94,7 +98,6 @@ public:
     std::vector<pid_t> processes() const;
 
 private:
-    bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
     std::optional<Window> waitFor(const QString& field, const QString& value, int timeoutMs);
     // Debian's default configuration of the compositor's system.
     QString defaultConfig();

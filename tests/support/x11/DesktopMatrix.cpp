@@ -59,19 +59,6 @@ std::string desktopName(const ::testing::TestParamInfo<std::string>& info)
     return info.param;
 }
 
-const char* DesktopMatrixTest::name(Scenario scenario)
-{
-    switch (scenario) {
-    case Scenario::plain:
-        return "plain";
-    case Scenario::maximized:
-        return "maximized";
-    case Scenario::nextToDock:
-        return "next to a dock";
-    }
-    return "?";
-}
-
 X11Session::Options DesktopMatrixTest::sessionOptions() const
 {
     const QString wm = QString::fromStdString(GetParam());
@@ -154,13 +141,13 @@ QString DesktopMatrixTest::commitWith(const std::vector<MosaroAppDriver::Key>& k
     return app->logText(mark);
 }
 
-void DesktopMatrixTest::placeClient(const DesktopClient& client, Scenario scenario)
+void DesktopMatrixTest::placeClient(const DesktopClient& client, const Scenario& scenario)
 {
-    SCOPED_TRACE(GetParam() + " / " + client.name + " / " + name(scenario));
+    SCOPED_TRACE(GetParam() + " / " + client.name + " / " + scenario.name);
     QElapsedTimer timer;
     timer.start();
     std::optional<X11SessionClient> dock;
-    if (scenario == Scenario::nextToDock) {
+    if (scenario.dock) {
         dock = session->startClient({"--dock-strut", QStringLiteral("top:%1").arg(kDockHeight)});
         ASSERT_TRUE(dock);
         ASSERT_TRUE(session->waitUntil([&] { return app->xVisible(app->screenAt(0)).y == kDockHeight; }))
@@ -170,7 +157,7 @@ void DesktopMatrixTest::placeClient(const DesktopClient& client, Scenario scenar
     ASSERT_TRUE(target) << client.name << " did not come up with the focus";
 
     bool maximized = false;
-    if (scenario == Scenario::maximized && supports("_NET_WM_STATE_MAXIMIZED_VERT")) {
+    if (scenario.maximized && supports("_NET_WM_STATE_MAXIMIZED_VERT")) {
         ASSERT_TRUE(
             session->changeWmState(target->window, 1, "_NET_WM_STATE_MAXIMIZED_VERT", "_NET_WM_STATE_MAXIMIZED_HORZ"));
         maximized = session->waitUntil([&] {
@@ -181,7 +168,7 @@ void DesktopMatrixTest::placeClient(const DesktopClient& client, Scenario scenar
         ASSERT_TRUE(session->activateWindow(target->window));
     }
 
-    const bool bottomRight = scenario == Scenario::maximized;
+    const bool bottomRight = scenario.maximized;
     const HighlightedRegion region =
         bottomRight ? HighlightedRegion{{2, 1}, {2, 1}} : HighlightedRegion{{0, 0}, {0, 0}};
     const Rect expected = app->expectedFrame(app->screenAt(0), {3, 2}, 0, region);
@@ -195,9 +182,9 @@ void DesktopMatrixTest::placeClient(const DesktopClient& client, Scenario scenar
     if (maximized) {
         EXPECT_FALSE(hasState(target->window, "_NET_WM_STATE_MAXIMIZED_VERT"));
     }
-    std::printf("[ cell     ] %-12s %-6s %-15s %s %s in %lld ms%s\n", GetParam().c_str(), client.name, name(scenario),
+    std::printf("[ cell     ] %-12s %-6s %-15s %s %s in %lld ms%s\n", GetParam().c_str(), client.name, scenario.name,
                 placed ? "placed at" : "FAILED, at", str(actual).c_str(), static_cast<long long>(timer.elapsed()),
-                scenario == Scenario::maximized && !maximized ? " (the manager has no maximized state)" : "");
+                scenario.maximized && !maximized ? " (the manager has no maximized state)" : "");
 
     session->stopClient(*target);
     if (dock)
@@ -225,7 +212,8 @@ void DesktopMatrixTest::placeEveryClient()
         EXPECT_LT(app->xVisible(app->screenAt(0)).maxY(), 800) << "icewm's task bar is kept free";
     }
     for (const DesktopClient& client : desktopClients())
-        for (Scenario scenario : {Scenario::plain, Scenario::maximized, Scenario::nextToDock})
+        for (const Scenario& scenario : {Scenario{"plain", false, false}, Scenario{"maximized", false, true},
+                                         Scenario{"next to a dock", true, false}})
             placeClient(client, scenario);
 }
 

@@ -31,22 +31,21 @@ const std::vector<DesktopClient>& desktopClients();
 // window manager (given as the test parameter), placing real clients with a 3 x 2 grid, margin 0.
 class DesktopMatrixTest : public ::testing::TestWithParam<std::string> {
 protected:
-    enum class Scenario {
-        plain,
-        maximized,
-        nextToDock
+    // A plain window goes to the top-left cell with Up Left Return, one next to a top dock too
+    // (just below the dock), a maximized one to the bottom-right cell with Down Right Return (along
+    // the edge a task bar holds).
+    struct Scenario {
+        const char* name;
+        bool dock;
+        bool maximized;
     };
-    static const char* name(Scenario scenario);
 
     void SetUp() override;
     void TearDown() override;
 
     // Every client in every scenario, each compared with its cell; prints one line per cell.
     void placeEveryClient();
-    // One cell: a plain window goes to the top-left cell with Up Left Return, one next to a top
-    // dock too (just below the dock), a maximized one to the bottom-right cell with Down Right
-    // Return (along the edge a task bar holds).
-    void placeClient(const DesktopClient& client, Scenario scenario);
+    void placeClient(const DesktopClient& client, const Scenario& scenario);
 
     // Starts a client and gives it the focus.
     std::optional<X11SessionClient> startFocused(const DesktopClient& client);

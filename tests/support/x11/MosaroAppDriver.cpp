@@ -16,8 +16,6 @@ namespace mosaro::test {
 
 namespace M = LogMessages;
 
-namespace {} // namespace
-
 QString logPrefix(const char* format)
 {
     const QString f = QString::fromUtf8(format);
@@ -106,15 +104,8 @@ int MosaroAppDriver::runAgain(const QStringList& args, QString* errorText, int t
 
 int MosaroAppDriver::waitForExit(int timeoutMs)
 {
-    if (m_pid <= 0)
-        return -1;
-    int status = 0;
-    const bool exited = m_session.waitUntil([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs);
-    if (!exited)
-        return -1;
-    m_session.forget(m_pid);
-    m_pid = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const auto status = waitForWaitStatus(timeoutMs);
+    return status && WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
 }
 
 std::optional<Rect> MosaroAppDriver::trayIcon()
@@ -125,11 +116,11 @@ std::optional<Rect> MosaroAppDriver::trayIcon()
     while (!pending.empty()) {
         const xcb_window_t parent = pending.back();
         pending.pop_back();
-        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), parent));
+        auto tree = c.ask<xcb_query_tree_reply>(xcb_query_tree, parent);
         if (!tree)
             continue;
-        const xcb_window_t* children = xcb_query_tree_children(tree->get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
+        const xcb_window_t* children = xcb_query_tree_children(tree.get());
+        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
             const xcb_window_t w = children[i];
             pending.push_back(w);
             if (parent == c.root())
@@ -137,15 +128,13 @@ std::optional<Rect> MosaroAppDriver::trayIcon()
             const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
             if (!pid || std::int64_t((*pid)[0]) != m_pid)
                 continue;
-            auto attrs = c.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
-                                                                    xcb_get_window_attributes(c.connection(), w));
-            auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), w));
-            if (!attrs || (*attrs)->map_state != XCB_MAP_STATE_VIEWABLE || !g || (*g)->width > 64 || (*g)->height > 64)
+            auto attrs = c.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, w);
+            auto g = c.ask<xcb_get_geometry_reply>(xcb_get_geometry, w);
+            if (!attrs || attrs->map_state != XCB_MAP_STATE_VIEWABLE || !g || g->width > 64 || g->height > 64)
                 continue;
-            auto at = c.reply<xcb_translate_coordinates_reply_t>(
-                xcb_translate_coordinates_reply, xcb_translate_coordinates(c.connection(), w, c.root(), 0, 0));
+            auto at = c.ask<xcb_translate_coordinates_reply>(xcb_translate_coordinates, w, c.root(), 0, 0);
             if (at)
-                return Rect{double((*at)->dst_x), double((*at)->dst_y), double((*g)->width), double((*g)->height)};
+                return Rect{double(at->dst_x), double(at->dst_y), double(g->width), double(g->height)};
         }
     }
     return std::nullopt;
@@ -166,23 +155,6 @@ QStringList MosaroAppDriver::openTrayMenu(int timeoutMs)
         return {};
     const QString line = linesSince(mark, shown).front();
     return line.mid(line.indexOf(shown) + shown.size()).split(QStringLiteral(" | "));
-}
-
-QStringList MosaroAppDriver::windowTitles()
-{
-    X11Connection& c = m_session.connection();
-    QStringList titles;
-    const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
-    if (!list)
-        return titles;
-    for (const xcb_window_t w : *list) {
-        const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
-        if (!pid || std::int64_t((*pid)[0]) != m_pid)
-            continue;
-        if (const auto title = c.text(w, c.atom("_NET_WM_NAME")))
-            titles << *title;
-    }
-    return titles;
 }
 
 void MosaroAppDriver::stop()
@@ -267,8 +239,8 @@ bool MosaroAppDriver::watchBells()
     if (!ext || !ext->present)
         return false;
     const std::uint8_t xkbEvent = ext->first_event;
-    if (!c.check(xcb_xkb_select_events_checked(conn, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_EVENT_TYPE_BELL_NOTIFY, 0,
-                                               XCB_XKB_EVENT_TYPE_BELL_NOTIFY, 0, 0, nullptr)))
+    if (!c.ask<xcb_request_check>(xcb_xkb_select_events_checked, XCB_XKB_ID_USE_CORE_KBD,
+                                  XCB_XKB_EVENT_TYPE_BELL_NOTIFY, 0, XCB_XKB_EVENT_TYPE_BELL_NOTIFY, 0, 0, nullptr))
         return false;
     c.addEventListener([this, xkbEvent](xcb_generic_event_t* e) {
         if ((e->response_type & 0x7f) == xkbEvent &&
@@ -284,7 +256,7 @@ int MosaroAppDriver::bellCount()
 {
     // After a round trip every bell the server has rung is among the events read.
     X11Connection& c = m_session.connection();
-    c.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_reply, xcb_get_input_focus(c.connection()));
+    (void)c.ask<xcb_get_input_focus_reply>(xcb_get_input_focus).result();
     c.processPendingEvents();
     return m_bells;
 }
@@ -325,22 +297,21 @@ std::vector<Rect> MosaroAppDriver::overlayWindows()
 {
     X11Connection& c = m_session.connection();
     std::vector<Rect> found;
-    auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), c.root()));
+    auto tree = c.ask<xcb_query_tree_reply>(xcb_query_tree, c.root());
     if (!tree)
         return found;
-    const xcb_window_t* children = xcb_query_tree_children(tree->get());
-    for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
+    const xcb_window_t* children = xcb_query_tree_children(tree.get());
+    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
         const xcb_window_t w = children[i];
-        auto attrs = c.reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply,
-                                                                xcb_get_window_attributes(c.connection(), w));
-        if (!attrs || !(*attrs)->override_redirect || (*attrs)->map_state != XCB_MAP_STATE_VIEWABLE)
+        auto attrs = c.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, w);
+        if (!attrs || !attrs->override_redirect || attrs->map_state != XCB_MAP_STATE_VIEWABLE)
             continue;
         const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
         if (!pid || std::int64_t((*pid)[0]) != m_pid)
             continue;
-        auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), w));
+        auto g = c.ask<xcb_get_geometry_reply>(xcb_get_geometry, w);
         if (g)
-            found.push_back({double((*g)->x), double((*g)->y), double((*g)->width), double((*g)->height)});
+            found.push_back({double(g->x), double(g->y), double(g->width), double(g->height)});
     }
     return found;
 }

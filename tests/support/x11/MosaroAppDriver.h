@@ -88,9 +88,6 @@ public:
     // of the menu's entries as the log tells them ("—" for a separator).
     QStringList openTrayMenu(int timeoutMs = 5000);
 
-    // The titles of the application's managed windows (_NET_CLIENT_LIST).
-    QStringList windowTitles();
-
     // --- what is on the server ---
     // The application's mapped override-redirect windows (its overlay panels), X root rectangles.
     std::vector<Rect> overlayWindows();

@@ -4,7 +4,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QTextStream>
 
 #include <xcb/damage.h>
 #include <xcb/randr.h>
@@ -95,13 +94,29 @@ std::string findProgram(const QString& program)
     return program.toStdString();
 }
 
-bool reaped(pid_t pid, int* status = nullptr)
+// Reads from the pipe until a whole line came or the time is up; onIdle runs whenever nothing came
+// for half a second. The line without its end, or nothing.
+std::optional<QByteArray> readLine(int fd, int timeoutMs, const std::function<void()>& onIdle = {})
 {
-    int st = 0;
-    const pid_t r = waitpid(pid, &st, WNOHANG);
-    if (r == pid && status)
-        *status = st;
-    return r == pid || (r < 0 && errno == ECHILD);
+    QByteArray line;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!line.contains('\n') && Clock::now() < deadline) {
+        pollfd pfd{fd, POLLIN, 0};
+        const int ready = ::poll(&pfd, 1, std::min(500, msLeft(deadline)));
+        if (ready == 0 && onIdle)
+            onIdle();
+        if (ready == 0)
+            continue;
+        char buf[256];
+        const ssize_t got = ready < 0 ? -1 : read(fd, buf, sizeof buf);
+        if (got <= 0)
+            break;
+        line.append(buf, int(got));
+    }
+    close(fd);
+    if (!line.contains('\n'))
+        return std::nullopt;
+    return line.left(line.indexOf('\n')).trimmed();
 }
 
 QString readFileTail(const QString& path)
@@ -120,16 +135,16 @@ Rect X11Session::outerFrame(xcb_window_t window)
     X11Connection& c = connection();
     xcb_window_t top = window;
     while (true) {
-        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), top));
-        if (!tree || (*tree)->parent == c.root() || (*tree)->parent == XCB_WINDOW_NONE)
+        auto tree = c.ask<xcb_query_tree_reply>(xcb_query_tree, top);
+        if (!tree || tree->parent == c.root() || tree->parent == XCB_WINDOW_NONE)
             break;
-        top = (*tree)->parent;
+        top = tree->parent;
     }
-    auto g = c.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_reply, xcb_get_geometry(c.connection(), top));
+    auto g = c.ask<xcb_get_geometry_reply>(xcb_get_geometry, top);
     if (!g)
         return {};
-    const double b = (*g)->border_width;
-    return {double((*g)->x), double((*g)->y), (*g)->width + 2 * b, (*g)->height + 2 * b};
+    const double b = g->border_width;
+    return {double(g->x), double(g->y), g->width + 2 * b, g->height + 2 * b};
 }
 
 QImage X11Session::screenshot()
@@ -137,13 +152,12 @@ QImage X11Session::screenshot()
     X11Connection& x = connection();
     const auto* screen = x.screen();
     const int w = screen->width_in_pixels, h = screen->height_in_pixels;
-    auto reply = x.reply<xcb_get_image_reply_t>(xcb_get_image_reply,
-                                                xcb_get_image(x.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), 0, 0,
-                                                              std::uint16_t(w), std::uint16_t(h), ~0u));
-    if (!reply || xcb_get_image_data_length(reply->get()) < w * h * 4)
+    auto reply = x.ask<xcb_get_image_reply>(xcb_get_image, XCB_IMAGE_FORMAT_Z_PIXMAP, x.root(), 0, 0, std::uint16_t(w),
+                                            std::uint16_t(h), ~0u);
+    if (!reply || xcb_get_image_data_length(reply.get()) < w * h * 4)
         return {};
     QImage image(w, h, QImage::Format_RGB32);
-    const auto* data = xcb_get_image_data(reply->get());
+    const auto* data = xcb_get_image_data(reply.get());
     for (int y = 0; y < h; ++y)
         std::memcpy(image.scanLine(y), data + std::size_t(y) * w * 4, std::size_t(w) * 4);
     return image;
@@ -185,27 +199,13 @@ X11Session::~X11Session()
 
 void X11Session::stop(pid_t pid)
 {
-    if (pid <= 0)
-        return;
-    auto it = std::find(m_children.begin(), m_children.end(), pid);
-    if (it == m_children.end())
-        return;
-    m_children.erase(it);
-    if (reaped(pid))
+    if (std::find(m_children.begin(), m_children.end(), pid) == m_children.end() || waitForExit(pid, 0))
         return;
     ::kill(pid, SIGTERM);
-    const auto deadline = Clock::now() + std::chrono::seconds(2);
-    while (Clock::now() < deadline) {
-        if (reaped(pid))
-            return;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    if (waitForExit(pid, 2000))
+        return;
     ::kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
-}
-
-void X11Session::forget(pid_t pid)
-{
     m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
 }
 
@@ -222,9 +222,8 @@ bool X11Session::startTray(int timeoutMs)
     const xcb_atom_t selection = m_connection->atom("_NET_SYSTEM_TRAY_S0");
     return waitUntil(
         [&] {
-            auto owner = m_connection->reply<xcb_get_selection_owner_reply_t>(
-                xcb_get_selection_owner_reply, xcb_get_selection_owner(m_connection->connection(), selection));
-            return owner && (*owner)->owner != XCB_WINDOW_NONE;
+            auto owner = m_connection->ask<xcb_get_selection_owner_reply>(xcb_get_selection_owner, selection);
+            return owner && owner->owner != XCB_WINDOW_NONE;
         },
         timeoutMs);
 }
@@ -235,17 +234,16 @@ std::optional<int> X11Session::waitForExit(pid_t pid, int timeoutMs)
         return std::nullopt;
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     int status = 0;
-    do {
+    while (true) {
         const pid_t r = waitpid(pid, &status, WNOHANG);
-        if (r == pid) {
+        if (r == pid || r < 0) { // ended, or reaped by someone else: gone either way
             m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
-            return status;
+            return r == pid ? status : 0;
         }
-        if (r < 0)
+        if (Clock::now() >= deadline)
             return std::nullopt;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    } while (Clock::now() < deadline);
-    return std::nullopt;
+    }
 }
 
 void X11Session::killServer()
@@ -321,24 +319,10 @@ pid_t X11Session::spawn(const QString& program, const QStringList& args, int* st
 
 int X11Session::run(const QString& program, const QStringList& args, int timeoutMs)
 {
-    const pid_t pid = spawn(program, args);
-    if (pid <= 0)
-        return -1;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    int status = 0;
-    while (Clock::now() < deadline) {
-        if (reaped(pid, &status)) {
-            m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
-            return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    stop(pid);
-    return -1;
+    return runCapturing(program, args, nullptr, timeoutMs);
 }
 
-int X11Session::runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs,
-                             const std::function<void()>& whileWaiting)
+int X11Session::runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs)
 {
     int out = -1;
     const pid_t pid = spawn(program, args, &out);
@@ -346,38 +330,25 @@ int X11Session::runCapturing(const QString& program, const QStringList& args, QS
         return -1;
     QByteArray collected;
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    bool open = true;
-    int status = 0;
-    bool exited = false;
-    while (Clock::now() < deadline && (open || !exited)) {
-        if (open) {
-            pollfd pfd{out, POLLIN, 0};
-            if (::poll(&pfd, 1, 10) > 0) {
-                char buf[4096];
-                const ssize_t got = read(out, buf, sizeof buf);
-                if (got > 0)
-                    collected.append(buf, int(got));
-                else
-                    open = false;
-            }
-        } else {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        if (whileWaiting)
-            whileWaiting();
-        if (!exited && reaped(pid, &status)) {
-            exited = true;
-            m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
-        }
+    for (bool open = true; open && Clock::now() < deadline;) {
+        pollfd pfd{out, POLLIN, 0};
+        if (::poll(&pfd, 1, 10) <= 0)
+            continue;
+        char buf[4096];
+        const ssize_t got = read(out, buf, sizeof buf);
+        open = got > 0;
+        if (open)
+            collected.append(buf, int(got));
     }
     close(out);
     if (output)
         *output = QString::fromUtf8(collected);
-    if (!exited) {
+    const auto status = waitForExit(pid, msLeft(deadline));
+    if (!status) {
         stop(pid);
         return -1;
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
 }
 
 bool X11Session::startServer(const Options& options)
@@ -423,20 +394,8 @@ bool X11Session::startServer(const Options& options)
         m_children.push_back(pid);
         m_serverPid = pid;
 
-        QByteArray answer;
-        const auto deadline = Clock::now() + std::chrono::seconds(15);
-        while (!answer.contains('\n') && Clock::now() < deadline) {
-            pollfd pfd{ready[0], POLLIN, 0};
-            if (::poll(&pfd, 1, msLeft(deadline)) <= 0)
-                break;
-            char buf[32];
-            const ssize_t got = read(ready[0], buf, sizeof buf);
-            if (got <= 0)
-                break; // the server exited: the number was taken meanwhile
-            answer.append(buf, int(got));
-        }
-        close(ready[0]);
-        if (answer.trimmed() == QByteArray::number(n)) {
+        // No line: the server exited, most likely because the number was taken meanwhile.
+        if (readLine(ready[0], 15000) == QByteArray::number(n)) {
             m_error.clear();
             m_displayName = QString::fromStdString(display);
             for (int attempt = 0; attempt < 50; ++attempt) {
@@ -460,14 +419,20 @@ bool X11Session::startServer(const Options& options)
     return false;
 }
 
-void X11Session::writeWindowManagerConfig(const QString& name)
+QStringList X11Session::writeWindowManagerConfig(const QString& name)
 {
-    QDir(m_tempDir.path()).mkpath(QStringLiteral("icewm"));
-    // Openbox: no key bindings at all, click-to-focus, new windows focused.
-    QFile rc(m_tempDir.filePath(QStringLiteral("rc.xml")));
-    if (rc.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+    auto write = [this](const QString& file, const QByteArray& text) {
+        QFile f(m_tempDir.filePath(file));
+        if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            f.write(text);
+        return f.fileName();
+    };
+    const bool floating = !m_options.tiling;
+    if (name == QLatin1String("openbox")) {
+        // No key bindings at all, click-to-focus, new windows focused.
         const QMargins& m = m_options.margins;
-        rc.write(QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
+        return {QStringLiteral("--sm-disable"), QStringLiteral("--config-file"),
+                write(QStringLiteral("rc.xml"), QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
 <openbox_config xmlns="http://openbox.org/3.4/rc">
   <resistance><strength>0</strength><screen_edge_strength>0</screen_edge_strength></resistance>
   <focus><focusNew>yes</focusNew><followMouse>no</followMouse></focus>
@@ -480,56 +445,49 @@ void X11Session::writeWindowManagerConfig(const QString& name)
   <applications></applications>
 </openbox_config>
 )")
-                     .arg(m.top())
-                     .arg(m.bottom())
-                     .arg(m.left())
-                     .arg(m.right())
-                     .toUtf8());
+                                                    .arg(m.top())
+                                                    .arg(m.bottom())
+                                                    .arg(m.left())
+                                                    .arg(m.right())
+                                                    .toUtf8())};
     }
-    // IceWM: every global key of this version cleared, no Windows-key menus, no taskbar.
-    QFile prefs(m_tempDir.filePath(QStringLiteral("icewm/preferences")));
-    if (prefs.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        QTextStream out(&prefs);
-        out << "Win95Keys=0\nModSuperIsCtrlAlt=0\nShowTaskBar=" << (m_options.taskbar ? 1 : 0)
-            << "\nTaskBarAutoHide=0\nShowWelcome=0\nTaskBarShowClock=0\nTaskBarShowAPMStatus=0\n"
-               "DesktopBackgroundColor=\"\"\nDesktopBackgroundImage=\"\"\nSupportSemitransparency=0\n";
+    if (name == QLatin1String("icewm")) {
+        // Every global key of this version cleared, no Windows-key menus, the task bar on request.
+        QDir(m_tempDir.path()).mkpath(QStringLiteral("icewm"));
+        QByteArray prefs =
+            "Win95Keys=0\nModSuperIsCtrlAlt=0\nShowTaskBar=" + QByteArray(m_options.taskbar ? "1" : "0") +
+            "\nTaskBarAutoHide=0\nShowWelcome=0\nTaskBarShowClock=0\nTaskBarShowAPMStatus=0\n"
+            "DesktopBackgroundColor=\"\"\nDesktopBackgroundImage=\"\"\nSupportSemitransparency=0\n";
         QFile defaults(QStringLiteral("/usr/share/icewm/preferences"));
-        if (defaults.open(QIODevice::ReadOnly)) {
-            static const QRegularExpression keyPref(QStringLiteral("^#\\s*(Key[A-Za-z0-9]+)="));
-            while (!defaults.atEnd()) {
-                const auto m = keyPref.match(QString::fromUtf8(defaults.readLine()));
-                if (m.hasMatch())
-                    out << m.captured(1) << "=\"\"\n";
-            }
-        }
+        static const QRegularExpression keyPref(QStringLiteral("^#\\s*(Key[A-Za-z0-9]+)="));
+        if (defaults.open(QIODevice::ReadOnly))
+            while (!defaults.atEnd())
+                if (const auto m = keyPref.match(QString::fromUtf8(defaults.readLine())); m.hasMatch())
+                    prefs += m.captured(1).toUtf8() + "=\"\"\n";
+        write(QStringLiteral("icewm/keys"), {});
+        write(QStringLiteral("icewm/toolbar"), {});
+        return {QStringLiteral("--config=") + write(QStringLiteral("icewm/preferences"), prefs)};
     }
-    QFile keys(m_tempDir.filePath(QStringLiteral("icewm/keys")));
-    if (keys.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        keys.write("");
-    QFile toolbar(m_tempDir.filePath(QStringLiteral("icewm/toolbar")));
-    if (toolbar.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        toolbar.write("");
-
-    auto write = [this](const char* file, const QByteArray& text) {
-        QFile f(m_tempDir.filePath(QString::fromLatin1(file)));
-        if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
-            f.write(text);
-        return f.fileName();
-    };
-    const bool floating = !m_options.tiling;
+    if (name == QLatin1String("xfwm4")) // its settings come from xfconfd over the session bus
+        return {QStringLiteral("--sm-client-disable")};
     if (name == QLatin1String("i3")) {
         // No key bindings, no bar; windows float unless the test wants the tiled layout.
-        write("i3.config", QByteArray("# i3 config file (v4)\nfont pango:monospace 8\nfocus_follows_mouse no\n"
-                                      "focus_on_window_activation focus\n") +
-                               (floating ? "for_window [class=\".*\"] floating enable\n" : ""));
-    } else if (name == QLatin1String("herbstluftwm")) {
-        const QString path = write("herbstluftwm-autostart",
+        return {QStringLiteral("-c"),
+                write(QStringLiteral("i3.config"),
+                      QByteArray("# i3 config file (v4)\nfont pango:monospace 8\nfocus_follows_mouse no\n"
+                                 "focus_on_window_activation focus\n") +
+                          (floating ? "for_window [class=\".*\"] floating enable\n" : ""))};
+    }
+    if (name == QLatin1String("herbstluftwm")) {
+        const QString path = write(QStringLiteral("herbstluftwm-autostart"),
                                    QByteArray("#!/bin/sh\nherbstclient set focus_stealing_prevention false\n") +
                                        (floating ? "herbstclient floating on\n" : ""));
         QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    } else if (name == QLatin1String("awesome")) {
+        return {QStringLiteral("--autostart"), path};
+    }
+    if (name == QLatin1String("awesome")) {
         // The floating layout, the default theme's borders and title bars, and no key bindings.
-        write("awesome-rc.lua", R"(local awful = require("awful")
+        return {QStringLiteral("-c"), write(QStringLiteral("awesome-rc.lua"), R"(local awful = require("awful")
 require("awful.autofocus")
 local beautiful = require("beautiful")
 local wibox = require("wibox")
@@ -553,13 +511,16 @@ client.connect_signal("request::geometry", function(c, context, hints)
     c.maximized = false
   end
 end)
-)");
-    } else if (name == QLatin1String("fluxbox")) {
-        const QString keyFile = write("fluxbox-keys", "");
-        write("fluxbox-init", QByteArray("session.screen0.toolbar.visible: false\nsession.screen0.workspaces: 1\n"
-                                         "session.keyFile: ") +
-                                  keyFile.toUtf8() + "\n");
+)")};
     }
+    if (name == QLatin1String("fluxbox")) {
+        const QString keyFile = write(QStringLiteral("fluxbox-keys"), {});
+        return {QStringLiteral("-rc"),
+                write(QStringLiteral("fluxbox-init"),
+                      "session.screen0.toolbar.visible: false\nsession.screen0.workspaces: 1\nsession.keyFile: " +
+                          keyFile.toUtf8() + "\n")};
+    }
+    return {};
 }
 
 xcb_window_t X11Session::supportingWmCheck()
@@ -580,30 +541,12 @@ bool X11Session::startWindowManager(const QString& name, int timeoutMs)
     if (!m_connection)
         return false;
     stopWindowManager();
-    writeWindowManagerConfig(name);
-    QStringList args;
-    if (name == QLatin1String("openbox"))
-        args << QStringLiteral("--sm-disable") << QStringLiteral("--config-file")
-             << m_tempDir.filePath(QStringLiteral("rc.xml"));
-    else if (name == QLatin1String("icewm"))
-        args << QStringLiteral("--config=") + m_tempDir.filePath(QStringLiteral("icewm/preferences"));
-    else if (name == QLatin1String("xfwm4")) {
-        // Its settings come from xfconfd over the session bus.
-        if (sessionBus().isEmpty()) {
-            m_error = QStringLiteral("no session bus for xfwm4");
-            return false;
-        }
-        args << QStringLiteral("--sm-client-disable");
-    } else if (name == QLatin1String("i3"))
-        args << QStringLiteral("-c") << m_tempDir.filePath(QStringLiteral("i3.config"));
-    else if (name == QLatin1String("herbstluftwm"))
-        args << QStringLiteral("--autostart") << m_tempDir.filePath(QStringLiteral("herbstluftwm-autostart"));
-    else if (name == QLatin1String("awesome"))
-        args << QStringLiteral("-c") << m_tempDir.filePath(QStringLiteral("awesome-rc.lua"));
-    else if (name == QLatin1String("fluxbox"))
-        args << QStringLiteral("-rc") << m_tempDir.filePath(QStringLiteral("fluxbox-init"));
+    if (name == QLatin1String("xfwm4") && sessionBus().isEmpty()) {
+        m_error = QStringLiteral("no session bus for xfwm4");
+        return false;
+    }
+    const QStringList args = writeWindowManagerConfig(name);
     m_wmPid = spawn(name, args);
-    m_wmName = name;
     X11Connection& c = *m_connection;
     const bool up =
         m_wmPid > 0 &&
@@ -666,14 +609,6 @@ bool X11Session::waitForManagedProbe(int timeoutMs)
     return managed;
 }
 
-QString X11Session::windowManagerName()
-{
-    const xcb_window_t check = supportingWmCheck();
-    if (check == XCB_WINDOW_NONE)
-        return {};
-    return m_connection->text(check, m_connection->atom("_NET_WM_NAME")).value_or(QString());
-}
-
 QString X11Session::sessionBus()
 {
     if (!m_busAddress.isEmpty())
@@ -684,25 +619,13 @@ QString X11Session::sessionBus()
               {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")}, &out);
     if (pid <= 0)
         return {};
-    QByteArray line;
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
-    while (!line.contains('\n') && Clock::now() < deadline) {
-        pollfd pfd{out, POLLIN, 0};
-        if (::poll(&pfd, 1, msLeft(deadline)) <= 0)
-            break;
-        char buf[256];
-        const ssize_t got = read(out, buf, sizeof buf);
-        if (got <= 0)
-            break;
-        line.append(buf, int(got));
-    }
-    close(out);
-    if (!line.contains('\n')) {
+    const auto line = readLine(out, 10000);
+    if (!line) {
         stop(pid);
         return {};
     }
     m_busPid = pid;
-    m_busAddress = QString::fromUtf8(line.left(line.indexOf('\n')).trimmed());
+    m_busAddress = QString::fromUtf8(*line);
     return m_busAddress;
 }
 
@@ -717,11 +640,11 @@ xcb_window_t X11Session::findClient(const QString& instance)
     while (!todo.empty()) {
         const auto [window, depth] = todo.back();
         todo.pop_back();
-        auto tree = c.reply<xcb_query_tree_reply_t>(xcb_query_tree_reply, xcb_query_tree(c.connection(), window));
+        auto tree = c.ask<xcb_query_tree_reply>(xcb_query_tree, window);
         if (!tree)
             continue;
-        const xcb_window_t* children = xcb_query_tree_children(tree->get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree->get()); ++i) {
+        const xcb_window_t* children = xcb_query_tree_children(tree.get());
+        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
             const xcb_window_t child = children[i];
             const auto wmClass = c.propertyValue(child, XCB_ATOM_WM_CLASS);
             if (wmClass && wmClass->format == 8 && c.propertyValue(child, wmState)) {
@@ -765,7 +688,6 @@ void X11Session::stopWindowManager()
     if (m_wmPid > 0)
         stop(m_wmPid);
     m_wmPid = -1;
-    m_wmName.clear();
 }
 
 std::optional<X11SessionClient> X11Session::startClient(const QStringList& args, int timeoutMs)
@@ -774,26 +696,9 @@ std::optional<X11SessionClient> X11Session::startClient(const QStringList& args,
     const pid_t pid = spawn(testClientPath(), args, &out);
     if (pid <= 0)
         return std::nullopt;
-    QByteArray line;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!line.contains('\n') && Clock::now() < deadline) {
-        pollfd pfd{out, POLLIN, 0};
-        const int pr = ::poll(&pfd, 1, std::min(500, msLeft(deadline)));
-        if (pr == 0) {
-            pokeWindowManager();
-            continue;
-        }
-        if (pr < 0)
-            break;
-        char buf[64];
-        const ssize_t got = read(out, buf, sizeof buf);
-        if (got <= 0)
-            break;
-        line.append(buf, int(got));
-    }
-    close(out);
+    const auto line = readLine(out, timeoutMs, [this] { pokeWindowManager(); });
     bool ok = false;
-    const auto window = xcb_window_t(line.trimmed().toULong(&ok, 0));
+    const auto window = xcb_window_t(line.value_or(QByteArray()).toULong(&ok, 0));
     if (!ok || window == XCB_WINDOW_NONE) {
         stop(pid);
         return std::nullopt;
@@ -811,27 +716,24 @@ bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
     if (monitors.empty() || !m_connection)
         return false;
     X11Connection& c = *m_connection;
-    xcb_connection_t* conn = c.connection();
     // Monitors set earlier go first; the output's automatic monitor disappears once a monitor claims it.
-    auto current = c.reply<xcb_randr_get_monitors_reply_t>(xcb_randr_get_monitors_reply,
-                                                           xcb_randr_get_monitors(conn, c.root(), 0));
+    auto current = c.ask<xcb_randr_get_monitors_reply>(xcb_randr_get_monitors, c.root(), 0);
     if (!current)
         return false;
-    for (auto it = xcb_randr_get_monitors_monitors_iterator(current->get()); it.rem; xcb_randr_monitor_info_next(&it)) {
+    for (auto it = xcb_randr_get_monitors_monitors_iterator(current.get()); it.rem; xcb_randr_monitor_info_next(&it)) {
         if (!it.data->automatic &&
             run(QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), c.atomName(it.data->name)}) != 0)
             return false;
     }
     QString output;
-    auto resources = c.reply<xcb_randr_get_screen_resources_current_reply_t>(
-        xcb_randr_get_screen_resources_current_reply, xcb_randr_get_screen_resources_current(conn, c.root()));
-    if (resources && xcb_randr_get_screen_resources_current_outputs_length(resources->get()) > 0) {
-        const auto first = xcb_randr_get_screen_resources_current_outputs(resources->get())[0];
-        auto info = c.reply<xcb_randr_get_output_info_reply_t>(
-            xcb_randr_get_output_info_reply, xcb_randr_get_output_info(conn, first, XCB_CURRENT_TIME));
+    auto resources =
+        c.ask<xcb_randr_get_screen_resources_current_reply>(xcb_randr_get_screen_resources_current, c.root());
+    if (resources && xcb_randr_get_screen_resources_current_outputs_length(resources.get()) > 0) {
+        const auto first = xcb_randr_get_screen_resources_current_outputs(resources.get())[0];
+        auto info = c.ask<xcb_randr_get_output_info_reply>(xcb_randr_get_output_info, first, XCB_CURRENT_TIME);
         if (info)
-            output = QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info->get())),
-                                       xcb_randr_get_output_info_name_length(info->get()));
+            output = QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
+                                       xcb_randr_get_output_info_name_length(info.get()));
     }
     for (std::size_t i = 0; i < monitors.size(); ++i) {
         const X11MonitorSpec& m = monitors[i];

@@ -65,12 +65,7 @@ public:
     QString tempPath() const { return m_tempDir.path(); }
 
     bool startWindowManager(const QString& name, int timeoutMs = 10000);
-    // The name the running manager gives itself (_NET_WM_NAME of its check window).
-    QString windowManagerName();
     void stopWindowManager();
-    QString windowManager() const { return m_wmName; }
-    // The EWMH check window of the running WM, or none.
-    xcb_window_t supportingWmCheck();
 
     // Starts the test client with the given arguments and waits until it reports its mapped window.
     std::optional<X11SessionClient> startClient(const QStringList& args, int timeoutMs = 8000);
@@ -90,14 +85,10 @@ public:
     pid_t spawn(const QString& program, const QStringList& args, int* stdoutFd = nullptr);
     // Runs a program to completion (bounded); its exit code, or -1.
     int run(const QString& program, const QStringList& args, int timeoutMs = 10000);
-    // The same, collecting its standard output and calling whileWaiting now and then (to serve
-    // what the program asks of the test meanwhile).
-    int runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs = 10000,
-                     const std::function<void()>& whileWaiting = {});
+    // The same, collecting its standard output.
+    int runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs = 10000);
     // Stops a child started by this session: SIGTERM, then SIGKILL, always reaped.
     void stop(pid_t pid);
-    // Drops a child that the caller has reaped itself.
-    void forget(pid_t pid);
     // Starts trayer, a system tray (XEmbed) on the top edge, and waits until it holds the tray
     // selection of screen 0.
     bool startTray(int timeoutMs = 5000);
@@ -138,14 +129,16 @@ public:
 
 private:
     bool startServer(const Options& options);
-    void writeWindowManagerConfig(const QString& name);
+    // Writes the manager's configuration files; the arguments that point it at them.
+    QStringList writeWindowManagerConfig(const QString& name);
     bool waitForManagedProbe(int timeoutMs);
+    // The EWMH check window of the running WM, or none.
+    xcb_window_t supportingWmCheck();
     void pokeWindowManager();
 
     QTemporaryDir m_tempDir;
     QString m_error;
     QString m_displayName;
-    QString m_wmName;
     pid_t m_serverPid = -1;
     pid_t m_wmPid = -1;
     pid_t m_busPid = -1;

@@ -26,7 +26,7 @@ constexpr ModifierKey modifierKeys[] = {
 };
 } // namespace
 
-XTestKeyboard::XTestKeyboard(X11Connection& connection) : m_connection(connection)
+XTestKeyboard::XTestKeyboard(X11Connection& connection, Wait wait) : m_connection(connection), m_wait(wait)
 {
     if (!m_connection.isConnected())
         return;
@@ -36,31 +36,43 @@ XTestKeyboard::XTestKeyboard(X11Connection& connection) : m_connection(connectio
         Log::lifecycle().error(noXTestMessage, m_connection.displayName());
 }
 
+std::optional<std::uint8_t> XTestKeyboard::x11KeyCode(std::uint16_t macKeyCode)
+{
+    const auto evdev = evdevForMacKeyCode(macKeyCode);
+    if (!evdev || *evdev + x11KeycodeOffset > 255)
+        return std::nullopt;
+    return std::uint8_t(*evdev + x11KeycodeOffset);
+}
+
 bool XTestKeyboard::fake(std::uint8_t type, std::uint16_t macKeyCode)
 {
     if (!m_available || !m_connection.isConnected())
         return false;
-    const auto evdev = evdevForMacKeyCode(macKeyCode);
-    if (!evdev || *evdev + x11KeycodeOffset > 255)
+    const auto code = x11KeyCode(macKeyCode);
+    if (!code)
         return false;
-    xcb_test_fake_input(m_connection.connection(), type, std::uint8_t(*evdev + x11KeycodeOffset), XCB_CURRENT_TIME,
-                        XCB_WINDOW_NONE, 0, 0, 0);
+    xcb_test_fake_input(m_connection.connection(), type, *code, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
     return true;
+}
+
+bool XTestKeyboard::done()
+{
+    return m_wait == Wait::caller || sync();
 }
 
 bool XTestKeyboard::press(std::uint16_t macKeyCode)
 {
-    return fake(XCB_KEY_PRESS, macKeyCode) && sync();
+    return fake(XCB_KEY_PRESS, macKeyCode) && done();
 }
 
 bool XTestKeyboard::release(std::uint16_t macKeyCode)
 {
-    return fake(XCB_KEY_RELEASE, macKeyCode) && sync();
+    return fake(XCB_KEY_RELEASE, macKeyCode) && done();
 }
 
 bool XTestKeyboard::tap(std::uint16_t macKeyCode)
 {
-    return fake(XCB_KEY_PRESS, macKeyCode) && fake(XCB_KEY_RELEASE, macKeyCode) && sync();
+    return fake(XCB_KEY_PRESS, macKeyCode) && fake(XCB_KEY_RELEASE, macKeyCode) && done();
 }
 
 bool XTestKeyboard::clickAt(int x, int y, std::uint8_t button)
@@ -72,7 +84,7 @@ bool XTestKeyboard::clickAt(int x, int y, std::uint8_t button)
                         std::int16_t(y), 0);
     xcb_test_fake_input(c, XCB_BUTTON_PRESS, button, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
     xcb_test_fake_input(c, XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
-    return sync();
+    return done();
 }
 
 bool XTestKeyboard::sendKeyCombination(std::uint16_t macKeyCode, std::uint64_t modifierFlags)
@@ -88,16 +100,14 @@ bool XTestKeyboard::sendKeyCombination(std::uint16_t macKeyCode, std::uint64_t m
     // Modifiers always come back up, even after a failure, so no key stays stuck.
     for (auto it = held.rbegin(); it != held.rend(); ++it)
         fake(XCB_KEY_RELEASE, *it);
-    return sync() && ok;
+    return done() && ok;
 }
 
 bool XTestKeyboard::sync()
 {
     if (!m_connection.isConnected())
         return false;
-    auto focus = m_connection.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_reply,
-                                                                 xcb_get_input_focus(m_connection.connection()));
-    return focus.hasValue();
+    return bool(m_connection.ask<xcb_get_input_focus_reply>(xcb_get_input_focus));
 }
 
 } // namespace mosaro::test

@@ -3,6 +3,7 @@
 #include "Platform/X11/X11Connection.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace mosaro::test {
 
@@ -10,12 +11,20 @@ namespace mosaro::test {
 // other lock flags are not pressed along with a combination.
 class XTestKeyboard {
 public:
-    explicit XTestKeyboard(X11Connection& connection);
+    // Each call returns once the server has processed its keys, unless the caller waits itself
+    // (a benchmark timing from the moment the keys leave): then they only go out on its flush.
+    enum class Wait {
+        eachCall,
+        caller
+    };
+    explicit XTestKeyboard(X11Connection& connection, Wait wait = Wait::eachCall);
 
     bool isAvailable() const { return m_available; }
+    // The X key code of a key of the portable key model, as the server's keymap has it.
+    static std::optional<std::uint8_t> x11KeyCode(std::uint16_t macKeyCode);
 
     // Presses the modifiers (Control, Option, Shift, Command), then the key, and releases all
-    // in reverse order. Returns once the server has processed the keys.
+    // in reverse order.
     bool sendKeyCombination(std::uint16_t macKeyCode, std::uint64_t modifierFlags);
     // Single key transitions, for holding a key or toggling a lock.
     bool press(std::uint16_t macKeyCode);
@@ -30,8 +39,10 @@ public:
 
 private:
     bool fake(std::uint8_t type, std::uint16_t macKeyCode);
+    bool done();
 
     X11Connection& m_connection;
+    Wait m_wait;
     bool m_available = false;
 };
 

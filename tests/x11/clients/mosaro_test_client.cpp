@@ -8,8 +8,7 @@
 //   --fixed-size                 minimum size = maximum size
 //   --windows N                  N - 1 more plain windows like it (a busy desktop), announced once all are mapped
 //   --dock-strut SIDE:N          a dock reserving N pixels at top, bottom, left or right
-//   --fullscreen, --maximized    initial _NET_WM_STATE
-//   --gtk-frame-extents L,R,T,B  client-side shadow around the visible frame
+//   --fullscreen                 initial _NET_WM_STATE
 //   --no-pid                     no _NET_WM_PID
 //   --background RRGGBB          background colour (white by default)
 
@@ -61,9 +60,9 @@ int fail(const char* what)
 int main(int argc, char** argv)
 {
     std::string title = "mosaro test client";
-    std::string utf8Bytes, wmNameBytes, dockSide, gtkExtents;
-    bool hasUtf8Bytes = false, hasWmNameBytes = false, fixedSize = false, fullscreen = false, maximized = false,
-         noPid = false, hasGeometry = false;
+    std::string utf8Bytes, wmNameBytes, dockSide;
+    bool hasUtf8Bytes = false, hasWmNameBytes = false, fixedSize = false, fullscreen = false, noPid = false,
+         hasGeometry = false;
     int width = 400, height = 300, x = 0, y = 0, strut = 0, count = 1;
     std::uint32_t background = 0;
     bool hasBackground = false;
@@ -94,10 +93,6 @@ int main(int argc, char** argv)
             strut = std::atoi(v.c_str() + colon + 1);
         } else if (arg == "--fullscreen")
             fullscreen = true;
-        else if (arg == "--maximized")
-            maximized = true;
-        else if (arg == "--gtk-frame-extents")
-            gtkExtents = next();
         else if (arg == "--no-pid")
             noPid = true;
         else if (arg == "--background")
@@ -166,15 +161,10 @@ int main(int argc, char** argv)
     xcb_icccm_size_hints_set_win_gravity(&hints, XCB_GRAVITY_NORTH_WEST);
     xcb_icccm_set_wm_normal_hints(conn, win, &hints);
 
-    std::vector<xcb_atom_t> states;
-    if (fullscreen)
-        states.push_back(atom("_NET_WM_STATE_FULLSCREEN"));
-    if (maximized) {
-        states.push_back(atom("_NET_WM_STATE_MAXIMIZED_VERT"));
-        states.push_back(atom("_NET_WM_STATE_MAXIMIZED_HORZ"));
+    if (fullscreen) {
+        const xcb_atom_t state = atom("_NET_WM_STATE_FULLSCREEN");
+        setProp(win, "_NET_WM_STATE", XCB_ATOM_ATOM, 32, &state, 1);
     }
-    if (!states.empty())
-        setProp(win, "_NET_WM_STATE", XCB_ATOM_ATOM, 32, states.data(), states.size());
 
     if (!dockSide.empty()) {
         const xcb_atom_t dock = atom("_NET_WM_WINDOW_TYPE_DOCK");
@@ -193,12 +183,6 @@ int main(int argc, char** argv)
             partial[3] = std::uint32_t(strut), partial[10] = x0, partial[11] = x1;
         setProp(win, "_NET_WM_STRUT_PARTIAL", XCB_ATOM_CARDINAL, 32, partial, 12);
         setProp(win, "_NET_WM_STRUT", XCB_ATOM_CARDINAL, 32, partial, 4);
-    }
-    if (!gtkExtents.empty()) {
-        std::uint32_t e[4] = {};
-        if (std::sscanf(gtkExtents.c_str(), "%u,%u,%u,%u", &e[0], &e[1], &e[2], &e[3]) != 4)
-            return fail("bad --gtk-frame-extents");
-        setProp(win, "_GTK_FRAME_EXTENTS", XCB_ATOM_CARDINAL, 32, e, 4);
     }
 
     xcb_map_window(conn, win);

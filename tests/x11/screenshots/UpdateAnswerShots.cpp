@@ -7,7 +7,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QPixmap>
 #include <QScreen>
@@ -21,14 +20,6 @@ namespace {
 struct NoOpener : UrlOpener {
     bool openUrl(const QString&) override { return true; }
 };
-
-void settle(int ms)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-}
 
 } // namespace
 
@@ -64,8 +55,9 @@ int main(int argc, char** argv)
     int failures = 0;
     for (const auto& [name, answer] : answers) {
         UpdateAnswerDialog dialog(answer, opener);
-        dialog.show();
-        settle(400);
+        // Shown once the server has drawn it.
+        session.waitForDrawing([&] { dialog.show(); }, 150, 5000,
+                               [] { QCoreApplication::processEvents(QEventLoop::AllEvents, 20); });
         const QPixmap shot = dialog.screen()->grabWindow(dialog.winId());
         const QString path = QDir(outDir).filePath(name + ".png");
         if (shot.isNull() || !shot.save(path)) {
