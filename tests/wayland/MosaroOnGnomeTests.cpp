@@ -8,7 +8,7 @@
 
 #include <QDir>
 #include <QFile>
-#include <QImage>
+#include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
@@ -44,8 +44,15 @@ protected:
     {
         options.root = GetParam().root;
         const QString rootDir = qEnvironmentVariable("MOSARO_WAYLAND_ROOT_DIR", QStringLiteral(MOSARO_DEBIAN_ROOT_DIR));
-        if (options.root && !QFile::exists(rootDir + QStringLiteral("/trixie/usr/bin/gnome-shell")))
-            GTEST_SKIP() << "the Debian 13 root has no GNOME Shell (debian-root.sh ensure)";
+        // A Shell missing here is one line and a skip on a developer's machine, a failure in CI.
+        if (!QFile::exists(options.root ? rootDir + QStringLiteral("/trixie/usr/bin/gnome-shell")
+                                        : QStandardPaths::findExecutable(QStringLiteral("gnome-shell")))) {
+            const char* why = options.root ? "the Debian 13 root has no GNOME Shell (debian-root.sh ensure)"
+                                           : "no gnome-shell on this system (make run installs packages.txt)";
+            if (qEnvironmentVariable("CI") == QLatin1String("true"))
+                FAIL() << why;
+            GTEST_SKIP() << why;
+        }
         session.reset();
         session = std::make_unique<GnomeSession>(options);
         ASSERT_TRUE(session->ok()) << session->error().toStdString();
@@ -64,9 +71,7 @@ protected:
                               .toUtf8());
         preferences.close();
         app = std::make_unique<MosaroProcess>(*session);
-        if (withMosaro) {
-            ASSERT_TRUE(app->start()) << app->log().toStdString();
-        }
+        ASSERT_TRUE(!withMosaro || app->start()) << app->log().toStdString();
     }
     // Until the window of that title has the state ("focused", "maximized").
     bool has(const QString& title, const char* state, int ms = 5000)
@@ -239,36 +244,34 @@ TEST_P(MosaroOnGnome, EachStateOfTheExtensionIsTheRightPermission)
 {
     struct Row {
         const char* name;
-        GnomeSession::Options options;
+        void (*options)(GnomeSession::Options&); // from the defaults: installed and enabled
         bool copyAfterStart;
         const char* checkLine;
         int status;
         const char* permission;
     };
     using Options = GnomeSession::Options;
-    const auto with = [](void (*set)(Options&)) {
-        Options options;
-        set(options);
-        return options;
-    };
     const Row rows[] = {
-        {"enabled", {}, false, "; Mosaro's extension: enabled, answering on the session bus", 0, "granted"},
-        {"not installed", with([](Options& o) { o.installMosaro = false; }), false,
+        {"enabled", [](Options&) {}, false, "; Mosaro's extension: enabled, answering on the session bus", 0,
+         "granted"},
+        {"not installed", [](Options& o) { o.installMosaro = false; }, false,
          "; Mosaro's extension: not installed. Click \"Install GNOME Shell Extension\"", 1, "notDetermined"},
-        {"disabled", with([](Options& o) { o.enableMosaro = false; }), false,
+        {"disabled", [](Options& o) { o.enableMosaro = false; }, false,
          "; Mosaro's extension: installed but disabled. Switch \"Mosaro\" on in GNOME's Extensions app", 1,
          "notDetermined"},
-        {"user extensions off", with([](Options& o) { o.userExtensions = false; }), false,
+        {"user extensions off", [](Options& o) { o.userExtensions = false; }, false,
          "; Mosaro's extension: user extensions switched off. GNOME runs no extension of yours", 1, "notDetermined"},
-        {"another version", with([](Options& o) { o.mosaroVersion = QStringLiteral("0.0.9"); }), false,
+        {"another version", [](Options& o) { o.mosaroVersion = QStringLiteral("0.0.9"); }, false,
          "; Mosaro's extension: another version. The extension installed is another Mosaro's", 1, "notDetermined"},
-        {"waiting for a log-in", with([](Options& o) { o.installMosaro = false; }), true,
+        {"waiting for a log-in", [](Options& o) { o.installMosaro = false; }, true,
          "; Mosaro's extension: installed, waiting for a log-in. The extension is installed and switched on", 1,
          "notDetermined"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        ASSERT_NO_FATAL_FAILURE(start(row.options, false));
+        Options options;
+        row.options(options);
+        ASSERT_NO_FATAL_FAILURE(start(options, false));
         if (IsSkipped())
             return;
         const QString variant = session->shellMajor() < 45 ? QStringLiteral("script") : QStringLiteral("module");
