@@ -84,6 +84,8 @@ bench: build
 	@bench/plot.sh build/bench/screen-size.dat build/bench/screen-size.png
 	@tests/wayland/kwin/kwin-session.sh --client build/wayland-clients/mosaro_kwin_client -- build/bench/kwin_scripts_bench
 	@build/bench/sway_bench
+	@build/bench/gnome_bench
+	@if [ -x build/wayland-root/trixie/usr/bin/gnome-shell ]; then build/bench/gnome_bench --root; fi
 
 clean:
 	rm -rf build build-asan build-fuzz

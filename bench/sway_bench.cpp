@@ -3,6 +3,7 @@
 // log says when an arrow key arrived and when its frame went to the compositor; sway's tree says
 // when a committed window reached its frame. A bare move-and-resize over the same IPC is the
 // floor the commit is compared with, in the same run.
+#include "BenchFigures.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
 #include "Platform/Wayland/Sway/SwayProtocol.h"
 #include "support/wayland/MosaroProcess.h"
@@ -24,45 +25,13 @@
 
 using namespace mosaro;
 using namespace mosaro::test;
+using namespace mosaro::bench;
 
 namespace {
-
-struct Figure {
-    std::vector<double> values;
-    double at(double q) const
-    {
-        if (values.empty())
-            return NAN;
-        std::vector<double> v = values;
-        std::sort(v.begin(), v.end());
-        return v[std::min(v.size() - 1, std::size_t(std::lround(q * double(v.size() - 1))))];
-    }
-    QString text() const
-    {
-        return QStringLiteral("%1 / %2 / %3").arg(at(0.5), 0, 'f', 1).arg(at(0.95), 0, 'f', 1).arg(at(1.0), 0, 'f', 1);
-    }
-};
 
 bool spin(const std::function<bool()>& condition, int ms = 3000)
 {
     return eventually(condition, ms, 1);
-}
-
-// Milliseconds since midnight, the log's clock (which has no finer unit).
-double now()
-{
-    return QTime::currentTime().msecsSinceStartOfDay();
-}
-
-// The time of the last log line holding the text, after `from` characters of the log.
-std::optional<double> loggedAt(const QString& log, const QString& text, qsizetype from)
-{
-    const qsizetype at = log.indexOf(text, from);
-    if (at < 0)
-        return std::nullopt;
-    const qsizetype line = log.lastIndexOf(QLatin1Char('\n'), at) + 1;
-    const QTime time = QTime::fromString(log.mid(line, 12), QStringLiteral("HH:mm:ss.zzz"));
-    return time.isValid() ? std::optional<double>(time.msecsSinceStartOfDay()) : std::nullopt;
 }
 
 struct Results {
@@ -92,11 +61,11 @@ std::optional<Results> measure(const QString& binary, int runs)
     ipc.subscribe({Sway::EventType::binding, Sway::EventType::window});
     ipc.addEventHandler([&](std::uint32_t type, const QByteArray& payload) {
         if (type == Sway::EventType::binding)
-            bindingAt = now();
+            bindingAt = wallClock();
         const auto container = Sway::eventContainer(payload);
         if (type == Sway::EventType::window && container && container->name == QLatin1String("Mosaro overlay") &&
             Sway::eventChange(payload) == QLatin1String("focus"))
-            panelFocusAt = now();
+            panelFocusAt = wallClock();
     });
     const auto frameIs = [&](const Rect& frame) {
         const auto tree = ipc.request(Sway::MessageType::getTree);
@@ -139,7 +108,7 @@ std::optional<Results> measure(const QString& binary, int runs)
         mark = mosaro.log().size();
         session.type(QStringLiteral("Return"));
         if (spin([&] { return frameIs(cell); })) {
-            const double landed = now();
+            const double landed = wallClock();
             const QString log = mosaro.log();
             const auto key = loggedAt(log, QStringLiteral("keyDown keyCode=36"), mark);
             const auto moving = loggedAt(log, QStringLiteral("commit move:"), mark);

@@ -164,30 +164,39 @@ bool addCompositor(const CompositorFacts& c, std::vector<CheckFinding>& out)
     if (c.name.isEmpty()) {
         out.push_back(
             error(QStringLiteral("compositor: not one Mosaro can drive; it places windows through a "
-                                 "compositor's own channel and knows sway's IPC ($SWAYSOCK) and "
-                                 "KWin's scripting (org.kde.KWin), and XWayland cannot place native Wayland windows")));
+                                 "compositor's own channel and knows sway's IPC ($SWAYSOCK), KWin's scripting "
+                                 "(org.kde.KWin) and GNOME Shell (through its extension), and XWayland cannot place "
+                                 "native Wayland windows")));
         return false;
     }
     const QString name = c.version.isEmpty() ? c.name : c.name + QLatin1Char(' ') + c.version;
+    // GNOME Shell is reached through Mosaro's extension inside it: the extension's state is the answer.
     if (!c.channelAnswers) {
-        out.push_back(error(
-            QStringLiteral("compositor: %1 does not answer on %2 (%3)").arg(c.name, c.channel, c.channelProblem)));
+        out.push_back(error(c.extension ? QStringLiteral("compositor: %1; Mosaro's extension: %2. %3")
+                                              .arg(name, *c.extension, c.extensionAdvice)
+                                        : QStringLiteral("compositor: %1 does not answer on %2 (%3)")
+                                              .arg(c.name, c.channel, c.channelProblem)));
         return false;
     }
-    out.push_back(ok(QStringLiteral("compositor: %1, answering on %2").arg(name, c.channel)));
+    out.push_back(ok(c.extension ? QStringLiteral("compositor: %1; Mosaro's extension: %2, answering on %3")
+                                       .arg(name, *c.extension, c.channel)
+                                 : QStringLiteral("compositor: %1, answering on %2").arg(name, c.channel)));
     out.push_back(ok(!c.moves.isEmpty() ? c.moves
                                         : QStringLiteral("moves: through the compositor's channel; a tiled window is "
                                                          "made floating to take its cell")));
-    out.push_back(c.shortcutsInhibit
+    out.push_back(!c.keys.isEmpty() ? ok(c.keys)
+                  : c.shortcutsInhibit
                       ? ok(QStringLiteral("keys: the panel takes every key while it shows, the compositor's own "
                                           "bindings included (keyboard-shortcuts-inhibit)"))
                       : warning(QStringLiteral("keys: the compositor offers no keyboard-shortcuts-inhibit; its own "
                                                "bindings keep their keys while the panel shows")));
-    out.push_back(ok(c.outputEvents ? QStringLiteral("displays: %1, changes announced by the compositor").arg(c.outputs)
-                                    : QStringLiteral("displays: %1, changes read from workspace events (no output "
-                                                     "event in this version)")
-                                          .arg(c.outputs)));
-    out.push_back(c.beepPlayer.isEmpty()
+    out.push_back(ok(c.outputEvents
+                         ? QStringLiteral("displays: %1, changes announced by %2").arg(c.outputs).arg(c.announcer)
+                         : QStringLiteral("displays: %1, changes read from workspace events (no output "
+                                          "event in this version)")
+                               .arg(c.outputs)));
+    out.push_back(!c.beep.isEmpty() ? ok(c.beep)
+                  : c.beepPlayer.isEmpty()
                       ? warning(QStringLiteral("beep: no sound player (canberra-gtk-play, pw-play, paplay); the beep "
                                                "is silent"))
                       : ok(QStringLiteral("beep: the sound theme's bell, played by %1").arg(c.beepPlayer)));

@@ -21,7 +21,16 @@ struct CompositorFacts {
     bool outputEvents = false;     // it says when outputs change
     int outputs = 0;
     QString beepPlayer; // the program that plays the beep; empty when none
-    QString moves;      // how windows are moved, where it differs from a tiling compositor's
+    // Where the compositor differs from a tiling one driven over its own socket: the report's lines
+    // about moves, keys and the beep (empty: the tiling compositor's), who announces output changes.
+    QString moves;
+    QString keys;
+    QString beep;
+    QString announcer = QStringLiteral("the compositor");
+    // GNOME Shell: the state of Mosaro's extension there ("enabled", "not installed", …), and
+    // what to do about it.
+    std::optional<QString> extension;
+    QString extensionAdvice;
 };
 
 // What `mosaro --check` found out about the desktop, as plain facts; gathering them is the

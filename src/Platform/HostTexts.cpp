@@ -12,6 +12,10 @@ struct HostTextEntry {
     const char* linux;    // what Mosaro shows
 };
 
+// The macOS step the GNOME extension's advice stands in for.
+constexpr const char* kAskForAccess =
+    "Mosaro cannot move windows without this. Click \"Open Accessibility Settings…\", then enable Mosaro in the list.";
+
 constexpr std::array kTable{
     HostTextEntry{HostText::welcomeSubtitle, "A keyboard-driven window tiler for macOS.",
                   "A keyboard-driven window tiler for Linux desktops."},
@@ -96,6 +100,32 @@ constexpr std::array kTable{
                   "No EWMH window manager is running. Window positioning will not work until one is started."},
     HostTextEntry{HostText::permissionNotDeterminedTooltip, "macOS hasn't been asked for Accessibility access yet.",
                   "Mosaro hasn't looked for a window manager yet."},
+
+    HostTextEntry{HostText::gnomeExtensionNotInstalled, kAskForAccess,
+                  "Click \"Install GNOME Shell Extension\" in Mosaro's welcome window (or \"Open GNOME Extension "
+                  "Help…\" in its menu): Mosaro installs its extension for you and switches it on. GNOME loads a "
+                  "newly installed extension when you next log in, so log out and in once after that."},
+    HostTextEntry{HostText::gnomeExtensionDisabled, kAskForAccess,
+                  "Switch \"Mosaro\" on in GNOME's Extensions app, or click \"Install GNOME Shell Extension\" in "
+                  "Mosaro's welcome window, which switches it on for you."},
+    HostTextEntry{HostText::gnomeUserExtensionsOff, kAskForAccess,
+                  "GNOME runs no extension of yours at the moment (it switches them all off after a crash, or "
+                  "someone turned them off): turn on \"Use Extensions\" at the top of GNOME's Extensions app, or "
+                  "run gsettings set org.gnome.shell disable-user-extensions false."},
+    HostTextEntry{HostText::gnomeExtensionOtherVersion, kAskForAccess,
+                  "The extension installed is another Mosaro's, or was made for another GNOME version: click "
+                  "\"Install GNOME Shell Extension\" in Mosaro's welcome window to replace it with this Mosaro's, "
+                  "then log out and in once."},
+    HostTextEntry{HostText::gnomeExtensionWaitingForLogIn, kAskForAccess,
+                  "The extension is installed and switched on; GNOME loads it when you next log in. Log out and in "
+                  "once, and Mosaro can move windows."},
+    HostTextEntry{HostText::gnomeExtensionFailed, kAskForAccess,
+                  "GNOME Shell could not load the extension: its log says why (journalctl --user -b "
+                  "/usr/bin/gnome-shell). Clicking \"Install GNOME Shell Extension\" in Mosaro's welcome window "
+                  "installs it afresh."},
+    HostTextEntry{HostText::gnomeExtensionEnabled,
+                  "Mosaro is trusted by macOS Accessibility — window positioning will work.",
+                  "The extension answers with this Mosaro's version — window positioning will work."},
 };
 
 // Where a Wayland compositor differs from an X11 window manager: window control is the
@@ -165,6 +195,39 @@ constexpr std::array kSessionTexts{
                 "Mosaro's script does not run in KWin. Window positioning will not work until it does."},
     SessionText{HostSession::kwin, HostText::permissionNotDeterminedTooltip, "Mosaro hasn't asked KWin yet."},
     SessionText{HostSession::kwin, HostText::systemShortcutOwner, "KDE Plasma"},
+
+    SessionText{HostSession::gnome, HostText::welcomeAccessHeading, "About Mosaro's GNOME Shell extension"},
+    SessionText{HostSession::gnome, HostText::welcomeAccessBody,
+                "On GNOME only code inside GNOME Shell may read and move windows, so Mosaro brings a small GNOME Shell "
+                "extension that reads the position and size of the focused window and moves it; window contents "
+                "are never read. The next step installs the extension for you and switches it on — GNOME loads it "
+                "when you next log in."},
+    SessionText{HostSession::gnome, HostText::welcomeChangeBody,
+                "The extension can be switched on or off any time in GNOME's Extensions app. Mosaro also surfaces "
+                "the current status in Settings → About."},
+    SessionText{HostSession::gnome, HostText::welcomeAllowButton, "Install GNOME Shell Extension"},
+    SessionText{HostSession::gnome, HostText::menuPermissionGranted, "GNOME Shell extension enabled"},
+    SessionText{HostSession::gnome, HostText::menuOpenAccessibilitySettings, "Open GNOME Extension Help…"},
+    SessionText{HostSession::gnome, HostText::accessibilitySettingsTitle, "GNOME Extension Help"},
+    SessionText{HostSession::gnome, HostText::accessibilityAccessRow, "GNOME Shell extension"},
+    SessionText{HostSession::gnome, HostText::permissionNotDeterminedExplanation,
+                "Mosaro will install its GNOME Shell extension the first time you trigger the overlay."},
+    SessionText{HostSession::gnome, HostText::permissionDeniedExplanation,
+                "Mosaro cannot move windows without this. Click \"Open GNOME Extension Help…\", then follow what "
+                "it says for the extension's state."},
+    SessionText{HostSession::gnome, HostText::openAccessibilitySettingsButton, "Open GNOME Extension Help…"},
+    SessionText{HostSession::gnome, HostText::openAccessibilitySettingsHelp,
+                "Mosaro needs its GNOME Shell extension to move and resize windows."},
+    SessionText{HostSession::gnome, HostText::showWelcomeAgainHelp,
+                "Re-display the welcome screen shown when the GNOME Shell extension is not enabled."},
+    SessionText{HostSession::gnome, HostText::permissionGrantedTooltip,
+                "Mosaro's GNOME Shell extension is enabled — window positioning will work."},
+    SessionText{HostSession::gnome, HostText::permissionDeniedTooltip,
+                "Mosaro's GNOME Shell extension is not running. Window positioning will not work until it is "
+                "enabled."},
+    SessionText{HostSession::gnome, HostText::permissionNotDeterminedTooltip,
+                "Mosaro hasn't installed its GNOME Shell extension yet."},
+    SessionText{HostSession::gnome, HostText::systemShortcutOwner, "GNOME"},
 };
 
 HostSession g_session = HostSession::x11;
@@ -176,7 +239,7 @@ constexpr bool inEnumerationOrder()
         if (static_cast<std::size_t>(kTable[i].id) != i)
             return false;
     }
-    return kTable.size() == static_cast<std::size_t>(HostText::permissionNotDeterminedTooltip) + 1;
+    return kTable.size() == static_cast<std::size_t>(HostText::gnomeExtensionEnabled) + 1;
 }
 static_assert(inEnumerationOrder());
 

@@ -59,6 +59,15 @@ enum class HostText {
     permissionGrantedTooltip,
     permissionDeniedTooltip,
     permissionNotDeterminedTooltip,
+    // What the help says to do, by the state of Mosaro's GNOME Shell extension (GNOME's stand-in
+    // for the accessibility list).
+    gnomeExtensionNotInstalled,
+    gnomeExtensionDisabled,
+    gnomeUserExtensionsOff,
+    gnomeExtensionOtherVersion,
+    gnomeExtensionWaitingForLogIn,
+    gnomeExtensionFailed,
+    gnomeExtensionEnabled,
 };
 
 // The session Mosaro runs in, where what a person is told to do differs: on X11 window control is
@@ -67,6 +76,7 @@ enum class HostSession {
     x11,
     sway,
     kwin,
+    gnome,
 };
 // Set once at start, by the platform chosen; X11 until then.
 void setHostSession(HostSession session);

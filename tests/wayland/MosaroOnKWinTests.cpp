@@ -41,7 +41,7 @@ protected:
         if (margin != 0) {
             Preferences prefs;
             prefs.proSettings.margin = margin;
-            const QString data = session->runtimeDirectory() + QStringLiteral("/../mosaro/data");
+            const QString data = session->runtimeDirectory() + QStringLiteral("/../mosaro/.local/share");
             ASSERT_TRUE(savePreferences(prefs, data + QStringLiteral("/Mosaro/preferences.json")));
             QProcess::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("65534:65534"), data});
         }

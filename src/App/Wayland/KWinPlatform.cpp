@@ -1,5 +1,6 @@
 #include "App/Wayland/KWinPlatform.h"
 
+#include "App/Wayland/WaylandPlatform.h"
 #include "Diagnostics/Log/Log.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
@@ -34,11 +35,12 @@ public:
         : m_keymap(Sway::Keymap::create()), m_screens(m_kwin), m_accessibility(m_kwin), m_trust(m_kwin),
           m_hotKeys(m_kwin, [this](std::uint32_t code, std::uint32_t modifiers) { return kdeKey(code, modifiers); }),
           m_watcher(m_kwin, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter(),
-                    [this] { m_panelHost.keyboardLeft(); }),
+                    [this] { m_panelHost.keyboardLost(); }),
           m_panelHost(m_screens,
                       WaylandPanelHook{[this] { m_freshMapping = true; },
                                        [this](const Rect& frame) { placePanel(frame); }, [this] { returnKeyboard(); },
-                                       [this](const KeyEvent& key) { return m_hotKeys.takeKey(key); }}),
+                                       [this](const KeyEvent& key) { return m_hotKeys.takeKey(key); },
+                                       /*keepMappedForATurn=*/true, /*maskInput=*/true}),
           m_kwinWatch(QStringLiteral("org.kde.KWin"), m_kwin.bus(), QDBusServiceWatcher::WatchForUnregistration)
     {
         m_kwin.load({});
@@ -104,17 +106,13 @@ public:
             return QStringLiteral("Mosaro's script is not running in KWin (%1), so no window can be moved.")
                 .arg(m_kwin.problem());
         const QString status = QStringLiteral("KWin %1 runs Mosaro's script.").arg(m_kwin.version());
-        const auto trigger = KeyboardShortcuts::getShortcut(nameFor(HotkeyAction::trigger));
-        if (!trigger)
-            return status;
-        const auto binding =
-            m_hotKeys.desktopBinding(std::uint32_t(trigger->carbonKeyCode), std::uint32_t(trigger->carbonModifiers));
-        if (!binding)
+        const auto held = triggerHeldByDesktop(m_hotKeys);
+        if (!held)
             return status;
         return status + QStringLiteral(" KDE already uses %1 for %2, so Mosaro leaves it alone and has no trigger: "
                                        "choose another trigger in Mosaro's settings (Shortcuts), or change that "
                                        "shortcut in KDE's System Settings (Shortcuts).")
-                            .arg(trigger->description(), *binding);
+                            .arg(held->keys, held->binding);
     }
 
     bool holdsHotKey(std::uint32_t keyCode, std::uint32_t modifiers) override

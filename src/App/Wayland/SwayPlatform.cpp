@@ -1,5 +1,6 @@
 #include "App/Wayland/SwayPlatform.h"
 
+#include "App/Wayland/WaylandConnectionWatch.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
 #include "Platform/HostTexts.h"
@@ -13,9 +14,6 @@
 #include "Platform/Wayland/WaylandPanelHost.h"
 #include "Platform/Wayland/WaylandShortcutInhibitor.h"
 
-#include <QCoreApplication>
-#include <QSemaphore>
-#include <QThread>
 #include <QWidget>
 
 #include <cstdio>
@@ -24,15 +22,6 @@
 namespace mosaro {
 
 namespace {
-
-class SwayPlatform;
-SwayPlatform* g_platform = nullptr;
-QtMessageHandler g_previousHandler = nullptr;
-
-// Qt ends the process itself (_exit) right after it says its Wayland connection broke, and when
-// sway goes away that may come before the channel's own end is read. Its message is the last
-// moment to say so and to run the termination path.
-void watchQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message);
 
 // Declared in the order they are built; destroyed in reverse, the panel before the channel.
 class SwayPlatform final : public DesktopPlatform {
@@ -73,8 +62,6 @@ public:
         // The recorder sees every combination, sway's own bindings included.
         DesktopShortcuts::inhibitFor = [](QWindow* window) { WaylandShortcutInhibitor::shared().inhibit(window); };
         DesktopShortcuts::restore = [] { WaylandShortcutInhibitor::shared().release(); };
-        g_platform = this;
-        g_previousHandler = qInstallMessageHandler(&watchQtMessages);
         // No client may raise itself on Wayland: sway focuses our window when asked.
         m_application.activate = [this](QWidget* window) {
             m_ipc.run(
@@ -123,13 +110,9 @@ public:
 
     ~SwayPlatform() override
     {
-        qInstallMessageHandler(g_previousHandler);
-        g_platform = nullptr;
         DesktopShortcuts::inhibitFor = nullptr;
         DesktopShortcuts::restore = nullptr;
     }
-
-    void waylandConnectionBroke() { m_ipc.declareGone(); }
 
 private:
     Sway::Ipc m_ipc;
@@ -144,32 +127,9 @@ private:
     SwayPanelRules m_panelRules;
     WaylandPanelHost m_panelHost;
     QString m_version;
+    // Said through the channel, which logs its one line and calls onConnectionLost.
+    WaylandConnectionWatch m_connectionWatch{[this] { m_ipc.declareGone(); }};
 };
-
-void watchQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message)
-{
-    if (g_previousHandler)
-        g_previousHandler(type, context, message);
-    else
-        std::fprintf(stderr, "%s\n", qPrintable(message));
-    if (!g_platform || !message.startsWith(QLatin1String("The Wayland connection")))
-        return;
-    QCoreApplication* app = QCoreApplication::instance();
-    if (!app || QThread::currentThread() == app->thread()) {
-        g_platform->waylandConnectionBroke();
-        return;
-    }
-    // Qt's reader thread says it, and ends the process as soon as this returns: the main thread
-    // runs the termination path meanwhile, for as long as the messaging timeout at most (it may
-    // itself be waiting for the reader).
-    auto done = std::make_shared<QSemaphore>();
-    QMetaObject::invokeMethod(app, [done] {
-        if (g_platform)
-            g_platform->waylandConnectionBroke();
-        done->release();
-    });
-    done->tryAcquire(1, int(Sway::Ipc::messagingTimeout.count()));
-}
 
 } // namespace
 

@@ -1,9 +1,15 @@
 #include "App/Wayland/WaylandPlatform.h"
 
 #include "App/Desktop/DesktopCheckFacts.h"
+#include "App/Wayland/GnomePlatform.h"
 #include "App/Wayland/KWinPlatform.h"
 #include "App/Wayland/SwayPlatform.h"
 #include "Diagnostics/Log/Log.h"
+#include "KeyboardShortcuts/KeyboardShortcuts.h"
+#include "Overlay/HotkeyAction.h"
+#include "Platform/BuildInfo.h"
+#include "Platform/HostTexts.h"
+#include "Platform/Wayland/Gnome/GnomeDesktop.h"
 #include "Platform/Wayland/KWin/KWinDesktop.h"
 #include "Platform/Wayland/KWin/KWinScripting.h"
 #include "Platform/Wayland/Sway/SwayDesktop.h"
@@ -26,8 +32,8 @@ namespace {
 
 constexpr const char* unknownCompositorMessage =
     "no channel to this Wayland compositor: Mosaro places windows through the compositor's own channel and "
-    "knows sway's IPC ($SWAYSOCK) and KWin's scripting (org.kde.KWin on the session bus); XWayland cannot place native "
-    "Wayland windows";
+    "knows sway's IPC ($SWAYSOCK), KWin's scripting (org.kde.KWin on the session bus) and GNOME Shell (through "
+    "its extension); XWayland cannot place native Wayland windows";
 
 QString waylandDisplayName()
 {
@@ -140,6 +146,31 @@ void readKWin(const QString& service, DesktopFacts& facts)
     }
 }
 
+void readGnome(DesktopFacts& facts, int outputs)
+{
+    CompositorFacts& c = *facts.wayland;
+    c.name = QStringLiteral("GNOME Shell");
+    c.channel = QStringLiteral("the session bus");
+    QString shellVersion;
+    const auto extension = readExtensionFacts(nullptr, QDBusConnection::sessionBus(),
+                                              BuildBundleInfo().shortVersion().value_or(QString()), &shellVersion);
+    const Gnome::ExtensionState state = Gnome::extensionState(extension);
+    c.version = shellVersion;
+    c.extension = Gnome::describe(state);
+    c.channelAnswers = state == Gnome::ExtensionState::enabled;
+    // The advice the help window gives, in GNOME's words, whatever session --check itself was started in.
+    setHostSession(HostSession::gnome);
+    c.extensionAdvice = hostText(Gnome::advice(state));
+    c.shortcutsInhibit = true;
+    c.outputEvents = true;
+    c.outputs = outputs;
+    c.moves = QStringLiteral("moves: through Mosaro's GNOME Shell extension; a maximized window is un-maximized to "
+                             "take its cell");
+    c.keys = QStringLiteral("keys: the extension sets GNOME's own shortcuts aside while the panel shows");
+    c.announcer = QStringLiteral("the extension");
+    c.beep = QStringLiteral("beep: the desktop's bell sound, played by GNOME Shell");
+}
+
 } // namespace
 
 WaylandChoice chooseWaylandBackend()
@@ -154,6 +185,8 @@ WaylandChoice chooseWaylandBackend()
     const QDBusConnection bus = QDBusConnection::sessionBus();
     if (bus.isConnected() && bus.interface()->isServiceRegistered(kwin).value())
         return {WaylandBackend::kwin, kwin};
+    if (Gnome::shellRuns(QDBusConnection::sessionBus()))
+        return {WaylandBackend::gnome, QString()};
     return {};
 }
 
@@ -178,6 +211,8 @@ std::unique_ptr<DesktopPlatform> makeWaylandPlatform(QString* error)
         return makeSwayPlatform(choice.channel);
     case WaylandBackend::kwin:
         return makeKWinPlatform();
+    case WaylandBackend::gnome:
+        return makeGnomePlatform();
     case WaylandBackend::unknown:
         break;
     }
@@ -206,9 +241,21 @@ int runWaylandDesktopCheck(int argc, char** argv)
             readSway(choice.channel, facts);
         else if (choice.backend == WaylandBackend::kwin)
             readKWin(choice.channel, facts);
+        else if (choice.backend == WaylandBackend::gnome)
+            readGnome(facts, int(globals->count(QStringLiteral("wl_output"))));
     }
     readSessionFacts(facts, QDBusConnection::sessionBus());
     return printFindings(facts);
+}
+
+std::optional<HeldTrigger> triggerHeldByDesktop(HotKeyService& hotKeys)
+{
+    const auto trigger = KeyboardShortcuts::getShortcut(nameFor(HotkeyAction::trigger));
+    if (!trigger)
+        return std::nullopt;
+    const auto binding =
+        hotKeys.desktopBinding(std::uint32_t(trigger->carbonKeyCode), std::uint32_t(trigger->carbonModifiers));
+    return binding ? std::optional<HeldTrigger>(HeldTrigger{trigger->description(), *binding}) : std::nullopt;
 }
 
 } // namespace mosaro

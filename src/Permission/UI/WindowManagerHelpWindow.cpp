@@ -21,9 +21,10 @@ QString pageTemplate()
     initResources();
     // The page of the session: what window control needs differs between X11 and each compositor.
     const HostSession session = hostSession();
-    QFile page(session == HostSession::sway   ? QStringLiteral(":/help/window-manager-help-sway.html")
-               : session == HostSession::kwin ? QStringLiteral(":/help/window-manager-help-kwin.html")
-                                              : QStringLiteral(":/help/window-manager-help.html"));
+    QFile page(session == HostSession::sway    ? QStringLiteral(":/help/window-manager-help-sway.html")
+               : session == HostSession::kwin  ? QStringLiteral(":/help/window-manager-help-kwin.html")
+               : session == HostSession::gnome ? QStringLiteral(":/help/window-manager-help-gnome.html")
+                                               : QStringLiteral(":/help/window-manager-help.html"));
     if (!page.open(QIODevice::ReadOnly))
         return QStringLiteral("<p>{{status}}</p>");
     return QString::fromUtf8(page.readAll());

@@ -7,9 +7,13 @@
 
 #include <QExposeEvent>
 #include <QFocusEvent>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QTimer>
+#include <qpa/qplatformnativeinterface.h>
+
+#include <wayland-client.h>
 
 namespace mosaro {
 
@@ -56,8 +60,9 @@ public:
     void settle() override
     {
         // A panel moving to another display keeps the focus it has, also when the showing before
-        // this one let it go but the window stayed mapped and focused.
-        if (m_host.m_owner == this && (m_host.m_focused || (m_host.m_window && m_host.m_window->isActive()))) {
+        // this one let it go but the window stayed mapped (kept for the turn) and focused.
+        if (m_host.m_owner == this &&
+            (m_host.m_focused || (m_host.m_keptMapping && m_host.m_window && m_host.m_window->isActive()))) {
             m_host.m_focused = true;
             held();
             return;
@@ -122,9 +127,6 @@ WaylandPanelWindow::WaylandPanelWindow(std::function<void(QEvent*)> onEvent)
     setFormat(format);
     // No decoration, and an empty input region: clicks reach the windows below.
     setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowTransparentForInput | Qt::WindowStaysOnTopHint);
-    // Qt 6.4 sends no empty input region for the flag above (a click reached the panel on KWin);
-    // the mask becomes the input region: one pixel in the corner, clicks elsewhere go through.
-    setMask(QRegion(0, 0, 1, 1));
     setTitle(QString::fromLatin1(title));
 }
 
@@ -155,10 +157,15 @@ void WaylandPanelWindow::show()
     if (m_shown)
         return;
     m_shown = true;
+    // Hidden and shown again in one turn (a jump to another display): still mapped, and moved by
+    // the compositor rather than mapped anew, so the focus never leaves it.
+    if (QWindow::isVisible()) {
+        flush();
+        return;
+    }
     // A new mapping starts from an empty buffer: everything goes.
     m_dirty = QRegion(m_image.rect());
-    if (!std::exchange(m_hidePending, false))
-        QWindow::show();
+    QWindow::show();
     WaylandShortcutInhibitor::shared().inhibit(this);
     flush();
 }
@@ -168,16 +175,25 @@ void WaylandPanelWindow::hide()
     if (!m_shown)
         return;
     m_shown = false;
+    if (m_keepMapped)
+        QTimer::singleShot(0, this, [this] { finishHiding(); });
+    else
+        finishHiding();
+}
+
+void WaylandPanelWindow::finishHiding()
+{
+    if (m_shown || !QWindow::isVisible())
+        return;
     WaylandShortcutInhibitor::shared().release();
-    // Unmapped, not kept mapped between showings (sway's scratchpad measured slower to bring back
-    // than a new mapping is to show, bench/results.md); but at the next turn of the event loop, so
-    // that a showing that follows in this one (the grid jumping to another display) keeps the
-    // mapping and its keyboard instead of racing the compositor's hand-over with a new mapping.
-    m_hidePending = true;
-    QTimer::singleShot(0, this, [this] {
-        if (std::exchange(m_hidePending, false))
-            QWindow::hide();
-    });
+    // Unmapped: a window kept mapped between showings (sway's scratchpad) measured slower to bring
+    // back than a new mapping is to show (bench/results.md).
+    QWindow::hide();
+    // Sent now: the caller may block on the compositor next (a placement), and Qt flushes its
+    // requests only when the event loop runs.
+    if (auto* native = QGuiApplication::platformNativeInterface())
+        if (auto* display = static_cast<wl_display*>(native->nativeResourceForIntegration("wl_display")))
+            wl_display_flush(display);
 }
 
 void WaylandPanelWindow::fillRects(const std::vector<QRect>& rects, QRgb pixel)
@@ -270,9 +286,17 @@ std::unique_ptr<PanelKeyboard> WaylandPanelHost::makeKeyboard()
 PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
 {
     // Made at the first showing, and kept.
-    if (!m_window)
+    if (!m_window) {
         m_window = std::make_unique<WaylandPanelWindow>([this](QEvent* event) { handle(event); });
-    const bool mapped = m_window->isShown() || m_window->hidePending();
+        m_window->setKeepMappedForATurn(m_hook.keepMappedForATurn);
+        // Qt 6.4 sends no empty input region for WindowTransparentForInput (a click reached the panel
+        // on KWin); a mask becomes the input region: one pixel in the corner, clicks elsewhere go through.
+        if (m_hook.maskInput)
+            m_window->setMask(QRegion(0, 0, 1, 1));
+    }
+    // Hidden and shown again in one turn, a panel kept mapped for the turn is still the same window.
+    const bool mapped = m_window->isShown() || m_window->isMapped();
+    m_keptMapping = mapped;
     const bool moved = mapped && !(frame == m_frame);
     m_frame = frame;
     if (!mapped && m_hook.prepare)
@@ -293,22 +317,26 @@ PanelSurface& WaylandPanelHost::surfaceFor(const Rect& frame)
     return *m_window;
 }
 
+void WaylandPanelHost::keyboardLost()
+{
+    // Said over the compositor's channel, which knows better than a focus event that may be late or
+    // never come. On its way to another display the panel may lose the focus for a moment: it is asked for
+    // again, and only a focus that stays away (the refocus timer) is the keyboard lost.
+    if (m_refocusing && m_hook.place && m_window && m_window->isShown()) {
+        m_hook.place(m_frame);
+        return;
+    }
+    m_focused = false;
+    if (m_owner)
+        m_owner->lost();
+}
+
 ScreenRef WaylandPanelHost::screenOf(const Rect& frame) const
 {
     for (const ScreenRef& screen : m_screens.screens())
         if (screen->frame().contains(frame.midpoint()))
             return screen;
     return nullptr;
-}
-
-void WaylandPanelHost::keyboardLeft()
-{
-    // Said over the compositor's channel, it may come after the panel got the keyboard back (a move
-    // to another display): only a panel without the focus has lost it.
-    if (m_focused || m_refocusing)
-        return;
-    if (m_owner)
-        m_owner->lost();
 }
 
 void WaylandPanelHost::handle(QEvent* event)

@@ -31,6 +31,13 @@ struct WaylandPanelHook {
     // A key the panel received that is the backend's own (a hotkey the panel's inhibitor kept from
     // the compositor): true when the backend took it.
     std::function<bool(const KeyEvent& key)> takeKey;
+    // A hidden panel stays mapped until the end of the turn, so that a jump to another display
+    // (hidden and shown again at once) moves it instead of mapping it anew: GNOME Shell would
+    // give the focus to another window in between.
+    bool keepMappedForATurn = false;
+    // The panel's input region is set as a one-pixel mask, for a compositor that gives the panel the
+    // clicks otherwise (KWin); elsewhere the panel keeps the input region Qt gives it.
+    bool maskInput = false;
 };
 
 // The panel's window: an ordinary Qt window on the Wayland platform (frameless, translucent, an
@@ -46,6 +53,9 @@ public:
 
     // Readies a showing over the frame of that size.
     void prepare(QSize size);
+    void setKeepMappedForATurn(bool keep) { m_keepMapped = keep; }
+    // A hide kept for the end of the turn happens now.
+    void finishHiding();
 
     QSize size() const override { return m_image.size(); }
     bool keptPixels() const override { return m_kept; }
@@ -53,8 +63,8 @@ public:
     void show() override;
     void hide() override;
     bool isShown() const override { return m_shown; }
-    // Hidden, and unmapped at the next turn of the event loop unless shown again before.
-    bool hidePending() const { return m_hidePending; }
+    // Still mapped: shown, or hidden in this turn with the mapping kept for it.
+    bool isMapped() const { return QWindow::isVisible(); }
     void flush() override;
     void fillRects(const std::vector<QRect>& rects, QRgb pixel) override;
     void putImage(const QImage& image, QPoint at) override;
@@ -72,7 +82,7 @@ private:
     QRegion m_dirty;
     bool m_kept = false;
     bool m_shown = false;
-    bool m_hidePending = false;
+    bool m_keepMapped = false;
 };
 
 // The overlay panel on Wayland, common to every compositor: one window kept between showings,
@@ -86,10 +96,20 @@ public:
     ~WaylandPanelHost() override;
 
     std::unique_ptr<PanelKeyboard> makeKeyboard() override;
+    // The compositor's channel says the panel lost the keyboard, where no focus event may come
+    // (GNOME Shell 43's overview takes the keyboard without telling the client) or come late.
+    void keyboardLost();
+    // Whether a showing has asked for the keyboard and not released it.
+    bool isAsked() const { return m_owner != nullptr; }
+    // Before a window under the panel is placed: a closed panel is unmapped now, since a covered
+    // window gets no frame callbacks and so never takes its new size.
+    void finishHiding()
+    {
+        if (m_window)
+            m_window->finishHiding();
+    }
     PanelSurface& surfaceFor(const Rect& frame) override;
     ScreenRef screenOf(const Rect& frame) const override;
-    // The compositor says the panel no longer holds the keyboard (as a focus-out does).
-    void keyboardLeft();
 
 private:
     friend class WaylandPanelKeyboard;
@@ -101,7 +121,8 @@ private:
     Rect m_frame;
     WaylandPanelKeyboard* m_owner = nullptr; // the showing that asked last receives the keys
     bool m_focused = false;
-    bool m_refocusing = false; // moved by the compositor, the focus on its way back
+    bool m_refocusing = false;  // moved by the compositor, the focus on its way back
+    bool m_keptMapping = false; // the showing under way found the window still mapped
 };
 
 } // namespace mosaro

@@ -66,7 +66,7 @@ void WaylandShortcutInhibitor::global(void* data, wl_registry* registry, unsigne
 
 void WaylandShortcutInhibitor::inhibit(QWindow* window)
 {
-    if (!m_manager || !window)
+    if (!m_manager || !window || !m_enabled)
         return;
     release();
     // Nothing listens to the inhibitor's active/inactive events; they are only let go of.

@@ -26,6 +26,9 @@ public:
     WaylandShortcutInhibitor& operator=(const WaylandShortcutInhibitor&) = delete;
 
     bool isAvailable() const { return m_manager != nullptr; }
+    // A compositor that sets its shortcuts aside through its own channel: GNOME Shell asks the user
+    // in a dialog before it honours the protocol, which would cover the panel.
+    void setEnabled(bool enabled) { m_enabled = enabled; }
 
     // Inhibits the compositor's shortcuts for the window's current surface (it must be shown: a
     // hidden Qt window has none); a surface asked for before is released first.
@@ -47,6 +50,7 @@ private:
     wl_seat* m_seat = nullptr;
     zwp_keyboard_shortcuts_inhibit_manager_v1* m_manager = nullptr;
     zwp_keyboard_shortcuts_inhibitor_v1* m_inhibitor = nullptr;
+    bool m_enabled = true;
 };
 
 } // namespace mosaro

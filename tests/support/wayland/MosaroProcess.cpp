@@ -12,13 +12,14 @@ namespace mosaro::test {
 
 MosaroProcess::MosaroProcess(CompositorSession& session, const QString& binary)
     : m_session(session), m_binary(session.executable(binary.isEmpty() ? QStringLiteral(MOSARO_BINARY) : binary)),
-      m_folder(session.runtimeDirectory() + QStringLiteral("/../mosaro"))
+      m_folder(QDir::cleanPath(session.runtimeDirectory() + QStringLiteral("/../mosaro"))),
+      m_home(session.mosaroHome().isEmpty() ? m_folder : session.mosaroHome())
 {
-    m_folder = QDir::cleanPath(m_folder);
-    QDir().mkpath(m_folder + QStringLiteral("/config"));
+    for (const QString& folder : {m_folder, m_home + QStringLiteral("/.config")})
+        QDir().mkpath(folder);
     // A session whose programs run as another user hands it the folders.
     if (!session.userCommand().isEmpty())
-        for (const QString& folder : {m_folder, m_folder + QStringLiteral("/config")})
+        for (const QString& folder : {m_folder, m_home + QStringLiteral("/.config")})
             ownFile(folder, true, 0700);
 }
 
@@ -30,9 +31,9 @@ MosaroProcess::~MosaroProcess()
 QStringList MosaroProcess::environment() const
 {
     return QStringList{QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"),
-                       QStringLiteral("HOME=") + m_folder,
-                       QStringLiteral("XDG_CONFIG_HOME=") + m_folder + QStringLiteral("/config"),
-                       QStringLiteral("XDG_DATA_HOME=") + m_folder + QStringLiteral("/data"),
+                       QStringLiteral("HOME=") + m_home,
+                       QStringLiteral("XDG_CONFIG_HOME=") + m_home + QStringLiteral("/.config"),
+                       QStringLiteral("XDG_DATA_HOME=") + m_home + QStringLiteral("/.local/share"),
                        QStringLiteral("XDG_RUNTIME_DIR=") + m_session.runtimeDirectory(),
                        QStringLiteral("XDG_SESSION_TYPE=wayland"),
                        QStringLiteral("WAYLAND_DISPLAY=") + m_session.waylandDisplay(),
@@ -109,7 +110,7 @@ bool MosaroProcess::waitForDefaults(const QString& needle, int timeoutMs) const
 {
     return eventually(
         [&] {
-            QFile file(m_folder + QStringLiteral("/config/Mosaro/defaults.json"));
+            QFile file(m_home + QStringLiteral("/.config/Mosaro/defaults.json"));
             return file.open(QIODevice::ReadOnly) && QString::fromUtf8(file.readAll()).contains(needle);
         },
         timeoutMs);

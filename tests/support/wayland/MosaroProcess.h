@@ -12,7 +12,9 @@
 namespace mosaro::test {
 
 // The real `mosaro` program on a compositor's session, reached only through the session's sockets
-// and bus, with folders of its own, as the session's user; its log is its standard error.
+// and bus, as the session's user, with a home of its own unless the session gives one (on GNOME
+// the session's, which it shares with the Shell as a person's desktop does: the extension it
+// installs and the settings it writes are the Shell's); its log is its standard error.
 class MosaroProcess {
 public:
     // `binary` is the program to run: the one this build made unless another is named.
@@ -44,6 +46,7 @@ private:
     CompositorSession& m_session;
     QString m_binary;
     QString m_folder;
+    QString m_home;
     pid_t m_pid = -1;
 };
 

@@ -29,6 +29,8 @@ public:
     virtual QStringList mosaroEnvironment() const { return {}; }
     // The words that run a program as the session's user; none: as the tests themselves.
     virtual QStringList userCommand() const { return {}; }
+    // Mosaro's home when it shares the session's; empty: a folder of its own.
+    virtual QString mosaroHome() const { return {}; }
     // A path of the program that the session's user can run.
     virtual QString executable(const QString& path) { return path; }
     bool ok() const { return m_error.isEmpty(); }

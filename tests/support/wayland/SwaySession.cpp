@@ -3,14 +3,10 @@
 #include "support/wayland/SessionProcesses.h"
 
 #include <QDir>
-#include <QElapsedTimer>
-#include <QEventLoop>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QThread>
-#include <QTimer>
 
 #include <csignal>
 #include <fcntl.h>

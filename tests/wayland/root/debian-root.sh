@@ -134,10 +134,9 @@ build_root() {
         { stamp; echo "mmdebstrap failed: $(grep -E '^E:' "$log" | head -n1) (log: $log)"; } >"$failed"
         unavailable "$(tail -n1 "$failed")"
     fi
-    # mmdebstrap empties machine-id last (a booting system makes its own); D-Bus needs one, and
-    # refuses to fill an empty file.
-    [ -s "$new/etc/machine-id" ] || rm -f "$new/etc/machine-id"
-    chroot "$new" dbus-uuidgen --ensure=/etc/machine-id
+    # mmdebstrap empties machine-id last (a booting system makes its own); D-Bus needs one.
+    # (--ensure refuses the empty file it leaves, which newer D-Bus no longer takes for missing.)
+    chroot "$new" dbus-uuidgen > "$new/etc/machine-id"
     # What a package list needs beyond its packages, in a <list>.setup beside it.
     local setup
     for setup in "$here"/*.setup; do
