@@ -26,7 +26,8 @@ struct Compositor {
     const char* name;
     bool root;
 };
-[[maybe_unused]] void PrintTo(const Compositor& compositor, std::ostream* out)
+[[maybe_unused]] void PrintTo( // NOLINT(readability-identifier-naming)
+    const Compositor& compositor, std::ostream* out)
 {
     *out << compositor.name;
 }

@@ -105,7 +105,7 @@ public:
         if (!m_trust.isProcessTrustedWithOptions(false))
             return QStringLiteral("Mosaro's script is not running in KWin (%1), so no window can be moved.")
                 .arg(m_kwin.problem());
-        const QString status = QStringLiteral("KWin %1 runs Mosaro's script.").arg(m_kwin.version());
+        QString status = QStringLiteral("KWin %1 runs Mosaro's script.").arg(m_kwin.version());
         const auto held = triggerHeldByDesktop(m_hotKeys);
         if (!held)
             return status;

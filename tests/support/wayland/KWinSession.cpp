@@ -195,7 +195,7 @@ QJsonObject KWinSession::report()
 
 QJsonObject KWinSession::window(const QString& caption)
 {
-    for (const QJsonValue& w : report().value(QLatin1String("windows")).toArray())
+    for (const auto& w : report().value(QLatin1String("windows")).toArray())
         if (w.toObject().value(QLatin1String("caption")).toString() == caption)
             return w.toObject();
     return {};

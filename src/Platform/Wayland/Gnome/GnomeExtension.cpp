@@ -22,7 +22,7 @@ constexpr const char* gsettingsMessage = "gsettings %{public}s failed: %{public}
 // The files of a variant; metadata.json goes last, so a copy cut short reads as another version.
 constexpr const char* variantFiles[] = {"extension.js", "mosaro.js", "tech.brenmark.mosaro.Shell.xml", "metadata.json"};
 constexpr int gsettingsTimeoutMs = 1000;
-constexpr qint64 metadataLimit = 64 * 1024;
+constexpr qint64 metadataLimit = qint64(64) * 1024;
 
 Expected<QString, QString> gsettings(const QStringList& arguments)
 {
@@ -238,7 +238,7 @@ QString formatStringList(const QStringList& list)
 
 Expected<Ok, QString> enableAtLogIn(const QString& uuid)
 {
-    const auto enabled = editList("enabled-extensions", [&](QStringList& list) {
+    auto enabled = editList("enabled-extensions", [&](QStringList& list) {
         if (!list.contains(uuid))
             list << uuid;
     });

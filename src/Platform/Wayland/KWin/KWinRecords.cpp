@@ -59,7 +59,7 @@ std::optional<std::vector<Output>> outputs(const QJsonValue& value)
     if (!value.isArray())
         return std::nullopt;
     std::vector<Output> list;
-    for (const QJsonValue& entry : value.toArray()) {
+    for (const auto& entry : value.toArray()) {
         const QJsonObject o = entry.toObject();
         const auto frame = rect(o.value(QLatin1String("frame")));
         const auto visible = rect(o.value(QLatin1String("visible")));

@@ -22,7 +22,8 @@ TEST(GnomeExtensionState, FollowsTheAnswerTheRegistryAndTheFolder)
     };
     const auto facts = [](std::optional<QString> answered, bool installed, std::optional<QString> copy, bool fits,
                           bool user, std::optional<int> shell) {
-        return ExtensionFacts{QStringLiteral("1.2"), answered, installed, copy, fits, user, shell};
+        return ExtensionFacts{
+            QStringLiteral("1.2"), std::move(answered), installed, std::move(copy), fits, user, shell};
     };
     const QString ours = QStringLiteral("1.2");
     const QString old = QStringLiteral("1.1");
