@@ -87,17 +87,4 @@ TEST(SpecialKeys, FiftyThreeKeysWithDistinctCodesAndNames)
     EXPECT_EQ(symbol(SpecialKey::keypadDecimal), "Num+.");
 }
 
-TEST(ShortcutNames, IdentityIsTheRawValueAlone)
-{
-    const Name withDefault("trigger", Shortcut(36, 256));
-    const Name without("trigger");
-    EXPECT_EQ(withDefault, without);
-    EXPECT_EQ(std::hash<Name>()(withDefault), std::hash<Name>()(without));
-    EXPECT_NE(withDefault, Name("confirm"));
-
-    const QVariant carried = QVariant::fromValue(withDefault);
-    EXPECT_EQ(carried.value<Name>().rawValue, "trigger");
-    EXPECT_EQ(carried.value<Name>().defaultShortcut, Shortcut(36, 256));
-}
-
 } // namespace

@@ -1,9 +1,6 @@
-#include "Settings/AboutSettings.h"
 #include "Settings/GeneralSettings.h"
 #include "Settings/SettingsPane.h"
-#include "support/FakePermissionPlatform.h"
 #include "support/FakeSettingsPlatform.h"
-#include "support/InMemoryDefaultsStore.h"
 
 #include <gtest/gtest.h>
 
@@ -47,29 +44,6 @@ TEST(GeneralSettings, LaunchAtLoginSwitchIsOnOnlyForAnEnabledRegistration)
     EXPECT_TRUE(loginSwitch.read());
     items.registered = LoginItemService::RegistrationStatus::requiresApproval;
     EXPECT_FALSE(loginSwitch.read());
-}
-
-// The About pane's poll never prompts and announces only a change.
-TEST(AboutSettings, PollerNeverPromptsAndAnnouncesOnlyAChange)
-{
-    PermissionGate::resetRecordedStateForTesting();
-    FakeAccessibilityTrust trust;
-    InMemoryDefaultsStore defaults;
-    FakeUrlOpener urls;
-    FakeScheduler scheduler;
-    PermissionGate gate(trust, defaults, urls);
-    PermissionPoller poller(gate, scheduler);
-    int changes = 0;
-    QObject::connect(&poller, &PermissionPoller::stateChanged, [&] { ++changes; });
-    poller.appear();
-    trust.trusted = true;
-    scheduler.fireAll();
-    scheduler.fireAll();
-    EXPECT_EQ(changes, 1);
-    poller.appear();
-    EXPECT_EQ(scheduler.timers.size(), 1u) << "appearing again keeps one timer";
-    EXPECT_EQ(std::count(trust.promptArguments.begin(), trust.promptArguments.end(), true), 0);
-    EXPECT_FALSE(defaults.boolean(PermissionGate::promptFlagKey));
 }
 
 } // namespace

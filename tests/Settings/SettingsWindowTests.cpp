@@ -211,10 +211,14 @@ TEST_F(AboutPaneTest, BadgeAndExplanationFollowThePermissionWhileShown)
     p.openSettingsButton()->click();
     EXPECT_EQ(urls.opened.size(), 1u);
 
-    // Leaving the tab stops the poll.
+    // Leaving the tab stops the poll; coming back starts one again. It never prompts.
     window->selectPane(SettingsPane::general);
     QApplication::processEvents();
     EXPECT_TRUE(scheduler.timers.empty());
+    window->selectPane(SettingsPane::about);
+    QApplication::processEvents();
+    EXPECT_EQ(scheduler.timers.size(), 1u);
+    EXPECT_EQ(std::count(trust.promptArguments.begin(), trust.promptArguments.end(), true), 0);
 }
 
 TEST_F(AboutPaneTest, UpdateControls)
