@@ -164,14 +164,6 @@ TEST_F(DiagnosticsTest, LogReadCoversTheLastFiveMinutesOfTheSixCategories)
               QStringList({"lifecycle", "overlay", "permission", "preferences", "windowmanager", "perf"}));
 }
 
-TEST_F(DiagnosticsTest, LogBlockWithoutEntriesSaysSo)
-{
-    EXPECT_EQ(diagnostics().recentLogText(), "(no Mosaro log entries in the last 5 min)");
-    // Signposts alone are no entries.
-    log.answer = std::vector<LogRecord>{record(clock.time, "perf", "sc-001 show-overlay", LogRecord::Kind::signpost)};
-    EXPECT_EQ(diagnostics().recentLogText(), "(no Mosaro log entries in the last 5 min)");
-}
-
 TEST_F(DiagnosticsTest, LogBlockKeepsTheLast400LinesOldestFirst)
 {
     const QDateTime start(QDate(2025, 3, 14), QTime(15, 0, 0));
@@ -189,8 +181,11 @@ TEST_F(DiagnosticsTest, LogBlockKeepsTheLast400LinesOldestFirst)
     EXPECT_EQ(lines.first(), "15:00:06.000 [overlay] entry 600");
 }
 
-TEST_F(DiagnosticsTest, UnreadableLogGivesItsError)
+// Signposts alone are no entries; a log that cannot be read gives its error.
+TEST_F(DiagnosticsTest, WithoutEntriesOrUnreadableTheLogBlockSaysWhy)
 {
+    log.answer = std::vector<LogRecord>{record(clock.time, "perf", "sc-001 show-overlay", LogRecord::Kind::signpost)};
+    EXPECT_EQ(diagnostics().recentLogText(), "(no Mosaro log entries in the last 5 min)");
     log.answer = unexpected(LogReadError{QStringLiteral("Permission denied")});
     EXPECT_EQ(diagnostics().recentLogText(), "(could not read unified log: Permission denied)");
 }

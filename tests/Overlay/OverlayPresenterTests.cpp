@@ -243,14 +243,6 @@ TEST_F(OverlayPresenterTest, ResizeWriteBackFollowsTheModeInForceAtWritingTime)
     int notifications = 0;
     center.addObserver(preferencesDidChangeOnDiskNotification, nullptr, [&](const Notification&) { ++notifications; });
 
-    // Back to the starting size: nothing written, nothing logged.
-    pressTrigger();
-    key(right, kOption);
-    key(left, kOption);
-    key(escape);
-    EXPECT_FALSE(QFile::exists(prefsPath));
-    EXPECT_EQ(notifications, 0);
-
     // Per-display mode switched on while the overlay is up: saved under the display's name.
     pressTrigger();
     key(right, kOption);
