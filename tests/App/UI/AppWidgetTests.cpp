@@ -7,7 +7,7 @@
 #include "support/ApplicationEnvironment.h"
 #include "support/FakeOverlayPlatform.h"
 #include "support/FakePermissionPlatform.h"
-#include "support/FakeUpdateService.h"
+#include "support/FakeSettingsPlatform.h"
 #include "support/InMemoryDefaultsStore.h"
 
 #include <QAction>
@@ -132,10 +132,11 @@ TEST_F(TrayMenuTest, CheckForUpdatesIsEnabledOnlyWhileTheUpdaterCanCheck)
     EXPECT_TRUE(check->isEnabled());
     check->trigger();
     EXPECT_EQ(service.checks, 1);
+    service.reportCanCheck(false); // the check runs
     EXPECT_FALSE(action(QStringLiteral("Check for Updates…"))->isEnabled());
     action(QStringLiteral("Check for Updates…"))->trigger(); // disabled: nothing
     EXPECT_EQ(service.checks, 1);
-    service.setChecking(false);
+    service.reportCanCheck(true);
     EXPECT_TRUE(action(QStringLiteral("Check for Updates…"))->isEnabled());
 }
 
