@@ -87,4 +87,11 @@ TEST(SpecialKeys, FiftyThreeKeysWithDistinctCodesAndNames)
     EXPECT_EQ(symbol(SpecialKey::keypadDecimal), "Num+.");
 }
 
+// A name is its raw value: the default it carries takes no part in finding it.
+TEST(ShortcutNames, IdentityIsTheRawValueAlone)
+{
+    EXPECT_EQ(Name("trigger", Shortcut(36, 256)), Name("trigger"));
+    EXPECT_NE(Name("trigger"), Name("confirm"));
+}
+
 } // namespace
