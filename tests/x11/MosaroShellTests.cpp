@@ -175,10 +175,10 @@ TEST_F(MosaroShellTest, TriggerCommandOpensTheGridOnTheFocusedWindowAndReturnPla
 TEST_F(MosaroShellTest, RemoteCommandsFailWithOneLineWhenNoMosaroCanHearThem)
 {
     QString errors;
-    EXPECT_EQ(app->runAgain({QStringLiteral("--trigger")}, &errors), 1);
-    EXPECT_EQ(errors.toStdString(), "mosaro: Mosaro is not running in this session\n");
-    EXPECT_EQ(app->runAgain({QStringLiteral("--quit")}, &errors), 1);
-    EXPECT_EQ(errors.toStdString(), "mosaro: Mosaro is not running in this session\n");
+    for (const char* command : {"--trigger", "--quit"}) {
+        EXPECT_EQ(app->runAgain({QString::fromLatin1(command)}, &errors), 1);
+        EXPECT_EQ(errors.toStdString(), "mosaro: Mosaro is not running in this session\n");
+    }
 
     app->useSessionBus(QStringLiteral("unix:path=/nonexistent/bus"));
     EXPECT_EQ(app->runAgain({QStringLiteral("--trigger")}, &errors), 1);
