@@ -82,8 +82,6 @@ protected:
         preferencesPath = app->preferencesPath();
     }
 
-    void TearDown() override { app.reset(); }
-
     void startApp() { ASSERT_TRUE(app->start()) << app->lastError().toStdString(); }
 
     void key(std::uint16_t code, std::uint64_t modifiers = kNone) { ASSERT_TRUE(app->key(code, modifiers)); }
