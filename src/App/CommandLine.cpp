@@ -9,6 +9,13 @@ namespace mosaro {
 
 namespace {
 
+// One option of `mosaro`, as --help lists it: the name without its dashes, a one-line description.
+struct CommandLineOption {
+    std::string_view name;
+    std::string_view description;
+};
+
+// Every option, in the order --help lists them. Adding an option is adding its row.
 constexpr std::array kOptions{
     CommandLineOption{"help", "Show this help and exit."},
     CommandLineOption{"version", "Print the version and exit."},
@@ -42,11 +49,6 @@ bool known(const QString& name)
 }
 
 } // namespace
-
-std::span<const CommandLineOption> commandLineOptions()
-{
-    return kOptions;
-}
 
 CommandLine CommandLine::parse(const QStringList& arguments)
 {

@@ -4,19 +4,9 @@
 #include <QStringList>
 
 #include <set>
-#include <span>
 #include <string_view>
 
 namespace mosaro {
-
-// One option of `mosaro`, as --help lists it.
-struct CommandLineOption {
-    std::string_view name;        // without the leading dashes
-    std::string_view description; // one line
-};
-
-// Every option, in the order --help lists them. Adding an option is adding its row.
-std::span<const CommandLineOption> commandLineOptions();
 
 // The arguments `mosaro` was started with. Read before anything else starts, so that --help and
 // --version work without a display or a session bus.

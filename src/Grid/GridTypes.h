@@ -1,9 +1,7 @@
 #pragma once
 
-#include <QHashFunctions>
 #include <QString>
 #include <cstdint>
-#include <functional>
 
 namespace mosaro {
 
@@ -13,11 +11,6 @@ struct GridDimensions {
     std::int64_t rows = 0;
     friend bool operator==(const GridDimensions&, const GridDimensions&) = default;
 };
-
-inline size_t qHash(const GridDimensions& dims, size_t seed = 0) noexcept
-{
-    return qHashMulti(seed, dims.columns, dims.rows);
-}
 
 // One cell, 0-based; row 0 is the top row.
 struct GridCell {
@@ -65,8 +58,3 @@ QString toString(const GridCell& cell);       // "(1, 1)"
 QString toString(const HighlightedRegion& region);
 
 } // namespace mosaro
-
-template <>
-struct std::hash<mosaro::GridDimensions> {
-    std::size_t operator()(const mosaro::GridDimensions& dims) const noexcept { return qHash(dims); }
-};

@@ -2,10 +2,8 @@
 
 #include "KeyboardShortcuts/Shortcut.h"
 
-#include <QHash>
 #include <QMetaType>
 #include <QString>
-#include <functional>
 #include <optional>
 
 namespace mosaro::KeyboardShortcuts {
@@ -25,16 +23,6 @@ struct Name {
     friend bool operator<(const Name& a, const Name& b) { return a.rawValue < b.rawValue; }
 };
 
-inline size_t qHash(const Name& name, size_t seed = 0)
-{
-    return ::qHash(name.rawValue, seed);
-}
-
 } // namespace mosaro::KeyboardShortcuts
-
-template <>
-struct std::hash<mosaro::KeyboardShortcuts::Name> {
-    std::size_t operator()(const mosaro::KeyboardShortcuts::Name& name) const noexcept { return qHash(name.rawValue); }
-};
 
 Q_DECLARE_METATYPE(mosaro::KeyboardShortcuts::Name)

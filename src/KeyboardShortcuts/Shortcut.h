@@ -6,7 +6,6 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 
 namespace mosaro::KeyboardShortcuts {
 
@@ -38,11 +37,3 @@ struct Shortcut {
 QString keyDisplayString(std::int64_t keyCode);
 
 } // namespace mosaro::KeyboardShortcuts
-
-template <>
-struct std::hash<mosaro::KeyboardShortcuts::Shortcut> {
-    std::size_t operator()(const mosaro::KeyboardShortcuts::Shortcut& s) const noexcept
-    {
-        return std::hash<std::int64_t>()(s.carbonKeyCode) * 31 + std::hash<std::int64_t>()(s.carbonModifiers);
-    }
-};

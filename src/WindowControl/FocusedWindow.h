@@ -3,10 +3,8 @@
 #include "Platform/Accessibility.h"
 #include "Platform/Geometry.h"
 
-#include <QHashFunctions>
 #include <QString>
 #include <cstdint>
-#include <functional>
 #include <optional>
 
 namespace mosaro {
@@ -34,16 +32,4 @@ struct FocusedWindow {
     }
 };
 
-// Only the identifying fields: a window whose frame or flags changed still hashes alike.
-inline size_t qHash(const FocusedWindow& window, size_t seed = 0) noexcept
-{
-    return qHashMulti(seed, window.processID, window.windowID.has_value(), window.windowID.value_or(0),
-                      window.title.has_value(), window.title.value_or(QString()));
-}
-
 } // namespace mosaro
-
-template <>
-struct std::hash<mosaro::FocusedWindow> {
-    std::size_t operator()(const mosaro::FocusedWindow& window) const noexcept { return qHash(window); }
-};

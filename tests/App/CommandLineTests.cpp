@@ -53,37 +53,4 @@ TEST(CommandLine, AnythingNotUnderstoodFailsWithOneLineNamingIt)
     }
 }
 
-TEST(CommandLine, HelpListsEveryOptionOnItsOwnAlignedLine)
-{
-    const QString help = CommandLine::helpText();
-    EXPECT_TRUE(help.startsWith(QStringLiteral("Usage: mosaro [option]\n")));
-    EXPECT_TRUE(help.endsWith('\n'));
-    const QStringList lines = help.split('\n');
-    QStringList optionLines;
-    for (const QString& l : lines)
-        if (l.startsWith(QStringLiteral("  --")))
-            optionLines << l;
-    ASSERT_EQ(optionLines.size(), qsizetype(commandLineOptions().size()));
-    qsizetype column = -1;
-    for (std::size_t i = 0; i < commandLineOptions().size(); ++i) {
-        const auto& option = commandLineOptions()[i];
-        const QString name =
-            QStringLiteral("--") + QString::fromUtf8(option.name.data(), qsizetype(option.name.size()));
-        const QString description = QString::fromUtf8(option.description.data(), qsizetype(option.description.size()));
-        EXPECT_TRUE(optionLines[qsizetype(i)].startsWith(QStringLiteral("  ") + name + ' '));
-        const qsizetype at = optionLines[qsizetype(i)].indexOf(description);
-        ASSERT_GT(at, 0) << name.toStdString();
-        if (column < 0)
-            column = at;
-        EXPECT_EQ(at, column) << "descriptions start in one column";
-    }
-    for (const char* required : {"help", "version", "trigger", "quit", "verbose", "log-stderr", "log-stdout"})
-        EXPECT_TRUE(help.contains(QStringLiteral("  --") + required + ' ')) << required;
-}
-
-TEST(CommandLine, VersionLineNamesTheProgramAndVersion)
-{
-    EXPECT_EQ(CommandLine::versionText(QStringLiteral("1.2.3")), QStringLiteral("mosaro 1.2.3\n"));
-}
-
 } // namespace

@@ -27,7 +27,6 @@ TEST_F(RemoteCommandsTest, CommandsFailWithOneLineWhenNobodyCanHearThem)
         SingleInstance::SendResult answer;
         QString line;
     } cases[] = {
-        {{Delivery::noInstance, {}}, "mosaro: Mosaro is not running in this session"},
         {{Delivery::unavailable, {}},
          "mosaro: no session bus (" + session.reason + "): remote commands are unavailable"},
         {{Delivery::failed, "Did not receive a reply"},

@@ -1,5 +1,6 @@
 // Every text the product is fixed to say, byte for byte, against what the code says: the log
 // lines and intervals, the keys and names others read, and the labels of every window and menu.
+#include "App/CommandLine.h"
 #include "App/MenuContent.h"
 #include "Diagnostics/DiagnosticsReport.h"
 #include "Diagnostics/Log/Log.h"
@@ -158,6 +159,26 @@ TEST_F(SystemTexts, EveryFixedTextIsWhatTheCodeProduces)
         {"badge granted", "Granted", PermissionStatusBadge::label(PermissionState::granted())},
         {"badge denied", "Not granted", PermissionStatusBadge::label(PermissionState::denied(true))},
         {"badge not asked", "Not requested yet", PermissionStatusBadge::label(PermissionState::notDetermined())},
+        // what `mosaro --help` and `--version` print
+        {"help",
+         "Usage: mosaro [option]\n"
+         "A keyboard-driven window tiler for X11 desktops.\n"
+         "\n"
+         "Without an option Mosaro starts in the system tray; when it already runs in this\n"
+         "session, the running one shows its settings instead.\n"
+         "\n"
+         "Options:\n"
+         "  --help         Show this help and exit.\n"
+         "  --version      Print the version and exit.\n"
+         "  --trigger      Ask the running Mosaro to open its grid on the focused window.\n"
+         "  --quit         Ask the running Mosaro to quit.\n"
+         "  --check        Check whether this desktop can run Mosaro, say what is missing, and exit.\n"
+         "  --verbose      Log debug messages too, and echo the log on standard error.\n"
+         "  --log-stderr   Echo the log on standard error.\n"
+         "  --log-stdout   Echo the log on standard output.\n"
+         "  --log-private  Show private values (window titles, paths) in the journal and the echoed log.\n",
+         CommandLine::helpText()},
+        {"version", "mosaro 1.2.3\n", CommandLine::versionText(QStringLiteral("1.2.3"))},
     };
 
     // Each action: its stored name and its title.
@@ -257,7 +278,7 @@ TEST_F(SystemTexts, EveryFixedTextIsWhatTheCodeProduces)
           "Changing your mind later", "Not now"})
         rows.push_back(shown("welcome window", welcomeTexts, text));
 
-    ASSERT_EQ(rows.size(), 149u);
+    ASSERT_EQ(rows.size(), 151u);
     for (const Row& row : rows)
         EXPECT_EQ(row.produced.toStdString(), row.expected.toStdString()) << row.name;
 }

@@ -153,44 +153,11 @@ TEST_F(DiagnosticsTest, EachSummaryLineFollowsWhatItReads)
 
 // ---- the log block ----
 
-TEST_F(DiagnosticsTest, LogReadCoversTheLastFiveMinutesOfTheSixCategories)
+// Signposts alone are no entries; a log that cannot be read gives its error.
+TEST_F(DiagnosticsTest, WithoutEntriesOrUnreadableTheLogBlockSaysWhy)
 {
-    clock.time = QDateTime(QDate(2025, 3, 14), QTime(15, 9, 26, 535));
-    (void)diagnostics().recentLogText();
-    ASSERT_EQ(log.queries.size(), 1u);
-    EXPECT_EQ(log.queries[0].since, clock.time.addSecs(-300));
-    EXPECT_EQ(log.queries[0].subsystem, "tech.brenmark.mosaro");
-    EXPECT_EQ(log.queries[0].categories,
-              QStringList({"lifecycle", "overlay", "permission", "preferences", "windowmanager", "perf"}));
-}
-
-TEST_F(DiagnosticsTest, LogBlockWithoutEntriesSaysSo)
-{
-    EXPECT_EQ(diagnostics().recentLogText(), "(no Mosaro log entries in the last 5 min)");
-    // Signposts alone are no entries.
     log.answer = std::vector<LogRecord>{record(clock.time, "perf", "sc-001 show-overlay", LogRecord::Kind::signpost)};
     EXPECT_EQ(diagnostics().recentLogText(), "(no Mosaro log entries in the last 5 min)");
-}
-
-TEST_F(DiagnosticsTest, LogBlockKeepsTheLast400LinesOldestFirst)
-{
-    const QDateTime start(QDate(2025, 3, 14), QTime(15, 0, 0));
-    std::vector<LogRecord> records;
-    for (int i = 0; i < 1000; ++i) {
-        records.push_back(record(start.addMSecs(qint64(i) * 10), "overlay", QStringLiteral("entry %1").arg(i)));
-        if (i % 100 == 0) // signposts in between are skipped, not counted
-            records.push_back(record(start.addMSecs(qint64(i) * 10), "perf", "sc-002", LogRecord::Kind::signpost));
-    }
-    log.answer = records;
-    const QStringList lines = diagnostics().recentLogText().split(u'\n');
-    ASSERT_EQ(lines.size(), 400);
-    EXPECT_EQ(lines.first(), start.addMSecs(6000).toString("HH:mm:ss.zzz") + " [overlay] entry 600");
-    EXPECT_EQ(lines.last(), start.addMSecs(9990).toString("HH:mm:ss.zzz") + " [overlay] entry 999");
-    EXPECT_EQ(lines.first(), "15:00:06.000 [overlay] entry 600");
-}
-
-TEST_F(DiagnosticsTest, UnreadableLogGivesItsError)
-{
     log.answer = unexpected(LogReadError{QStringLiteral("Permission denied")});
     EXPECT_EQ(diagnostics().recentLogText(), "(could not read unified log: Permission denied)");
 }

@@ -56,13 +56,6 @@ TEST(OverlayViewModel, AppliesInputsAndNotifiesOnlyOnChange)
 
 TEST(OverlayDrawing, DividesTheVisibleFrameEvenlyAndInsetsTheHighlight)
 {
-    const auto d = overlayDrawing(3, 2, HighlightedRegion::single({1, 1}), 1512, 944);
-    EXPECT_EQ(d.verticalLines, (std::vector<double>{504, 1008}));
-    EXPECT_EQ(d.horizontalLines, (std::vector<double>{472}));
-    EXPECT_EQ(d.highlight.size(), (Size{496, 464}));
-    EXPECT_EQ(d.highlightCentre, (Point{756, 708}));
-    EXPECT_EQ(d.highlight.origin(), (Point{508, 476}));
-
     const auto one = overlayDrawing(1, 1, HighlightedRegion::single({0, 0}), 800, 600);
     EXPECT_TRUE(one.verticalLines.empty());
     EXPECT_TRUE(one.horizontalLines.empty());

@@ -1,9 +1,6 @@
-#include "Settings/AboutSettings.h"
 #include "Settings/GeneralSettings.h"
 #include "Settings/SettingsPane.h"
-#include "support/FakePermissionPlatform.h"
 #include "support/FakeSettingsPlatform.h"
-#include "support/InMemoryDefaultsStore.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +22,6 @@ TEST(SettingsPane, RequestsNameAPaneByItsExactRawValueOnly)
          {QVariantMap{}, QVariantMap{{"pane", "About"}}, QVariantMap{{"pane", "display"}}, QVariantMap{{"pane", 2}},
           QVariantMap{{"pane", QStringList{"about"}}}, QVariantMap{{"tab", "about"}}})
         EXPECT_EQ(requestedPane(request(info)), std::nullopt) << info.keys().value(0).toStdString();
-    EXPECT_EQ(settingsWindowTitle(SettingsPane::shortcuts), "Mosaro Settings - Shortcuts");
 }
 
 // Attached displays in platform order, then the remembered ones (not connected) by name.
@@ -47,29 +43,6 @@ TEST(GeneralSettings, LaunchAtLoginSwitchIsOnOnlyForAnEnabledRegistration)
     EXPECT_TRUE(loginSwitch.read());
     items.registered = LoginItemService::RegistrationStatus::requiresApproval;
     EXPECT_FALSE(loginSwitch.read());
-}
-
-// The About pane's poll never prompts and announces only a change.
-TEST(AboutSettings, PollerNeverPromptsAndAnnouncesOnlyAChange)
-{
-    PermissionGate::resetRecordedStateForTesting();
-    FakeAccessibilityTrust trust;
-    InMemoryDefaultsStore defaults;
-    FakeUrlOpener urls;
-    FakeScheduler scheduler;
-    PermissionGate gate(trust, defaults, urls);
-    PermissionPoller poller(gate, scheduler);
-    int changes = 0;
-    QObject::connect(&poller, &PermissionPoller::stateChanged, [&] { ++changes; });
-    poller.appear();
-    trust.trusted = true;
-    scheduler.fireAll();
-    scheduler.fireAll();
-    EXPECT_EQ(changes, 1);
-    poller.appear();
-    EXPECT_EQ(scheduler.timers.size(), 1u) << "appearing again keeps one timer";
-    EXPECT_EQ(std::count(trust.promptArguments.begin(), trust.promptArguments.end(), true), 0);
-    EXPECT_FALSE(defaults.boolean(PermissionGate::promptFlagKey));
 }
 
 } // namespace

@@ -91,11 +91,4 @@ TEST(Appcast, VersionsCompareByReleaseNumbersThenPreReleases)
     EXPECT_EQ(Appcast::compareVersions("0.2.0", " 0.2.0 "), 0);
 }
 
-TEST(Appcast, NewestIsTheHighestVersionWhereverItStands)
-{
-    const auto items = *Appcast::parse(feed(item("0.2.0") + item("0.10.0") + item("0.9.0")));
-    EXPECT_EQ(Appcast::newest(items)->version, "0.10.0");
-    EXPECT_EQ(Appcast::newest({}), std::nullopt);
-}
-
 } // namespace

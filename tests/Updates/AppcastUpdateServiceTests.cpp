@@ -178,28 +178,15 @@ TEST_F(AppcastUpdateServiceTest, ASecondCheckWhileOneRunsIsRefused)
     EXPECT_EQ(answers.shown[0].kind, UpdateCheckAnswer::Kind::upToDate);
 }
 
-TEST_F(AppcastUpdateServiceTest, AutomaticChecksAreOffUntilTurnedOnAndKeptInTheDefaults)
-{
-    EXPECT_FALSE(service->automaticallyChecksForUpdates());
-    EXPECT_TRUE(scheduler.timers.empty());
-    EXPECT_EQ(service->nextAutomaticCheck(), std::nullopt);
-
-    service->setAutomaticallyChecksForUpdates(true);
-    EXPECT_EQ(defaults.values.value(AppcastUpdateService::automaticChecksKey), QVariant(true));
-    // Never checked before: the first check waits a minute after turning on.
-    ASSERT_EQ(scheduler.timers.size(), 1u);
-    EXPECT_EQ(scheduler.timers.begin()->second.seconds, AppcastUpdateService::firstCheckDelaySeconds);
-
-    service->setAutomaticallyChecksForUpdates(false);
-    EXPECT_TRUE(scheduler.timers.empty());
-    EXPECT_FALSE(service->automaticallyChecksForUpdates());
-}
-
+// Off until turned on, and kept in the defaults; then about once a day from the last check.
 TEST_F(AppcastUpdateServiceTest, AutomaticChecksRunAboutOnceADayFromTheLastCheck)
 {
+    EXPECT_FALSE(service->automaticallyChecksForUpdates());
+    EXPECT_TRUE(scheduler.timers.empty());
     defaults.values[AppcastUpdateService::lastCheckTimeKey] =
         double(clock.time.addSecs(qint64(-2) * 3600).toSecsSinceEpoch());
     service->setAutomaticallyChecksForUpdates(true);
+    EXPECT_EQ(defaults.values.value(AppcastUpdateService::automaticChecksKey), QVariant(true));
     ASSERT_EQ(scheduler.timers.size(), 1u);
     EXPECT_EQ(scheduler.timers.begin()->second.seconds, 22 * 3600);
     EXPECT_EQ(service->nextAutomaticCheck(), clock.time.addSecs(qint64(22) * 3600));
@@ -221,6 +208,9 @@ TEST_F(AppcastUpdateServiceTest, AutomaticChecksRunAboutOnceADayFromTheLastCheck
     fireAutomaticCheck();
     ASSERT_TRUE(spinUntil([&] { return answers.shown.size() == 1; }));
     EXPECT_EQ(answers.shown[0].update->version, "0.4.0");
+
+    service->setAutomaticallyChecksForUpdates(false);
+    EXPECT_TRUE(scheduler.timers.empty());
 }
 
 TEST_F(AppcastUpdateServiceTest, AutomaticFailuresAreSilentAndLogged)

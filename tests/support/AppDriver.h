@@ -22,8 +22,7 @@
 namespace mosaro::test {
 
 // The application delegate with every platform piece faked, and one journal that records, in
-// the order they happen, the steps of launching that a test may ask about: log lines, hotkey
-// registrations, permission checks, timers and the welcome window.
+// the order they happen, the log lines of launching and the welcome window being considered.
 class AppDriver {
 public:
     struct DesktopFake : DesktopSession {
@@ -33,40 +32,6 @@ public:
         bool active = true;
         bool titledVisible = false;
         int hides = 0;
-    };
-
-    struct JournalingHotKeys : FakeHotKeyService {
-        OSStatus registerEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers, EventHotKeyID id,
-                                     EventHotKeyRef& out) override
-        {
-            const OSStatus status = FakeHotKeyService::registerEventHotKey(keyCode, modifiers, id, out);
-            journal->push_back("hotkey registered");
-            return status;
-        }
-        std::vector<std::string>* journal = nullptr;
-    };
-
-    struct JournalingScheduler : FakeScheduler {
-        Token scheduleRepeating(double seconds, std::function<void()> tick) override
-        {
-            journal->push_back("repeating timer " + std::to_string(seconds).substr(0, 3) + " s");
-            return FakeScheduler::scheduleRepeating(seconds, std::move(tick));
-        }
-        Token scheduleOnce(double seconds, std::function<void()> fire) override
-        {
-            journal->push_back("one-shot timer " + std::to_string(seconds).substr(0, 3) + " s");
-            return FakeScheduler::scheduleOnce(seconds, std::move(fire));
-        }
-        std::vector<std::string>* journal = nullptr;
-    };
-
-    struct JournalingTrust : FakeAccessibilityTrust {
-        bool isProcessTrustedWithOptions(bool prompt) override
-        {
-            journal->push_back(prompt ? "trust check with prompt" : "trust check");
-            return FakeAccessibilityTrust::isProcessTrustedWithOptions(prompt);
-        }
-        std::vector<std::string>* journal = nullptr;
     };
 
     AppDriver()
@@ -80,9 +45,6 @@ public:
             if (e.kind == Log::Entry::Kind::message)
                 journal.push_back("log " + e.category.toStdString() + ": " + e.message.toStdString());
         });
-        hotKeys.journal = &journal;
-        scheduler.journal = &journal;
-        trust.journal = &journal;
         screens.add({0, 0, 1440, 900}, {0, 25, 1440, 875}, "Alpha");
         panels.center = &center;
         trust.trusted = true;
@@ -111,26 +73,18 @@ public:
 
     QString preferencesPath() const { return m_dir.filePath(QStringLiteral("preferences.json")); }
 
-    // Runs the one-shot timers that are due, as the event loop would, and says how many ran.
-    int runOneShotTimers()
+    // Runs the one-shot timers, as the event loop would, and gives the delay each was set for.
+    std::vector<double> runOneShotTimers()
     {
-        int ran = 0;
+        std::vector<double> ran;
         for (auto [token, timer] : std::map<Scheduler::Token, FakeScheduler::Timer>(scheduler.timers)) {
             if (!timer.repeating) {
                 scheduler.timers.erase(token);
                 timer.callback();
-                ++ran;
+                ran.push_back(timer.seconds);
             }
         }
         return ran;
-    }
-
-    // One tick of every repeating timer (the permission poll).
-    void tick()
-    {
-        for (auto [token, timer] : std::map<Scheduler::Token, FakeScheduler::Timer>(scheduler.timers))
-            if (timer.repeating)
-                timer.callback();
     }
 
     // Announces that a window closes, as the platform does.
@@ -142,13 +96,13 @@ public:
 
     std::vector<std::string> journal;
     InMemoryDefaultsStore defaults;
-    JournalingHotKeys hotKeys;
+    FakeHotKeyService hotKeys;
     NotificationCenter center, workspace;
     FakeScreens screens;
     FakeAccessibility accessibility;
-    JournalingTrust trust;
+    FakeAccessibilityTrust trust;
     FakeUrlOpener urls;
-    JournalingScheduler scheduler;
+    FakeScheduler scheduler;
     DesktopFake desktop;
     FakeBeeper beeper;
     FakeApplication app;

@@ -5,7 +5,6 @@
 
 #include <QString>
 #include <optional>
-#include <vector>
 
 namespace mosaro::test {
 
@@ -18,12 +17,10 @@ public:
 
     RegistrationStatus registered = RegistrationStatus::notRegistered;
     std::optional<QString> failWith;
-    std::vector<bool> requests;
 
 private:
     Status<QString> change(bool enable)
     {
-        requests.push_back(enable);
         if (failWith)
             return unexpected(*failWith);
         registered = enable ? RegistrationStatus::enabled : RegistrationStatus::notRegistered;
@@ -34,7 +31,7 @@ private:
 // An update service that answers at once and remembers what it was asked.
 class FakeUpdateService : public UpdateService {
 public:
-    void start() override { ++starts; }
+    void start() override {}
     bool canCheckForUpdates() const override { return canCheck; }
     void checkForUpdates() override { ++checks; }
     bool automaticallyChecksForUpdates() const override { return automatic; }
@@ -49,7 +46,6 @@ public:
 
     bool canCheck = true;
     bool automatic = true;
-    int starts = 0;
     int checks = 0;
 };
 

@@ -85,9 +85,7 @@ inline void typeCombination(std::uint16_t macKeyCode, std::uint64_t flags = 0)
 
 // Answers the next modal alert with the button of that text, and remembers what it said.
 struct AlertAnswer {
-    QString text;
     QString informativeText;
-    QStringList buttons;
     QString defaultButton;
     bool shown = false;
 };
@@ -99,10 +97,7 @@ inline std::shared_ptr<AlertAnswer> answerNextAlert(const QString& button)
         if (!box)
             return;
         answer->shown = true;
-        answer->text = box->text();
         answer->informativeText = box->informativeText();
-        for (QAbstractButton* b : box->buttons())
-            answer->buttons.push_back(b->text());
         if (box->defaultButton())
             answer->defaultButton = box->defaultButton()->text();
         for (QAbstractButton* b : box->buttons())

@@ -84,9 +84,13 @@ protected:
     {
         return eventually([&] { return !panel().value(QLatin1String("visible")).toBool(); });
     }
+    // Ready once Mosaro has placed its panel too: that command gives it the focus again, and would
+    // take it back from a change the test makes before it.
     bool trigger(const QString& keys = QStringLiteral("logo+Return"))
     {
-        return session->press(keys) && panelHoldsKeyboard();
+        const int placed = app->count(QStringLiteral("sway placed the panel"));
+        return session->press(keys) && app->waitForLog(QStringLiteral("sway placed the panel"), placed + 1) &&
+               panelHoldsKeyboard();
     }
     bool frameIs(std::int64_t id, const Rect& frame)
     {

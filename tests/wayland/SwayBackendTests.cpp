@@ -1,5 +1,4 @@
 #include "Diagnostics/Log/Log.h"
-#include "Grid/GridLayout.h"
 #include "Grid/ScreenGeometry.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/NotificationCenter.h"
@@ -10,14 +9,9 @@
 #include "support/ApplicationEnvironment.h"
 #include "support/wayland/SwaySession.h"
 
-#include <QColor>
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QEventLoop>
-#include <QImage>
 #include <QJsonObject>
-#include <QThread>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -30,7 +24,6 @@ MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
 
 constexpr std::uint16_t returnKey = 36;
 constexpr auto command = std::uint32_t(CarbonModifier::command);
-const QString bottomBar = QStringLiteral("bar {\n position bottom\n height 25\n}");
 
 int logged(const char* text)
 {
@@ -74,8 +67,6 @@ protected:
         auto window = manipulator->focusedWindow();
         return window ? *window : std::nullopt;
     }
-    // A frame in screen coordinates as sway's layout pixels.
-    Rect layoutFrame(const Rect& frame) { return flippedRect(frame, primaryScreenHeight(*screens)); }
 
     std::unique_ptr<SwaySession> session;
     std::unique_ptr<Sway::Ipc> ipc;
@@ -92,99 +83,6 @@ protected:
                 std::fprintf(stderr, "%s\n", qPrintable(e.message));
     }
 };
-
-// The focused window and its display on a 1440 x 900 output, with and without a 25 px bar at the
-// bottom: the bar's output gives the grid's worked examples' visible frame exactly.
-TEST_F(SwayBackendTest, FocusedWindowAndVisibleFrameWithAndWithoutABar)
-{
-    struct Row {
-        const char* name;
-        QString config;
-        Rect visible;
-    };
-    const Row rows[] = {{"no bar", {}, {0, 0, 1440, 900}}, {"bar at the bottom", bottomBar, {0, 25, 1440, 875}}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        start({1440, 900, row.config});
-        const auto foot = session->startFoot(QStringLiteral("mosaro-foot"));
-        ASSERT_TRUE(foot);
-        // The bar maps a moment after sway answers.
-        eventually([&] { return screens->screens().at(0)->visibleFrame() == row.visible; });
-        const auto list = screens->screens();
-        ASSERT_EQ(list.size(), 1u);
-        EXPECT_EQ(list[0]->frame(), (Rect{0, 0, 1440, 900}));
-        EXPECT_EQ(list[0]->visibleFrame(), row.visible);
-        EXPECT_EQ(list[0]->localizedName(), QStringLiteral("headless")); // the output's model
-        const auto window = focused();
-        ASSERT_TRUE(window);
-        EXPECT_EQ(window->processID, foot->pid);
-        EXPECT_FALSE(window->isFullscreen);
-        EXPECT_TRUE(window->isResizable);
-        // A tiled window alone on its workspace fills the visible frame, title bar included.
-        EXPECT_EQ(window->frame, row.visible);
-        // A fullscreen window is seen as one, so that the presenter refuses it.
-        ASSERT_TRUE(session->command(QStringLiteral("fullscreen enable")));
-        ASSERT_TRUE(focused());
-        EXPECT_TRUE(focused()->isFullscreen);
-    }
-}
-
-// The grid's worked frames (3 x 2 on 0, 25, 1440, 875) reached exactly: a tiled terminal and a
-// tiled Qt window made floating by their first move, then moves between cells of different sizes.
-TEST_F(SwayBackendTest, PlacesWindowsOnTheWorkedFramesExactly)
-{
-    start({1440, 900, bottomBar});
-    ASSERT_TRUE(eventually([&] { return screens->screens().at(0)->visibleFrame() == Rect{0, 25, 1440, 875}; }));
-    struct Row {
-        double margin;
-        GridCell anchor, extent;
-        Rect frame; // as the grid gives it, screen coordinates
-    };
-    const Row rows[] = {
-        {0, {1, 1}, {1, 1}, {480, 25, 480, 438}},  {0, {0, 0}, {0, 0}, {0, 463, 480, 437}},
-        {10, {0, 0}, {2, 1}, {10, 35, 1420, 855}}, {10, {2, 0}, {2, 0}, {962, 468, 468, 422}},
-        {10, {1, 1}, {1, 1}, {488, 35, 464, 423}},
-    };
-    const auto foot = session->startFoot(QStringLiteral("mosaro-foot"));
-    const auto qt = session->startQtWindow(QStringLiteral("mosaro-qt"));
-    ASSERT_TRUE(foot && qt);
-    // sway takes a floating window's size from each answer of its client, so a move waits until
-    // the Qt client has answered the last configure, its tile's or its last move's (a person is
-    // never that quick).
-    const auto caughtUp = [&] {
-        const QJsonObject content = session->container(qt->id).value(QLatin1String("window_rect")).toObject();
-        const QString size = QStringLiteral("size %1x%2\n")
-                                 .arg(content.value(QLatin1String("width")).toInt())
-                                 .arg(content.value(QLatin1String("height")).toInt());
-        return eventually([&] { return session->log(QStringLiteral(MOSARO_WAYLAND_CLIENT_NAME)).endsWith(size); });
-    };
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        const Row& row = rows[i];
-        SCOPED_TRACE(describe(row.frame).toStdString());
-        const GridLayout grid{3, 2, screens->screens().at(0)->visibleFrame(), row.margin};
-        ASSERT_EQ(grid.frameFor({row.anchor, row.extent}), row.frame);
-        // The terminal takes the first frame from its tile; the Qt window every other one.
-        const SwaySession::Window& target = i == 0 ? *foot : *qt;
-        ASSERT_TRUE(session->command(QStringLiteral("[con_id=%1] focus").arg(target.id)));
-        EXPECT_TRUE(caughtUp()); // before the first move: the two tiles' configures are answered
-        const auto window = focused();
-        ASSERT_TRUE(window);
-        EXPECT_EQ(window->processID, target.pid);
-        ASSERT_TRUE(manipulator->move(*window, row.frame));
-        EXPECT_EQ(session->frameOf(target.id), layoutFrame(row.frame));
-        EXPECT_EQ(session->container(target.id).value(QLatin1String("type")).toString(), QLatin1String("floating_con"));
-        EXPECT_EQ(focused()->frame, row.frame);
-    }
-    EXPECT_TRUE(caughtUp());
-    EXPECT_EQ(session->frameOf(qt->id), layoutFrame(rows[std::size(rows) - 1].frame));
-    // The window is drawn there too: the client's colour fills the middle of its cell.
-    const Rect cell = layoutFrame(rows[std::size(rows) - 1].frame);
-    EXPECT_TRUE(eventually([&] {
-        const QImage shot = session->screenshot(QStringLiteral("placed"));
-        return !shot.isNull() && shot.pixelColor(int(cell.midpoint().x), int(cell.midpoint().y)) == QColor(40, 90, 160);
-    }));
-    EXPECT_EQ(logged("sway placed window"), 0);
-}
 
 // A write sway cannot take rolls back to where the window was: a tiled window stays tiled; a
 // frame sway settles differently is its answer, logged, without a rollback.
@@ -219,6 +117,9 @@ TEST_F(SwayBackendTest, FailedPlacementsRollBackAndDifferentAnswersStand)
             EXPECT_EQ(session->frameOf(foot->id), before);
         }
     }
+    // A fullscreen window is seen as one, so that the presenter refuses it.
+    ASSERT_TRUE(session->command(QStringLiteral("fullscreen enable")));
+    EXPECT_TRUE(eventually([&] { return focused() && focused()->isFullscreen; }));
 }
 
 // The trigger as a run-time binding: it fires, survives a reload, and leaves with Mosaro.
@@ -245,32 +146,6 @@ TEST_F(SwayBackendTest, TriggerBindingFiresSurvivesAReloadAndLeavesWithMosaro)
     EXPECT_EQ(pressed.size(), 2u);
     // Our binding went, nothing else: sway knows no binding to remove for those keys any more.
     EXPECT_FALSE(session->command(QStringLiteral("unbindsym --no-repeat --inhibited Mod4+Return")));
-}
-
-// Debian's default configuration binds Super+Return to the terminal ($mod, $term, an included
-// folder, a resize mode): the trigger is refused and the user's binding still opens a terminal
-// after Mosaro has gone.
-TEST_F(SwayBackendTest, RefusesACombinationTheUsersConfigurationBinds)
-{
-    SwaySession::Options options;
-    options.debianDefaults = true;
-    start(options);
-    auto service = hotKeys();
-    const auto held = service->userBinding(returnKey, command);
-    ASSERT_TRUE(held);
-    EXPECT_EQ(held->command, QStringLiteral("exec foot"));
-    EXPECT_EQ(held->file, QStringLiteral("/etc/sway/config"));
-    EventHotKeyRef ref = 0;
-    EXPECT_EQ(service->registerEventHotKey(returnKey, command, {fourCharCode("KBHK"), 1}, ref),
-              HotKeyStatus::hotKeyExists);
-    EXPECT_EQ(logged("sway already binds Mod4+Return to \"exec foot\""), 1);
-    // A combination the configuration leaves free is taken.
-    ASSERT_EQ(service->registerEventHotKey(returnKey, command | std::uint32_t(CarbonModifier::control),
-                                           {fourCharCode("KBHK"), 2}, ref),
-              HotKeyStatus::noErr);
-    service.reset();
-    ASSERT_TRUE(session->press(QStringLiteral("logo+Return")));
-    EXPECT_TRUE(session->waitForWindow(QStringLiteral("foot"), 10000));
 }
 
 // Displays and workspaces from sway's events: an output added, a workspace switch.

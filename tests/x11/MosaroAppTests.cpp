@@ -82,8 +82,6 @@ protected:
         preferencesPath = app->preferencesPath();
     }
 
-    void TearDown() override { app.reset(); }
-
     void startApp() { ASSERT_TRUE(app->start()) << app->lastError().toStdString(); }
 
     void key(std::uint16_t code, std::uint64_t modifiers = kNone) { ASSERT_TRUE(app->key(code, modifiers)); }
@@ -322,35 +320,25 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     EXPECT_EQ(app->bellCount(), 0);
 }
 
-// Full-screen and fixed-size windows are refused with a bell and no overlay. A window that
-// disappears while the overlay is up makes the commit fail with a bell; the application carries
-// on and the next trigger places another window.
+// A fixed-size window is refused with a bell and no overlay (a full-screen one takes the same way
+// out; reading that state is the accessibility test's). A window that disappears while the
+// overlay is up makes the commit fail with a bell; the application carries on and the next
+// trigger places another window.
 TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
 {
     ASSERT_NO_FATAL_FAILURE(startApp());
     const QString notTileable = logPrefix(M::notTileable);
 
-    const auto full = client({"--title", "Full", "--fullscreen"});
-    ASSERT_TRUE(session->activateWindow(full.window));
-    ASSERT_TRUE(waitForFrame(full.window, Rect{0, 0, 1280, 800}));
+    const auto fixed = client({"--title", "Fixed", "--fixed-size", "--geometry", "300x200+100+100"});
+    ASSERT_TRUE(session->activateWindow(fixed.window));
+    const Rect fixedFrame = session->outerFrame(fixed.window);
     int mark = app->logMark();
     key(keys::returnKey, kSuper);
     EXPECT_TRUE(app->waitForBells(1));
     ASSERT_TRUE(app->waitForLog(mark, notTileable)) << app->logText(mark).toStdString();
-    EXPECT_TRUE(app->linesSince(mark, notTileable).front().contains(QStringLiteral("fullscreen=true minimized=false")));
-    EXPECT_TRUE(app->overlayWindows().empty());
-    EXPECT_TRUE(app->linesSince(mark, logPrefix(M::panelPresented)).isEmpty());
-    session->stopClient(full);
-
-    const auto fixed = client({"--title", "Fixed", "--fixed-size", "--geometry", "300x200+100+100"});
-    ASSERT_TRUE(session->activateWindow(fixed.window));
-    const Rect fixedFrame = session->outerFrame(fixed.window);
-    mark = app->logMark();
-    key(keys::returnKey, kSuper);
-    EXPECT_TRUE(app->waitForBells(2));
-    ASSERT_TRUE(app->waitForLog(mark, notTileable)) << app->logText(mark).toStdString();
     EXPECT_TRUE(app->linesSince(mark, notTileable).front().contains(QStringLiteral("resizable=false")));
     EXPECT_TRUE(app->overlayWindows().empty());
+    EXPECT_TRUE(app->linesSince(mark, logPrefix(M::panelPresented)).isEmpty());
     EXPECT_EQ(session->outerFrame(fixed.window), fixedFrame);
     session->stopClient(fixed);
 
@@ -371,7 +359,7 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     if (overlayKept) {
         key(keys::returnKey);
         EXPECT_TRUE(app->waitForLog(mark, logPrefix(M::commitFailed))) << app->logText(mark).toStdString();
-        EXPECT_TRUE(app->waitForBells(3));
+        EXPECT_TRUE(app->waitForBells(2));
         EXPECT_TRUE(app->waitForNoOverlay());
     }
     EXPECT_TRUE(app->isRunning());

@@ -60,22 +60,14 @@ protected:
         ASSERT_TRUE(c);
         target = c->window;
     }
-    void TearDown() override { app.reset(); }
-
     void start(const QStringList& args = {})
     {
         ASSERT_TRUE(app->start(args)) << app->lastError().toStdString();
         ASSERT_TRUE(session->activateWindow(target));
     }
 
-    // Opens the overlay and adds a column: 3 x 2 becomes 4 x 2 on screen, nothing saved yet.
-    void openAndResize()
-    {
-        ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString();
-        const int mark = app->logMark();
-        ASSERT_TRUE(app->key(keys::right, ModifierFlag::option));
-        ASSERT_TRUE(app->waitForLog(mark, QStringLiteral("keyDown keyCode=124"))) << app->logText(mark).toStdString();
-    }
+    // 3 x 2 becomes 4 x 2 on screen, nothing saved yet.
+    void openAndResize() { ASSERT_TRUE(app->openAndAddColumn()) << app->logText().toStdString(); }
 
     std::optional<Preferences> stored()
     {

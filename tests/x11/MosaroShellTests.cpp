@@ -22,8 +22,6 @@ namespace M = mosaro::LogMessages;
 
 namespace {
 
-constexpr std::uint64_t kAlt = ModifierFlag::option;
-
 const QStringList kMenu{"About Mosaro",
                         "—",
                         "Window manager connected",
@@ -83,24 +81,14 @@ protected:
         app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
         app->useSessionBus(bus.address());
     }
-    void TearDown() override
-    {
-        app.reset();
-        session.reset();
-    }
-
     void startApp() { ASSERT_TRUE(app->start()) << app->lastError().toStdString(); }
 
-    // Opens the grid, adds a column (3 x 2 becomes 4 x 2), and leaves it open.
+    // Opens the grid on a window, adds a column (3 x 2 becomes 4 x 2), and leaves it open.
     void openAndResize()
     {
         const auto target = session->startClient({"--title", "Target", "--geometry", "400x300+120+90"});
-        ASSERT_TRUE(target);
-        ASSERT_TRUE(session->activateWindow(target->window));
-        ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString();
-        ASSERT_TRUE(app->key(keys::right, kAlt));
-        ASSERT_TRUE(app->waitForLog(0, QStringLiteral("keyDown keyCode=124 shift=false cmd=false opt=true")))
-            << app->logText().toStdString();
+        ASSERT_TRUE(target && session->activateWindow(target->window));
+        ASSERT_TRUE(app->openAndAddColumn()) << app->logText().toStdString();
     }
 
     PrivateSessionBus bus;
@@ -175,10 +163,10 @@ TEST_F(MosaroShellTest, TriggerCommandOpensTheGridOnTheFocusedWindowAndReturnPla
 TEST_F(MosaroShellTest, RemoteCommandsFailWithOneLineWhenNoMosaroCanHearThem)
 {
     QString errors;
-    EXPECT_EQ(app->runAgain({QStringLiteral("--trigger")}, &errors), 1);
-    EXPECT_EQ(errors.toStdString(), "mosaro: Mosaro is not running in this session\n");
-    EXPECT_EQ(app->runAgain({QStringLiteral("--quit")}, &errors), 1);
-    EXPECT_EQ(errors.toStdString(), "mosaro: Mosaro is not running in this session\n");
+    for (const char* command : {"--trigger", "--quit"}) {
+        EXPECT_EQ(app->runAgain({QString::fromLatin1(command)}, &errors), 1);
+        EXPECT_EQ(errors.toStdString(), "mosaro: Mosaro is not running in this session\n");
+    }
 
     app->useSessionBus(QStringLiteral("unix:path=/nonexistent/bus"));
     EXPECT_EQ(app->runAgain({QStringLiteral("--trigger")}, &errors), 1);

@@ -39,11 +39,6 @@ protected:
         session = std::make_unique<X11Session>(X11Session::Options{1280, 800, QStringLiteral("openbox")});
         ASSERT_TRUE(session->ok()) << session->error().toStdString();
     }
-    void TearDown() override
-    {
-        app.reset();
-        session.reset();
-    }
 
     X11SessionClient target()
     {

@@ -6,6 +6,7 @@
 #include "Platform/X11/X11ScreenList.h"
 #include "WindowControl/AXWindowManipulator.h"
 #include "support/EdidFixture.h"
+#include "support/KeyCodes.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
 
@@ -123,8 +124,6 @@ TEST(X11ScreenList, TwoMonitorsInServerOrderWithConsistentCoordinates)
 
 namespace {
 
-constexpr std::uint16_t kReturn = 36, kLeft = 123, kRight = 124, kDown = 125, kUp = 126;
-
 // Sets (or, without values, deletes) a window's _NET_WM_STRUT_PARTIAL, as a panel would; the
 // manager's work area, as published.
 void setStrut(X11Connection& c, xcb_window_t window, const std::vector<std::uint32_t>& v, std::uint8_t format = 32)
@@ -174,15 +173,15 @@ TEST(X11ScreenListWorkArea, SelectionsLandOnTheWorkAreasCells)
           {{}, 32, {0, 0, 1440, 900}}}},
     };
     const std::vector<std::pair<HighlightedRegion, std::vector<MosaroAppDriver::Key>>> selections{
-        {{{0, 0}, {0, 0}}, {{kUp, 0}, {kLeft, 0}, {kReturn, 0}}},
-        {{{0, 1}, {0, 1}}, {{kDown, 0}, {kLeft, 0}, {kReturn, 0}}},
+        {{{0, 0}, {0, 0}}, {{keys::up, 0}, {keys::left, 0}, {keys::returnKey, 0}}},
+        {{{0, 1}, {0, 1}}, {{keys::down, 0}, {keys::left, 0}, {keys::returnKey, 0}}},
         {{{0, 0}, {2, 1}},
-         {{kUp, 0},
-          {kLeft, 0},
-          {kRight, ModifierFlag::shift},
-          {kRight, ModifierFlag::shift},
-          {kDown, ModifierFlag::shift},
-          {kReturn, 0}}},
+         {{keys::up, 0},
+          {keys::left, 0},
+          {keys::right, ModifierFlag::shift},
+          {keys::right, ModifierFlag::shift},
+          {keys::down, ModifierFlag::shift},
+          {keys::returnKey, 0}}},
     };
     for (const Row& row : rows) {
         X11Session::Options options{1440, 900, QStringLiteral("openbox")};

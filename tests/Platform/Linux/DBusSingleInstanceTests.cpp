@@ -94,14 +94,4 @@ TEST_F(DBusSingleInstanceTest, GdbusCallsReachTheRunningOne)
     EXPECT_EQ(received.front(), RemoteCommand::showAbout);
 }
 
-TEST_F(DBusSingleInstanceTest, WithoutABusNothingIsClaimedOrSent)
-{
-    DBusSingleInstance none(QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"),
-                                                          QStringLiteral("mosaro-test-nobus")));
-    connections << QStringLiteral("mosaro-test-nobus");
-    EXPECT_EQ(none.claim([](RemoteCommand) {}), Claim::unavailable);
-    EXPECT_EQ(none.send(RemoteCommand::trigger).delivery, Delivery::unavailable);
-    EXPECT_FALSE(none.unavailableReason().isEmpty());
-}
-
 } // namespace

@@ -76,12 +76,6 @@ void DesktopMatrixTest::SetUp()
     ASSERT_TRUE(app->start()) << app->lastError().toStdString();
 }
 
-void DesktopMatrixTest::TearDown()
-{
-    app.reset();
-    session.reset();
-}
-
 bool DesktopMatrixTest::supports(const char* atom)
 {
     X11Connection& c = session->connection();

@@ -41,7 +41,6 @@ protected:
     };
 
     void SetUp() override;
-    void TearDown() override;
 
     // Every client in every scenario, each compared with its cell; prints one line per cell.
     void placeEveryClient();

@@ -287,6 +287,14 @@ bool MosaroAppDriver::openOverlay()
     return linesSince(mark, logPrefix(M::panelPresented)).front().contains(QStringLiteral("isKey=true"));
 }
 
+bool MosaroAppDriver::openAndAddColumn()
+{
+    if (!openOverlay())
+        return false;
+    const int mark = logMark();
+    return key(keys::right, ModifierFlag::option) && waitForLog(mark, QStringLiteral("keyDown keyCode=124"));
+}
+
 bool MosaroAppDriver::jump(std::uint16_t arrow)
 {
     const int mark = logMark();

@@ -78,6 +78,8 @@ public:
     bool keys(const std::vector<Key>& sequence);
     // Presses the trigger (Super+Return) and waits until the overlay holds the keyboard.
     bool openOverlay();
+    // Opens the overlay and adds a column (Option+Right), waiting until the overlay has the key.
+    bool openAndAddColumn();
     // Jumps to another display and waits until the overlay there holds the keyboard.
     bool jump(std::uint16_t arrow);
 

@@ -10,6 +10,7 @@ namespace mosaro {
 
 namespace {
 constexpr const char* commandFailedMessage = "sway refused the panel's command %{public}s: %{public}s";
+constexpr const char* placedMessage = "sway placed the panel and gave it the focus";
 
 QString number(double value)
 {
@@ -82,6 +83,7 @@ void SwayPanelRules::apply()
         return;
     }
     m_placedAt = m_wanted;
+    Log::overlay().debug(placedMessage);
 }
 
 void SwayPanelRules::returnKeyboard()
