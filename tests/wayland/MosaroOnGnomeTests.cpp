@@ -160,8 +160,7 @@ TEST_P(MosaroOnGnome, PlacesWindowsOnTheGridsFrames)
             EXPECT_TRUE(panelGone());
             EXPECT_TRUE(frameIs(step.frame)) << describe(*session->frameOf(targetTitle)).toStdString() << " wanted "
                                              << describe(step.frame).toStdString();
-            const auto window = session->window(targetTitle);
-            EXPECT_FALSE(window->value(QStringLiteral("maximized")).toBool());
+            EXPECT_FALSE(session->window(targetTitle)->value(QStringLiteral("maximized")).toBool());
             // The keyboard is back with the window.
             EXPECT_TRUE(has(targetTitle, "focused", 3000));
         }
@@ -220,12 +219,13 @@ TEST_P(MosaroOnGnome, ARecordedTriggerReplacesTheOldOne)
             return has(QStringLiteral("Mosaro Settings - Shortcuts"), "shown", 1000);
         },
         5000));
-    // Three steps of the window's tab order lead from the tab bar to the trigger's recorder.
-    for (int i = 0; i < 3; ++i)
-        ASSERT_TRUE(session->press(QStringLiteral("Tab")));
-    ASSERT_TRUE(session->press(QStringLiteral("space")));
-    ASSERT_TRUE(session->press(QStringLiteral("Control+Alt+y")));
-    ASSERT_TRUE(app->waitForDefaults(QStringLiteral(R"(carbonKeyCode\":16)")));
+    // Three steps of the tab order lead to the trigger's recorder, which records once it is ready.
+    ASSERT_TRUE(session->press(QStringLiteral("Tab")) && session->press(QStringLiteral("Tab")) &&
+                session->press(QStringLiteral("Tab")));
+    ASSERT_TRUE(eventually([&] {
+        return session->press(QStringLiteral("space")) && session->press(QStringLiteral("Control+Alt+y")) &&
+               app->waitForDefaults(QStringLiteral(R"(carbonKeyCode\":16)"), 1500);
+    }));
 
     // Back to the terminal, as a person would.
     ASSERT_TRUE(session->press(QStringLiteral("Alt+Tab")));

@@ -53,7 +53,13 @@ public:
         if (Gnome::extensionVersion(QDBusConnection::sessionBus()) == m_version)
             m_channel.registerClient();
         m_watcher.onPanelLost = [this] { m_panelHost.keyboardLost(); };
-        m_accessibility.beforePlacement = [this] { m_panelHost.finishHiding(); };
+        // The keyboard goes back to the window before it is placed: the focus change is a
+        // configure of its own, which a busy client would otherwise answer after the new size.
+        m_accessibility.beforePlacement = [this] {
+            m_panelHost.finishHiding();
+            if (!m_panelHost.isAsked())
+                m_channel.hidePanel(true);
+        };
         m_trust.showPrompt = [this] {
             if (showHelp)
                 showHelp();

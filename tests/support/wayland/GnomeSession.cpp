@@ -120,12 +120,12 @@ bool GnomeSession::start(const Options& options)
 
     // Ready: the Shell answers, the extensions expected to run do, and the overview stays closed.
     const QString name = QStringLiteral("gnome-session-") + m_base.path();
-    if (!eventually([&] { return QFile::exists(m_runtime + QStringLiteral("/bus")); }, readyMs)) {
-        m_error = QStringLiteral("no session bus");
-        return false;
-    }
-    m_bus = QDBusConnection::connectToBus(busAddress(), name);
     const auto answers = [&] {
+        // Connected again until the bus takes it: its socket may show a moment before it listens.
+        if (!m_bus || !m_bus->isConnected()) {
+            QDBusConnection::disconnectFromBus(name);
+            m_bus = QDBusConnection::connectToBus(busAddress(), name);
+        }
         return callShell(QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
                          {QStringLiteral("org.gnome.Shell"), QStringLiteral("ShellVersion")})
                    .type() == QDBusMessage::ReplyMessage;

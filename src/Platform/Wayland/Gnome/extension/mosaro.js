@@ -267,8 +267,33 @@ var MosaroShell = class MosaroShell {
     // Moves and resizes, then calls done(settled, frame) once the frame shows what was asked,
     // or has been still for a while after moving, or when the time is up; frame is null when
     // the window went away meanwhile.
-    _place(win, asked, done) {
+    _place(win, asked, done, unmaximized = false) {
         const {GLib, Meta} = this._lib;
+        if (!unmaximized && win.get_maximized() !== 0) {
+            // The client answers the un-maximize with its earlier size: placed before that
+            // answer came, the answer would undo the placement.
+            win.unmaximize(Meta.MaximizeFlags.BOTH);
+            const waiting = [];
+            let waitId = 0;
+            const go = gone => {
+                for (const id of waiting)
+                    win.disconnect(id);
+                if (waitId)
+                    GLib.source_remove(waitId);
+                if (gone)
+                    done(false, null);
+                else
+                    this._place(win, asked, done, true);
+            };
+            waiting.push(win.connect('size-changed', () => go(false)));
+            waiting.push(win.connect('unmanaged', () => go(true)));
+            waitId = GLib.timeout_add(GLib.PRIORITY_DEFAULT, SETTLE_QUIET_MS, () => {
+                waitId = 0;
+                go(false);
+                return GLib.SOURCE_REMOVE;
+            });
+            return;
+        }
         const ids = [];
         let limitId = 0;
         let quietId = 0;
