@@ -189,6 +189,32 @@ TEST_P(MosaroOnKWin, RefusesATriggerKDEAlreadyBinds)
     EXPECT_FALSE(eventually([&] { return !panel().isEmpty(); }, 700)) << "Mosaro took KDE's shortcut";
 }
 
+// Two of the three dismissals, from the session script's signals: another window taking the
+// keyboard, and a switch to another desktop. The window stays where it was.
+TEST_P(MosaroOnKWin, TheDesktopsEventsDismissTheGrid)
+{
+    ASSERT_NO_FATAL_FAILURE(start(0));
+    if (IsSkipped())
+        return;
+    const QString kwin = QStringLiteral("org.kde.KWin");
+    const auto before = session->frameOf(QStringLiteral("Mosaro target"));
+    ASSERT_TRUE(trigger());
+    ASSERT_TRUE(session->startWindow(QStringLiteral("Mosaro other")));
+    EXPECT_TRUE(panelGone());
+    EXPECT_TRUE(app->waitForLog(QStringLiteral("overlay dismiss"), 1));
+
+    ASSERT_TRUE(session
+                    ->call(kwin, QStringLiteral("/VirtualDesktopManager"),
+                           QStringLiteral("org.kde.KWin.VirtualDesktopManager"), QStringLiteral("createDesktop"),
+                           {1u, QStringLiteral("Two")})
+                    .isValid());
+    ASSERT_TRUE(trigger());
+    ASSERT_TRUE(session->call(kwin, QStringLiteral("/KWin"), kwin, QStringLiteral("setCurrentDesktop"), {2}).isValid());
+    EXPECT_TRUE(panelGone());
+    EXPECT_TRUE(app->waitForLog(QStringLiteral("overlay dismiss"), 2));
+    EXPECT_EQ(session->frameOf(QStringLiteral("Mosaro target")), before);
+}
+
 // The script lives as long as Mosaro: loaded at start, unloaded at exit with its shortcut entry; a
 // Mosaro that died leaves it loaded, and the next start unloads it first. A trigger recorded in the
 // settings window (reached by keys alone) opens the grid, the old one no longer does, and the next
