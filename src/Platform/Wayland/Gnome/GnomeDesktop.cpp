@@ -16,7 +16,6 @@ namespace {
 constexpr const char* settledElsewhereMessage = "GNOME Shell placed window %llu at %{public}s, asked %{public}s";
 constexpr const char* placeFailedMessage = "GNOME Shell did not place window %llu: %{public}s: %{public}s";
 constexpr const char* focusFailedMessage = "the focused window could not be read: %{public}s: %{public}s";
-constexpr const char* untrustedMessage = "windows cannot be moved: %{public}s";
 constexpr const char* installFailedMessage = "Mosaro's GNOME Shell extension could not be installed: %{public}s";
 constexpr const char* heldByShellMessage =
     "GNOME Shell already binds %{public}s to \"%{public}s\"; Mosaro leaves it alone";
@@ -344,7 +343,7 @@ Gnome::ExtensionFacts readExtensionFacts(Gnome::ShellChannel* channel, const QDB
 
 GnomeAccessibilityTrust::GnomeAccessibilityTrust(Gnome::ShellChannel& channel, QDBusConnection bus,
                                                  QString mosaroVersion, std::FILE* notices)
-    : m_channel(channel), m_bus(std::move(bus)), m_mosaroVersion(std::move(mosaroVersion)), m_notices(notices)
+    : m_channel(channel), m_bus(std::move(bus)), m_mosaroVersion(std::move(mosaroVersion)), m_notice(notices)
 {}
 
 Gnome::ExtensionState GnomeAccessibilityTrust::state()
@@ -359,17 +358,11 @@ bool GnomeAccessibilityTrust::isProcessTrustedWithOptions(bool prompt)
     bool trusted = answered && *answered == m_mosaroVersion;
     if (trusted && !m_channel.isRegistered())
         trusted = m_channel.registerClient();
-    if (!trusted && m_lastTrusted) {
-        const QString notice = QStringLiteral("Mosaro's GNOME Shell extension is %1, so Mosaro cannot move windows; "
-                                              "run `mosaro --check` for details")
-                                   .arg(Gnome::describe(state()));
-        Log::permission().info(untrustedMessage, notice);
-        if (m_notices) {
-            std::fprintf(m_notices, "mosaro: %s\n", qPrintable(notice));
-            std::fflush(m_notices);
-        }
-    }
-    m_lastTrusted = trusted;
+    m_notice.update(trusted, [&] {
+        return QStringLiteral("Mosaro's GNOME Shell extension is %1, so Mosaro cannot move windows; run `mosaro "
+                              "--check` for details")
+            .arg(Gnome::describe(state()));
+    });
     if (!trusted && prompt) {
         install();
         if (showPrompt)

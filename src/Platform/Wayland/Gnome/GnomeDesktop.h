@@ -11,6 +11,7 @@
 #include "Platform/Wayland/Gnome/GnomeExtension.h"
 #include "Platform/Wayland/Gnome/GnomeShellChannel.h"
 #include "Platform/Wayland/Sway/SwayConfig.h"
+#include "Platform/Wayland/WaylandTrustNotice.h"
 
 #include <cstdio>
 #include <functional>
@@ -107,9 +108,8 @@ private:
     Gnome::ShellChannel& m_channel;
     QDBusConnection m_bus;
     QString m_mosaroVersion;
-    std::FILE* m_notices;
+    WaylandTrustNotice m_notice;
     QString m_shellVersion;
-    bool m_lastTrusted = true;
 };
 // Everything known of the extension, the Shell's version with it.
 Gnome::ExtensionFacts readExtensionFacts(Gnome::ShellChannel* channel, const QDBusConnection& bus,

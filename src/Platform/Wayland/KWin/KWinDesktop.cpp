@@ -23,7 +23,6 @@ namespace {
 
 constexpr const char* settledElsewhereMessage = "KWin placed window %{public}s at %{public}s, asked %{public}s";
 constexpr const char* placeFailedMessage = "KWin did not place window %{public}s: %{public}s";
-constexpr const char* untrustedMessage = "windows cannot be moved: %{public}s";
 constexpr const char* heldByDesktopMessage = "KDE already binds %{public}s to %{public}s; Mosaro leaves it alone";
 constexpr const char* refusedMessage = "KDE refused the shortcut %{public}s";
 // KWin takes any frame; one past this is a mistake, not a request.
@@ -343,19 +342,11 @@ bool KWinAccessibilityTrust::isProcessTrustedWithOptions(bool prompt)
     // Asked again, KWin gets another chance: it may have been restarted.
     if (!m_kwin.loaded() && prompt)
         m_kwin.load(m_kwin.shortcuts());
-    const bool trusted = m_kwin.loaded();
-    if (!trusted && m_lastTrusted) {
-        const QString notice =
-            QStringLiteral("Mosaro's KWin script is not running (%1), so Mosaro cannot move windows; run "
-                           "`mosaro --check` for details")
-                .arg(m_kwin.problem());
-        Log::permission().info(untrustedMessage, notice);
-        if (m_notices) {
-            std::fprintf(m_notices, "mosaro: %s\n", qPrintable(notice));
-            std::fflush(m_notices);
-        }
-    }
-    m_lastTrusted = trusted;
+    const bool trusted = m_notice.update(m_kwin.loaded(), [&] {
+        return QStringLiteral("Mosaro's KWin script is not running (%1), so Mosaro cannot move windows; run "
+                              "`mosaro --check` for details")
+            .arg(m_kwin.problem());
+    });
     if (!trusted && prompt && showPrompt)
         showPrompt();
     return trusted;

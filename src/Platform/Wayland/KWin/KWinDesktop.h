@@ -9,6 +9,7 @@
 #include "Platform/Screen.h"
 #include "Platform/Wayland/KWin/KWinRecords.h"
 #include "Platform/Wayland/KWin/KWinScripting.h"
+#include "Platform/Wayland/WaylandTrustNotice.h"
 
 #include <QJsonArray>
 #include <QObject>
@@ -95,15 +96,14 @@ private:
 // turns into "no", one line says why on the notice stream.
 class KWinAccessibilityTrust : public AccessibilityTrust {
 public:
-    explicit KWinAccessibilityTrust(KWinScripting& kwin, std::FILE* notices = stderr) : m_kwin(kwin), m_notices(notices)
+    explicit KWinAccessibilityTrust(KWinScripting& kwin, std::FILE* notices = stderr) : m_kwin(kwin), m_notice(notices)
     {}
     bool isProcessTrustedWithOptions(bool prompt) override;
     std::function<void()> showPrompt;
 
 private:
     KWinScripting& m_kwin;
-    std::FILE* m_notices;
-    bool m_lastTrusted = true;
+    WaylandTrustNotice m_notice;
 };
 
 // Mosaro's system-wide hotkeys as shortcuts the session script registers with KWin (KDE's

@@ -16,7 +16,6 @@ namespace {
 
 constexpr const char* settledElsewhereMessage = "sway placed window %lld at %{public}s, asked %{public}s";
 constexpr const char* commandFailedMessage = "sway refused \"%{public}s\": %{public}s";
-constexpr const char* untrustedMessage = "windows cannot be moved: %{public}s";
 constexpr int settleAttempts = 16;
 constexpr int settleStepMs = 10;
 // Layout coordinates sway accepts; a frame past them is a mistake, not a request.
@@ -330,18 +329,11 @@ AXError SwayAccessibility::place(const QString& commands, std::optional<Point> p
 
 bool SwayAccessibilityTrust::isProcessTrustedWithOptions(bool prompt)
 {
-    const bool trusted = m_ipc.request(Sway::MessageType::getVersion).hasValue();
-    if (!trusted && m_lastTrusted) {
-        const QString notice = QStringLiteral("sway does not answer on %1, so Mosaro cannot move windows; run "
-                                              "`mosaro --check` for details")
-                                   .arg(m_ipc.socketPath());
-        Log::permission().info(untrustedMessage, notice);
-        if (m_notices) {
-            std::fprintf(m_notices, "mosaro: %s\n", qPrintable(notice));
-            std::fflush(m_notices);
-        }
-    }
-    m_lastTrusted = trusted;
+    const bool trusted = m_notice.update(m_ipc.request(Sway::MessageType::getVersion).hasValue(), [&] {
+        return QStringLiteral(
+                   "sway does not answer on %1, so Mosaro cannot move windows; run `mosaro --check` for details")
+            .arg(m_ipc.socketPath());
+    });
     if (!trusted && prompt && showPrompt)
         showPrompt();
     return trusted;

@@ -3,6 +3,7 @@
 #include "Platform/Accessibility.h"
 #include "Platform/AccessibilityTrust.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
+#include "Platform/Wayland/WaylandTrustNotice.h"
 
 #include <QObject>
 
@@ -82,15 +83,14 @@ private:
 // says why on the notice stream.
 class SwayAccessibilityTrust : public AccessibilityTrust {
 public:
-    explicit SwayAccessibilityTrust(Sway::Ipc& ipc, std::FILE* notices = stderr) : m_ipc(ipc), m_notices(notices) {}
+    explicit SwayAccessibilityTrust(Sway::Ipc& ipc, std::FILE* notices = stderr) : m_ipc(ipc), m_notice(notices) {}
     bool isProcessTrustedWithOptions(bool prompt) override;
     // The stand-in for the system's prompt: shows the user what would make windows movable.
     std::function<void()> showPrompt;
 
 private:
     Sway::Ipc& m_ipc;
-    std::FILE* m_notices;
-    bool m_lastTrusted = true;
+    WaylandTrustNotice m_notice;
 };
 
 } // namespace mosaro
