@@ -189,44 +189,23 @@ OSStatus X11HotKeyService::unregisterEventHotKey(EventHotKeyRef ref)
 OSStatus X11HotKeyService::installEventHandler(Handler handler, const std::vector<EventTypeSpec>& types,
                                                EventHandlerRef& out)
 {
-    out = 0;
-    if (!handler)
-        return HotKeyStatus::paramErr;
-    out = m_nextHandler++;
-    m_handlers[out].handler = std::move(handler);
-    return addEventTypesToHandler(out, types);
-}
-
-OSStatus X11HotKeyService::changeEventTypes(EventHandlerRef handler, const std::vector<EventTypeSpec>& types, bool add)
-{
-    auto it = m_handlers.find(handler);
-    if (it == m_handlers.end())
-        return HotKeyStatus::paramErr;
-    for (const auto& type : types) {
-        if (type.eventClass != kEventClassKeyboard)
-            continue;
-        if (add)
-            it->second.kinds.insert(type.eventKind);
-        else
-            it->second.kinds.erase(type.eventKind);
-    }
-    return HotKeyStatus::noErr;
+    return m_handlers.install(std::move(handler), types, out);
 }
 
 OSStatus X11HotKeyService::addEventTypesToHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types)
 {
-    return changeEventTypes(handler, types, true);
+    return m_handlers.change(handler, types, true);
 }
 
 OSStatus X11HotKeyService::removeEventTypesFromHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types)
 {
-    return changeEventTypes(handler, types, false);
+    return m_handlers.change(handler, types, false);
 }
 
 OSStatus X11HotKeyService::deliverRawKey(std::uint16_t macKeyCode, std::uint32_t carbonModifiers, bool down)
 {
     const std::uint32_t kind = down ? HotKeyEventKind::rawKeyDown : HotKeyEventKind::rawKeyUp;
-    return dispatch(kind, X11HotKeyEvent::rawKey(kind, macKeyCode, carbonModifiers));
+    return m_handlers.dispatch(kind, X11HotKeyEvent::rawKey(kind, macKeyCode, carbonModifiers));
 }
 
 std::vector<std::uint16_t> X11HotKeyService::lockVariants(std::uint16_t modifiers) const
@@ -384,7 +363,8 @@ bool X11HotKeyService::handleEvent(xcb_generic_event_t* event)
             return true;
         registration.down = false;
         const EventHotKeyID id = registration.id;
-        dispatch(HotKeyEventKind::hotKeyReleased, X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyReleased, id));
+        m_handlers.dispatch(HotKeyEventKind::hotKeyReleased,
+                            X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyReleased, id));
         return true;
     }
     return false;
@@ -407,7 +387,7 @@ bool X11HotKeyService::handlePress(xcb_keycode_t keycode, std::uint16_t state)
             return true; // auto-repeat of a held combination
         registration.down = true;
         const EventHotKeyID id = registration.id;
-        dispatch(HotKeyEventKind::hotKeyPressed, X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyPressed, id));
+        m_handlers.dispatch(HotKeyEventKind::hotKeyPressed, X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyPressed, id));
         return true;
     }
     return false;
@@ -417,23 +397,6 @@ void X11HotKeyService::forgetHeldKeys()
 {
     for (auto& [ref, registration] : m_registrations)
         registration.down = false;
-}
-
-OSStatus X11HotKeyService::dispatch(std::uint32_t kind, const HotKeyEvent& event)
-{
-    // Handlers may register, unregister or install while they run.
-    std::vector<Handler> targets;
-    for (const auto& [ref, installed] : m_handlers) {
-        if (installed.kinds.count(kind))
-            targets.push_back(installed.handler);
-    }
-    OSStatus result = HotKeyStatus::eventNotHandled;
-    for (const auto& handler : targets) {
-        result = handler(&event);
-        if (result != HotKeyStatus::eventNotHandled)
-            break;
-    }
-    return result;
 }
 
 } // namespace mosaro

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/HotKeyHandlers.h"
 #include "Platform/HotKeyService.h"
 #include "Platform/X11/X11Connection.h"
 
@@ -8,7 +9,6 @@
 #include <xcb/xcb.h>
 
 #include <map>
-#include <set>
 #include <vector>
 
 namespace mosaro {
@@ -45,17 +45,12 @@ public:
     std::uint16_t numLockMask() const { return m_numLockMask; }
 
 private:
-    OSStatus changeEventTypes(EventHandlerRef handler, const std::vector<EventTypeSpec>& types, bool add);
     struct Registration {
         EventHotKeyID id;
         xcb_keycode_t keycode = 0;
         std::uint16_t modifiers = 0;
         std::vector<std::uint16_t> grabbed; // the modifier states actually grabbed
         bool down = false;
-    };
-    struct InstalledHandler {
-        Handler handler;
-        std::set<std::uint32_t> kinds; // keyboard-class kinds only
     };
 
     OSStatus grab(Registration& registration);
@@ -67,7 +62,6 @@ private:
     bool handlePress(xcb_keycode_t keycode, std::uint16_t state);
     void thawKeyboard();
     bool isAutoRepeatRelease(xcb_keycode_t keycode);
-    OSStatus dispatch(std::uint32_t kind, const HotKeyEvent& event);
     bool connected();
 
     X11Connection& m_connection;
@@ -76,9 +70,8 @@ private:
     bool m_detectableAutoRepeat = false;
     std::uint16_t m_numLockMask = 0;
     std::map<EventHotKeyRef, Registration> m_registrations;
-    std::map<EventHandlerRef, InstalledHandler> m_handlers;
+    HotKeyHandlers m_handlers;
     EventHotKeyRef m_nextRef = 1;
-    EventHandlerRef m_nextHandler = 1;
     bool m_deadReported = false;
     QObject m_thawContext; // the safety-net thaw never outlives the service
 };
