@@ -11,8 +11,6 @@
 #include <xcb/damage.h>
 #include <xcb/shape.h>
 
-#include <sys/wait.h>
-
 #include <map>
 #include <thread>
 
@@ -369,8 +367,7 @@ void Desktop::measureEarlyKeys(Results& r, int count)
 void Desktop::reapTool()
 {
     if (m_toolPid > 0) {
-        int status = 0;
-        ::waitpid(m_toolPid, &status, 0);
+        m_session->waitForExit(m_toolPid, 60000);
         m_toolPid = -1;
     }
 }

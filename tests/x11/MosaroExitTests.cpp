@@ -16,7 +16,6 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
-#include <sys/wait.h>
 
 #include <memory>
 #include <optional>
@@ -28,18 +27,6 @@ using namespace mosaro::test;
 namespace M = mosaro::LogMessages;
 
 namespace {
-
-std::string describeStatus(const std::optional<int>& status)
-{
-    if (!status)
-        return "still running";
-    if (WIFEXITED(*status))
-        return "exit code " + std::to_string(WEXITSTATUS(*status));
-    if (WIFSIGNALED(*status))
-        return std::string("killed by signal ") + strsignal(WTERMSIG(*status)) +
-               (WCOREDUMP(*status) ? " (core dumped)" : "");
-    return "status " + std::to_string(*status);
-}
 
 QByteArray bytesOf(const QString& path)
 {
@@ -104,8 +91,7 @@ TEST_F(MosaroExitTest, TheQuitCommandAndEverySignalThatEndsTheSessionSaveTheResi
             EXPECT_EQ(app->runAgain({QStringLiteral("--quit")}, &errors), 0) << errors.toStdString();
         else
             ASSERT_TRUE(app->signal(sig));
-        const auto status = app->waitForWaitStatus();
-        ASSERT_TRUE(status && WIFEXITED(*status) && WEXITSTATUS(*status) == 0) << describeStatus(status);
+        ASSERT_EQ(app->waitForExit(), 0);
         EXPECT_FALSE(app->linesSince(mark, QString::fromUtf8(M::willTerminate)).isEmpty());
         EXPECT_FALSE(app->linesSince(mark, QStringLiteral("persisted global resize: 4×2")).isEmpty())
             << app->logText(mark).toStdString();
@@ -147,9 +133,7 @@ TEST_F(MosaroExitTest, LosingTheXServerEndsCleanlyAndKeepsWhatWasSaved)
     ASSERT_NO_FATAL_FAILURE(openAndResize());
     mark = app->logMark();
     session->killServer();
-    const auto status = app->waitForWaitStatus();
-    ASSERT_TRUE(status && WIFEXITED(*status) && WEXITSTATUS(*status) == 1) << describeStatus(status) << "\n"
-                                                                           << app->logText(mark).toStdString();
+    ASSERT_EQ(app->waitForExit(), 1) << app->logText(mark).toStdString();
     EXPECT_FALSE(app->linesSince(mark, QStringLiteral("[lifecycle] X display '")).isEmpty())
         << app->logText(mark).toStdString();
     const auto after = stored();

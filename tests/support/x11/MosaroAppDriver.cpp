@@ -10,7 +10,6 @@
 #include <QFile>
 
 #include <signal.h>
-#include <sys/wait.h>
 
 namespace mosaro::test {
 
@@ -104,8 +103,10 @@ int MosaroAppDriver::runAgain(const QStringList& args, QString* errorText, int t
 
 int MosaroAppDriver::waitForExit(int timeoutMs)
 {
-    const auto status = waitForWaitStatus(timeoutMs);
-    return status && WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
+    const auto code = m_pid > 0 ? m_session.waitForExit(m_pid, timeoutMs) : std::nullopt;
+    if (code)
+        m_pid = -1;
+    return code.value_or(-1);
 }
 
 std::optional<Rect> MosaroAppDriver::trayIcon()
@@ -169,19 +170,9 @@ bool MosaroAppDriver::signal(int signal)
     return m_pid > 0 && ::kill(m_pid, signal) == 0;
 }
 
-std::optional<int> MosaroAppDriver::waitForWaitStatus(int timeoutMs)
-{
-    if (m_pid <= 0)
-        return std::nullopt;
-    const auto status = m_session.waitForExit(m_pid, timeoutMs);
-    if (status)
-        m_pid = -1;
-    return status;
-}
-
 bool MosaroAppDriver::isRunning()
 {
-    return m_pid > 0 && ::waitpid(m_pid, nullptr, WNOHANG) == 0;
+    return m_session.isRunning(m_pid);
 }
 
 void MosaroAppDriver::readLog()

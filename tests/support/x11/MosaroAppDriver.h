@@ -46,15 +46,13 @@ public:
     // Runs the program once more with the given arguments, as a user would from a terminal, on
     // the same session; its exit status (or -1), and its standard error in `errorText`.
     int runAgain(const QStringList& args, QString* errorText = nullptr, int timeoutMs = 10000);
-    // Waits until the application has exited by itself; its exit status, or -1.
+    // Waits until the application has exited by itself; its exit code, or -1 (killed by a
+    // signal, or still running).
     int waitForExit(int timeoutMs = 10000);
     void stop();
     bool isRunning();
     // Sends a signal to the application.
     bool signal(int signal);
-    // Waits until the application has ended by itself; its raw wait status (a signal shows
-    // there), or nothing.
-    std::optional<int> waitForWaitStatus(int timeoutMs = 10000);
     pid_t pid() const { return m_pid; }
     QString lastError() const { return m_error; }
 

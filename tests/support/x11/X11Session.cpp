@@ -1,28 +1,22 @@
 #include "support/x11/X11Session.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QRegularExpression>
 
 #include <xcb/damage.h>
 #include <xcb/randr.h>
 
-#include <cerrno>
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <string>
 #include <thread>
-
-extern char** environ;
 
 namespace mosaro::test {
 
@@ -30,102 +24,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-int msLeft(Clock::time_point deadline)
-{
-    return int(
-        std::max<long long>(0, std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
-}
-
-// A child's file descriptor wiring: each pair (parent fd, child fd).
-struct FdMap {
-    int from;
-    int to;
-};
-
-// fork/exec with the children dying with us even if the test binary is killed outright.
-pid_t forkExec(const std::vector<std::string>& argv, const std::vector<std::string>& env, const std::vector<FdMap>& fds,
-               int stderrFd)
-{
-    std::vector<char*> args;
-    args.reserve(argv.size() + 1);
-    for (const auto& a : argv)
-        args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    std::vector<char*> envp;
-    envp.reserve(env.size() + 1);
-    for (const auto& e : env)
-        envp.push_back(const_cast<char*>(e.c_str()));
-    envp.push_back(nullptr);
-
-    const pid_t parent = getpid();
-    const pid_t pid = fork();
-    if (pid != 0)
-        return pid;
-    // Child: async-signal-safe calls only.
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent)
-        _exit(127);
-    const int devNull = open("/dev/null", O_RDWR);
-    dup2(devNull, 0);
-    dup2(devNull, 1);
-    dup2(stderrFd >= 0 ? stderrFd : devNull, 2);
-    for (const auto& m : fds) {
-        if (m.from == m.to)
-            fcntl(m.to, F_SETFD, 0);
-        else
-            dup2(m.from, m.to);
-    }
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-    execve(args[0], args.data(), envp.data());
-    _exit(127);
-}
-
-std::string findProgram(const QString& program)
-{
-    if (program.contains(QLatin1Char('/')))
-        return program.toStdString();
-    for (const QString& dir : qEnvironmentVariable("PATH", QStringLiteral("/usr/bin:/bin")).split(QLatin1Char(':'))) {
-        const QString path = dir + QLatin1Char('/') + program;
-        if (::access(path.toLocal8Bit().constData(), X_OK) == 0)
-            return path.toStdString();
-    }
-    return program.toStdString();
-}
-
-// Reads from the pipe until a whole line came or the time is up; onIdle runs whenever nothing came
-// for half a second. The line without its end, or nothing.
-std::optional<QByteArray> readLine(int fd, int timeoutMs, const std::function<void()>& onIdle = {})
-{
-    QByteArray line;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!line.contains('\n') && Clock::now() < deadline) {
-        pollfd pfd{fd, POLLIN, 0};
-        const int ready = ::poll(&pfd, 1, std::min(500, msLeft(deadline)));
-        if (ready == 0 && onIdle)
-            onIdle();
-        if (ready == 0)
-            continue;
-        char buf[256];
-        const ssize_t got = ready < 0 ? -1 : read(fd, buf, sizeof buf);
-        if (got <= 0)
-            break;
-        line.append(buf, int(got));
-    }
-    close(fd);
-    if (!line.contains('\n'))
-        return std::nullopt;
-    return line.left(line.indexOf('\n')).trimmed();
-}
-
 QString readFileTail(const QString& path)
 {
     QFile f(path);
-    if (!f.open(QIODevice::ReadOnly))
-        return {};
-    const QByteArray all = f.readAll();
-    return QString::fromLocal8Bit(all.right(600));
+    return f.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(f.readAll().right(600)) : QString();
 }
 
 } // namespace
@@ -184,29 +86,35 @@ X11Session::X11Session(const Options& options) : m_options(options)
 
 X11Session::~X11Session()
 {
-    // Clients first, then the WM, then the server; each by PID and always reaped.
-    const std::vector<pid_t> children = m_children;
-    for (auto it = children.rbegin(); it != children.rend(); ++it)
-        if (*it != m_wmPid && *it != m_serverPid)
-            stop(*it);
+    // Clients first, then the WM, then the bus, then the server; each by PID.
+    std::vector<pid_t> pids;
+    for (const Child& c : m_children)
+        pids.insert(pids.begin(), c.pid);
+    for (const pid_t pid : pids)
+        if (pid != m_wmPid && pid != m_serverPid)
+            stop(pid);
     stopWindowManager();
-    if (m_busPid > 0)
-        stop(m_busPid);
+    stop(m_busPid);
     m_connection.reset();
-    if (m_serverPid > 0)
-        stop(m_serverPid);
+    stop(m_serverPid);
+}
+
+QProcess* X11Session::child(pid_t pid)
+{
+    const auto it = std::find_if(m_children.begin(), m_children.end(), [&](const Child& c) { return c.pid == pid; });
+    return it == m_children.end() ? nullptr : it->process.get();
 }
 
 void X11Session::stop(pid_t pid)
 {
-    if (std::find(m_children.begin(), m_children.end(), pid) == m_children.end() || waitForExit(pid, 0))
-        return;
-    ::kill(pid, SIGTERM);
-    if (waitForExit(pid, 2000))
-        return;
-    ::kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
-    m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
+    if (QProcess* p = child(pid); p && p->state() != QProcess::NotRunning) {
+        p->terminate();
+        if (!p->waitForFinished(2000)) {
+            p->kill();
+            p->waitForFinished(2000);
+        }
+    }
+    std::erase_if(m_children, [&](const Child& c) { return c.pid == pid; });
 }
 
 bool X11Session::startTray(int timeoutMs)
@@ -230,29 +138,27 @@ bool X11Session::startTray(int timeoutMs)
 
 std::optional<int> X11Session::waitForExit(pid_t pid, int timeoutMs)
 {
-    if (std::find(m_children.begin(), m_children.end(), pid) == m_children.end())
+    QProcess* p = child(pid);
+    if (!p || (p->state() != QProcess::NotRunning && !p->waitForFinished(timeoutMs)))
         return std::nullopt;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    int status = 0;
-    while (true) {
-        const pid_t r = waitpid(pid, &status, WNOHANG);
-        if (r == pid || r < 0) { // ended, or reaped by someone else: gone either way
-            m_children.erase(std::remove(m_children.begin(), m_children.end(), pid), m_children.end());
-            return r == pid ? status : 0;
-        }
-        if (Clock::now() >= deadline)
-            return std::nullopt;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    const int code = p->exitStatus() == QProcess::NormalExit ? p->exitCode() : -1;
+    std::erase_if(m_children, [&](const Child& c) { return c.pid == pid; });
+    return code;
+}
+
+bool X11Session::isRunning(pid_t pid)
+{
+    QProcess* p = child(pid);
+    return p && !p->waitForFinished(0) && p->state() != QProcess::NotRunning;
 }
 
 void X11Session::killServer()
 {
-    if (m_serverPid <= 0)
-        return;
-    ::kill(m_serverPid, SIGKILL);
-    waitpid(m_serverPid, nullptr, 0);
-    m_children.erase(std::remove(m_children.begin(), m_children.end(), m_serverPid), m_children.end());
+    if (QProcess* server = child(m_serverPid)) {
+        server->kill();
+        server->waitForFinished(5000);
+    }
+    std::erase_if(m_children, [&](const Child& c) { return c.pid == m_serverPid; });
     m_serverPid = -1;
     // A killed server leaves its lock and socket behind, and the next session would skip the
     // display number for good.
@@ -261,60 +167,52 @@ void X11Session::killServer()
     QFile::remove(QStringLiteral("/tmp/.X11-unix/X%1").arg(number));
 }
 
-pid_t X11Session::spawn(const QString& program, const QStringList& args, int* stdoutFd)
+pid_t X11Session::spawn(const QString& program, const QStringList& args, bool keepOutput)
 {
-    std::vector<std::string> argv{findProgram(program)};
-    for (const QString& a : args)
-        argv.push_back(a.toStdString());
-
-    std::vector<std::string> env;
-    for (char** e = environ; *e; ++e) {
-        const std::string entry(*e);
-        static const char* dropped[] = {"DISPLAY=",         "HOME=",
-                                        "XDG_CONFIG_HOME=", "XDG_CACHE_HOME=",
-                                        "XDG_DATA_HOME=",   "XDG_RUNTIME_DIR=",
-                                        "SESSION_MANAGER=", "ICEWM_PRIVCFG=",
-                                        "XAUTHORITY=",      "DBUS_SESSION_BUS_ADDRESS=",
-                                        "GTK_CSD=",         "NO_AT_BRIDGE=",
-                                        "QT_QPA_PLATFORM="};
-        if (std::none_of(std::begin(dropped), std::end(dropped), [&](const char* p) { return entry.rfind(p, 0) == 0; }))
-            env.push_back(entry);
-    }
+    auto process = std::make_unique<QProcess>();
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"DISPLAY", "XDG_RUNTIME_DIR", "SESSION_MANAGER", "XAUTHORITY", "DBUS_SESSION_BUS_ADDRESS",
+                             "GTK_CSD", "QT_QPA_PLATFORM"})
+        env.remove(QString::fromLatin1(name));
     // Children see a private home so that nothing of the user's desktop configuration leaks in.
-    const std::string home = m_tempDir.path().toStdString();
-    env.push_back("DISPLAY=" + m_displayName.toStdString());
-    env.push_back("HOME=" + home);
-    env.push_back("XDG_CONFIG_HOME=" + home + "/config");
-    env.push_back("XDG_CACHE_HOME=" + home + "/cache");
-    env.push_back("XDG_DATA_HOME=" + home + "/data");
-    env.push_back("ICEWM_PRIVCFG=" + home + "/icewm");
+    const QString home = m_tempDir.path();
+    env.insert(QStringLiteral("DISPLAY"), m_displayName);
+    env.insert(QStringLiteral("HOME"), home);
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/config"));
+    env.insert(QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/cache"));
+    env.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/data"));
+    env.insert(QStringLiteral("ICEWM_PRIVCFG"), home + QStringLiteral("/icewm"));
     // GTK clients look for the accessibility bus otherwise, which costs seconds without one.
-    env.push_back("NO_AT_BRIDGE=1");
+    env.insert(QStringLiteral("NO_AT_BRIDGE"), QStringLiteral("1"));
     if (!m_busAddress.isEmpty())
-        env.push_back("DBUS_SESSION_BUS_ADDRESS=" + m_busAddress.toStdString());
-
-    int pipeFds[2] = {-1, -1};
-    std::vector<FdMap> fds;
-    if (stdoutFd) {
-        if (pipe2(pipeFds, O_CLOEXEC) != 0)
-            return -1;
-        fds.push_back({pipeFds[1], 1});
-    }
-    const QString logPath = m_tempDir.filePath(QFileInfo(program).fileName() + QStringLiteral(".log"));
-    const int logFd = open(logPath.toLocal8Bit().constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    const pid_t pid = forkExec(argv, env, fds, logFd);
-    if (logFd >= 0)
-        close(logFd);
-    if (stdoutFd) {
-        close(pipeFds[1]);
-        if (pid > 0)
-            *stdoutFd = pipeFds[0];
-        else
-            close(pipeFds[0]);
-    }
-    if (pid > 0)
-        m_children.push_back(pid);
+        env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_busAddress);
+    process->setProcessEnvironment(env);
+    process->setStandardInputFile(QProcess::nullDevice());
+    if (!keepOutput)
+        process->setStandardOutputFile(QProcess::nullDevice());
+    process->setStandardErrorFile(m_tempDir.filePath(QFileInfo(program).fileName() + QStringLiteral(".log")),
+                                  QIODevice::Append);
+    // The children die with us even if the test binary is killed outright.
+    process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    process->start(program, args);
+    if (!process->waitForStarted(5000))
+        return -1;
+    const auto pid = pid_t(process->processId());
+    m_children.push_back({pid, std::move(process)});
     return pid;
+}
+
+std::optional<QByteArray> X11Session::readLine(pid_t pid, int timeoutMs, const std::function<void()>& onIdle)
+{
+    QProcess* p = child(pid);
+    QElapsedTimer clock;
+    clock.start();
+    while (p && !p->canReadLine() && p->state() != QProcess::NotRunning && clock.elapsed() < timeoutMs)
+        if (!p->waitForReadyRead(500) && onIdle)
+            onIdle();
+    if (!p || !p->canReadLine())
+        return std::nullopt;
+    return p->readLine().trimmed();
 }
 
 int X11Session::run(const QString& program, const QStringList& args, int timeoutMs)
@@ -324,99 +222,36 @@ int X11Session::run(const QString& program, const QStringList& args, int timeout
 
 int X11Session::runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs)
 {
-    int out = -1;
-    const pid_t pid = spawn(program, args, &out);
+    const pid_t pid = spawn(program, args, output != nullptr);
     if (pid <= 0)
         return -1;
-    QByteArray collected;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    for (bool open = true; open && Clock::now() < deadline;) {
-        pollfd pfd{out, POLLIN, 0};
-        if (::poll(&pfd, 1, 10) <= 0)
-            continue;
-        char buf[4096];
-        const ssize_t got = read(out, buf, sizeof buf);
-        open = got > 0;
-        if (open)
-            collected.append(buf, int(got));
-    }
-    close(out);
+    child(pid)->waitForFinished(timeoutMs);
     if (output)
-        *output = QString::fromUtf8(collected);
-    const auto status = waitForExit(pid, msLeft(deadline));
-    if (!status) {
-        stop(pid);
-        return -1;
-    }
-    return WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
+        *output = QString::fromUtf8(child(pid)->readAllStandardOutput());
+    const auto code = waitForExit(pid, 0);
+    stop(pid);
+    return code.value_or(-1);
 }
 
 bool X11Session::startServer(const Options& options)
 {
+    // Xvfb picks a free display number itself and writes it out once it accepts connections.
     const QString geometry = QStringLiteral("%1x%2x24").arg(options.width).arg(options.height);
-    int failures = 0;
-    for (int n = 90; n < 190; ++n) {
-        if (QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(n)) ||
-            QFile::exists(QStringLiteral("/tmp/.X%1-lock").arg(n)))
-            continue;
-        int ready[2];
-        if (pipe2(ready, O_CLOEXEC) != 0)
-            break;
-        // The server writes its display number to this pipe once it accepts connections.
-        constexpr int readyFdInChild = 3;
-        const std::string display = ":" + std::to_string(n);
-        std::vector<std::string> argv{findProgram(QStringLiteral("Xvfb")),
-                                      display,
-                                      "-screen",
-                                      "0",
-                                      geometry.toStdString(),
-                                      "-nolisten",
-                                      "tcp",
-                                      "-noreset",
-                                      "+extension",
-                                      "RANDR",
-                                      "-displayfd",
-                                      std::to_string(readyFdInChild)};
-        std::vector<std::string> env;
-        for (char** e = environ; *e; ++e)
-            env.emplace_back(*e);
-        const QString logPath = m_tempDir.filePath(QStringLiteral("Xvfb.log"));
-        const int logFd = open(logPath.toLocal8Bit().constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-        const pid_t pid = forkExec(argv, env, {{ready[1], readyFdInChild}}, logFd);
-        if (logFd >= 0)
-            close(logFd);
-        close(ready[1]);
-        if (pid <= 0) {
-            close(ready[0]);
-            m_error = QStringLiteral("cannot start Xvfb");
-            return false;
-        }
-        m_children.push_back(pid);
-        m_serverPid = pid;
-
-        // No line: the server exited, most likely because the number was taken meanwhile.
-        if (readLine(ready[0], 15000) == QByteArray::number(n)) {
-            m_error.clear();
-            m_displayName = QString::fromStdString(display);
-            for (int attempt = 0; attempt < 50; ++attempt) {
-                m_connection = std::make_unique<X11Connection>(m_displayName);
-                if (m_connection->isConnected())
-                    return true;
-                std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            }
-            m_error = QStringLiteral("cannot connect to Xvfb on %1").arg(m_displayName);
-            return false;
-        }
-        // Most likely another test run took the number meanwhile; try the next few.
-        stop(pid);
-        m_serverPid = -1;
-        m_error = QStringLiteral("Xvfb did not start on :%1: %2").arg(n).arg(readFileTail(logPath));
-        if (++failures >= 8)
-            return false;
+    m_serverPid = spawn(QStringLiteral("Xvfb"),
+                        {QStringLiteral("-screen"), QStringLiteral("0"), geometry, QStringLiteral("-nolisten"),
+                         QStringLiteral("tcp"), QStringLiteral("-noreset"), QStringLiteral("+extension"),
+                         QStringLiteral("RANDR"), QStringLiteral("-displayfd"), QStringLiteral("1")},
+                        true);
+    const auto number = readLine(m_serverPid, 15000);
+    if (!number) {
+        m_error = QStringLiteral("Xvfb did not start: ") + readFileTail(m_tempDir.filePath(QStringLiteral("Xvfb.log")));
+        return false;
     }
-    if (m_error.isEmpty())
-        m_error = QStringLiteral("no free display number for Xvfb");
-    return false;
+    m_displayName = QLatin1Char(':') + QString::fromLatin1(*number);
+    m_connection = std::make_unique<X11Connection>(m_displayName);
+    if (!m_connection->isConnected())
+        m_error = QStringLiteral("cannot connect to Xvfb on %1").arg(m_displayName);
+    return m_connection->isConnected();
 }
 
 QStringList X11Session::writeWindowManagerConfig(const QString& name)
@@ -611,21 +446,17 @@ bool X11Session::waitForManagedProbe(int timeoutMs)
 
 QString X11Session::sessionBus()
 {
-    if (!m_busAddress.isEmpty())
-        return m_busAddress;
-    int out = -1;
-    const pid_t pid =
-        spawn(QStringLiteral("dbus-daemon"),
-              {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")}, &out);
-    if (pid <= 0)
-        return {};
-    const auto line = readLine(out, 10000);
-    if (!line) {
-        stop(pid);
-        return {};
+    // Spawned like the other children, so that what it activates (xfconfd) sees the private home.
+    if (m_busAddress.isEmpty()) {
+        const pid_t pid =
+            spawn(QStringLiteral("dbus-daemon"),
+                  {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")}, true);
+        m_busAddress = QString::fromUtf8(readLine(pid, 10000).value_or(QByteArray()));
+        if (m_busAddress.isEmpty())
+            stop(pid);
+        else
+            m_busPid = pid;
     }
-    m_busPid = pid;
-    m_busAddress = QString::fromUtf8(*line);
     return m_busAddress;
 }
 
@@ -692,11 +523,10 @@ void X11Session::stopWindowManager()
 
 std::optional<X11SessionClient> X11Session::startClient(const QStringList& args, int timeoutMs)
 {
-    int out = -1;
-    const pid_t pid = spawn(testClientPath(), args, &out);
+    const pid_t pid = spawn(testClientPath(), args, true);
     if (pid <= 0)
         return std::nullopt;
-    const auto line = readLine(out, timeoutMs, [this] { pokeWindowManager(); });
+    const auto line = readLine(pid, timeoutMs, [this] { pokeWindowManager(); });
     bool ok = false;
     const auto window = xcb_window_t(line.value_or(QByteArray()).toULong(&ok, 0));
     if (!ok || window == XCB_WINDOW_NONE) {

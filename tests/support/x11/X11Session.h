@@ -5,6 +5,7 @@
 
 #include <QImage>
 #include <QMargins>
+#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -80,21 +81,22 @@ public:
     QString sessionBus();
     void stopClient(const X11SessionClient& client);
 
-    // Starts any program with DISPLAY pointing at this server. With stdoutFd, the child's stdout
-    // is a pipe whose reading end is returned there.
-    pid_t spawn(const QString& program, const QStringList& args, int* stdoutFd = nullptr);
+    // Starts any program with DISPLAY pointing at this server, its standard error appended to a
+    // log named after it; its standard output is kept only with keepOutput.
+    pid_t spawn(const QString& program, const QStringList& args, bool keepOutput = false);
     // Runs a program to completion (bounded); its exit code, or -1.
     int run(const QString& program, const QStringList& args, int timeoutMs = 10000);
     // The same, collecting its standard output.
     int runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs = 10000);
-    // Stops a child started by this session: SIGTERM, then SIGKILL, always reaped.
+    // Stops a child started by this session: SIGTERM, then SIGKILL.
     void stop(pid_t pid);
     // Starts trayer, a system tray (XEmbed) on the top edge, and waits until it holds the tray
     // selection of screen 0.
     bool startTray(int timeoutMs = 5000);
-    // Waits for a child of this session to end by itself; its wait status, or nothing when it
-    // was still running at the end (it is left running).
+    // Waits for a child of this session to end by itself; its exit code (-1: killed by a signal),
+    // or nothing when it was still running at the end (it is left running).
     std::optional<int> waitForExit(pid_t pid, int timeoutMs);
+    bool isRunning(pid_t pid);
     // Kills the X server outright (SIGKILL), as a crash would; its clients lose the connection.
     void killServer();
 
@@ -129,6 +131,9 @@ public:
 
 private:
     bool startServer(const Options& options);
+    QProcess* child(pid_t pid);
+    // The next line of a child's standard output; onIdle runs whenever nothing came for half a second.
+    std::optional<QByteArray> readLine(pid_t pid, int timeoutMs, const std::function<void()>& onIdle = {});
     // Writes the manager's configuration files; the arguments that point it at them.
     QStringList writeWindowManagerConfig(const QString& name);
     bool waitForManagedProbe(int timeoutMs);
@@ -144,7 +149,11 @@ private:
     pid_t m_busPid = -1;
     QString m_busAddress;
     Options m_options;
-    std::vector<pid_t> m_children;
+    struct Child {
+        pid_t pid;
+        std::unique_ptr<QProcess> process;
+    };
+    std::vector<Child> m_children;
     std::unique_ptr<X11Connection> m_connection;
 };
 
