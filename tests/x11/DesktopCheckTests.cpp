@@ -127,15 +127,15 @@ TEST(DesktopCheck, OpenboxWithTheTriggerFree)
     X11Session session({1280, 800, QStringLiteral("openbox")});
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     const CheckRun run = runCheck(session);
-    EXPECT_EQ(run.exitCode, 0) << run.output.toStdString();
-    EXPECT_FALSE(run.output.contains(QStringLiteral("error:"))) << run.output.toStdString();
-    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: display :"))) << run.output.toStdString();
-    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: window manager: Openbox (EWMH)"))) << run.output.toStdString();
-    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: moves: the window manager honours _NET_MOVERESIZE_WINDOW")))
-        << run.output.toStdString();
-    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: frame extents: published"))) << run.output.toStdString();
-    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: trigger: "))) << run.output.toStdString();
-    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: preferences: none yet at "))) << run.output.toStdString();
+    SCOPED_TRACE(run.output.toStdString());
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_FALSE(run.output.contains(QStringLiteral("error:")));
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: display :")));
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: window manager: Openbox (EWMH)")));
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: moves: the window manager honours _NET_MOVERESIZE_WINDOW")));
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: frame extents: published")));
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: trigger: ")));
+    EXPECT_TRUE(run.hasLine(QStringLiteral("ok: preferences: none yet at ")));
     EXPECT_EQ(session.findClient(QStringLiteral("mosaro-check")), xcb_window_t(XCB_WINDOW_NONE));
     const QString config = session.tempPath() + QStringLiteral("/config/Mosaro");
     const QString data = session.tempPath() + QStringLiteral("/data/Mosaro");
@@ -153,13 +153,12 @@ TEST(DesktopCheck, OpenboxWithTheTriggerFree)
         ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
     }
     const CheckRun stale = runCheck(session);
-    EXPECT_EQ(stale.exitCode, 0) << stale.output.toStdString();
+    SCOPED_TRACE(stale.output.toStdString());
+    EXPECT_EQ(stale.exitCode, 0);
     EXPECT_TRUE(stale.hasLine(QStringLiteral("warning: trigger: the stored shortcut ({\"carbonKeyCode\":\"x\"}) "
-                                             "no longer decodes")))
-        << stale.output.toStdString();
+                                             "no longer decodes")));
     EXPECT_TRUE(stale.hasLine(QStringLiteral("warning: preferences: ") + data +
-                              QStringLiteral("/preferences.json was written by a newer Mosaro")))
-        << stale.output.toStdString();
+                              QStringLiteral("/preferences.json was written by a newer Mosaro")));
     for (const auto& [path, bytes] : {std::pair{config + QStringLiteral("/defaults.json"), defaults},
                                       std::pair{data + QStringLiteral("/preferences.json"), preferences}}) {
         QFile file(path);
@@ -200,17 +199,18 @@ TEST(DesktopCheck, TheTriggerAsHeldByAnotherClientOrTheRunningMosaroAndNoWindowM
             ASSERT_TRUE(app.start()) << app.lastError().toStdString();
         }
         const CheckRun run = runCheck(session);
-        EXPECT_EQ(run.exitCode, 0) << run.output.toStdString();
-        EXPECT_TRUE(run.hasLine(QString::fromUtf8(row.line))) << run.output.toStdString();
-        EXPECT_EQ(run.output.contains(QStringLiteral("`mosaro --trigger`")), row.taken) << run.output.toStdString();
-        EXPECT_EQ(run.hasLine(QStringLiteral("ok: session bus: reachable")), row.running) << run.output.toStdString();
+        SCOPED_TRACE(run.output.toStdString());
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_TRUE(run.hasLine(QString::fromUtf8(row.line)));
+        EXPECT_EQ(run.output.contains(QStringLiteral("`mosaro --trigger`")), row.taken);
+        EXPECT_EQ(run.hasLine(QStringLiteral("ok: session bus: reachable")), row.running);
         if (!row.running) {
             holder.reset();
             session.stopWindowManager();
             const CheckRun bare = runCheck(session);
-            EXPECT_EQ(bare.exitCode, 1) << bare.output.toStdString();
-            EXPECT_TRUE(bare.hasLine(QStringLiteral("error: no window manager is running")))
-                << bare.output.toStdString();
+            SCOPED_TRACE(bare.output.toStdString());
+            EXPECT_EQ(bare.exitCode, 1);
+            EXPECT_TRUE(bare.hasLine(QStringLiteral("error: no window manager is running")));
         }
         ++checked;
     }

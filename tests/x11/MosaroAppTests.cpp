@@ -2,8 +2,7 @@
 // through XTEST and observed through X, its preferences file and its log.
 
 #include "support/KeyCodes.h"
-#include "support/x11/MosaroAppDriver.h"
-#include "support/x11/X11Session.h"
+#include "support/x11/MosaroAppFixture.h"
 
 #include "Diagnostics/Log/LogMessages.h"
 #include "Grid/GridLayout.h"
@@ -19,7 +18,6 @@
 #include "Platform/X11/XcbXkb.h"
 
 #include <gtest/gtest.h>
-
 
 #include <algorithm>
 #include <map>
@@ -69,31 +67,19 @@ std::string str(const Rect& r)
 }
 
 // The real application on a private X server with the window manager of the parameter.
-class MosaroAppTest : public ::testing::TestWithParam<const char*> {
+class MosaroAppTest : public MosaroAppFixture, public ::testing::WithParamInterface<const char*> {
 protected:
     void SetUp() override
     {
-        session = std::make_unique<X11Session>(X11Session::Options{1280, 800, QString::fromLatin1(GetParam())});
-        ASSERT_TRUE(session->ok()) << session->error().toStdString();
-        app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
-        ASSERT_TRUE(app->keyboard().isAvailable());
+        ASSERT_NO_FATAL_FAILURE(startSession({1280, 800, QString::fromLatin1(GetParam())}));
         ASSERT_TRUE(app->watchBells());
         preferencesPath = app->preferencesPath();
     }
 
-    void startApp() { ASSERT_TRUE(app->start()) << app->lastError().toStdString(); }
-
     void key(std::uint16_t code, std::uint64_t modifiers = kNone) { ASSERT_TRUE(app->key(code, modifiers)); }
     void keys(const std::vector<Key>& sequence) { ASSERT_TRUE(app->keys(sequence)); }
-    void openOverlay() { ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString(); }
-    void jump(std::uint16_t arrow) { ASSERT_TRUE(app->jump(arrow)) << app->logText().toStdString(); }
-
-    X11SessionClient client(const QStringList& args)
-    {
-        auto c = session->startClient(args);
-        EXPECT_TRUE(c) << "client did not start: " << args.join(QLatin1Char(' ')).toStdString();
-        return c.value_or(X11SessionClient{});
-    }
+    void openOverlay() { ASSERT_TRUE(app->openOverlay()); }
+    void jump(std::uint16_t arrow) { ASSERT_TRUE(app->jump(arrow)); }
 
     bool managed(xcb_window_t window)
     {
@@ -114,8 +100,6 @@ protected:
         return loaded ? std::optional<Preferences>(*loaded) : std::nullopt;
     }
 
-    std::unique_ptr<X11Session> session;
-    std::unique_ptr<MosaroAppDriver> app;
     QString preferencesPath;
 };
 
@@ -127,13 +111,12 @@ protected:
 // display is refused with a bell and leaves the overlay up.
 TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWindow)
 {
-    const auto dock = client({"--dock-strut", "bottom:40"});
+    ASSERT_TRUE(session->startClient({"--dock-strut", "bottom:40"}));
     ASSERT_TRUE(session->waitUntil([&] {
         return app->xVisible(app->screenAt(0)) == Rect{0, 0, 1280, 760};
     })) << str(app->xVisible(app->screenAt(0)));
     ASSERT_NO_FATAL_FAILURE(startApp());
-    const auto target = client({"--title", "Target", "--geometry", "400x300+120+90"});
-    ASSERT_TRUE(session->activateWindow(target.window));
+    const auto target = activeClient({"--title", "Target", "--geometry", "400x300+120+90"});
     const Rect before = session->outerFrame(target.window);
 
     ASSERT_NO_FATAL_FAILURE(openOverlay());
@@ -142,8 +125,7 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
     key(keys::returnKey, kSuper);
     EXPECT_TRUE(app->waitForNoOverlay()) << ::testing::PrintToString(app->overlayWindows());
     EXPECT_TRUE(app->waitForLog(mark, QString::fromUtf8(M::triggerWhileVisible)))
-        << "the trigger did not reach the trigger handler while the overlay was up:\n"
-        << app->logText(mark).toStdString();
+        << "the trigger did not reach the trigger handler while the overlay was up:\n";
 
     // Escape, then an unbound letter.
     for (const std::uint16_t closer : {keys::escape, keys::a}) {
@@ -151,7 +133,7 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
         mark = app->logMark();
         key(closer);
         EXPECT_TRUE(app->waitForNoOverlay()) << "key " << closer;
-        EXPECT_TRUE(app->waitForLog(mark, QString::fromUtf8(M::overlayDismiss))) << app->logText(mark).toStdString();
+        EXPECT_TRUE(app->waitForLog(mark, QString::fromUtf8(M::overlayDismiss)));
     }
 
     // A resize taken back before closing, and a jump with nowhere to go.
@@ -159,7 +141,7 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
     mark = app->logMark();
     keys({{keys::right, kAlt}, {keys::left, kAlt}, {keys::right, kSuper | kShift}});
     EXPECT_TRUE(app->waitForBells(1));
-    EXPECT_TRUE(app->waitForLog(mark, QString::fromUtf8(M::crossDisplaySingle))) << app->logText(mark).toStdString();
+    EXPECT_TRUE(app->waitForLog(mark, QString::fromUtf8(M::crossDisplaySingle)));
     EXPECT_EQ(app->overlayWindows(), std::vector<Rect>{(Rect{0, 0, 1280, 760})}) << "the overlay stays";
     key(keys::escape);
     EXPECT_TRUE(app->waitForNoOverlay());
@@ -171,7 +153,6 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
     EXPECT_FALSE(QFile::exists(preferencesPath));
     EXPECT_TRUE(app->linesSince(0, logPrefix(M::persistedGlobalResize)).isEmpty());
     EXPECT_TRUE(app->isRunning());
-    session->stopClient(dock);
 }
 
 // Every binding has its effect on the final placement: the window lands exactly on the frame
@@ -180,11 +161,10 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
 // as the display's own size, which the next session starts from.
 TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
 {
-    const auto dock = client({"--dock-strut", "bottom:40"});
+    ASSERT_TRUE(session->startClient({"--dock-strut", "bottom:40"}));
     ASSERT_TRUE(session->waitUntil([&] { return app->xVisible(app->screenAt(0)) == Rect{0, 0, 1280, 760}; }));
     ASSERT_NO_FATAL_FAILURE(startApp());
-    const auto target = client({"--title", "Target", "--geometry", "400x300+120+90"});
-    ASSERT_TRUE(session->activateWindow(target.window));
+    const auto target = activeClient({"--title", "Target", "--geometry", "400x300+120+90"});
     const ScreenRef screen = app->screenAt(0);
     const QString displayName = screen->localizedName();
 
@@ -195,12 +175,10 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     key(keys::returnKey);
     const Rect plain = app->expectedFrame(screen, {4, 3}, 0, kEveryBindingRegion);
     EXPECT_EQ(plain, (Rect{0, 0, 640, 507}));
-    EXPECT_TRUE(waitForFrame(target.window, plain)) << str(session->outerFrame(target.window)) << "\n"
-                                                    << app->logText(mark).toStdString();
+    EXPECT_TRUE(waitForFrame(target.window, plain)) << str(session->outerFrame(target.window));
     EXPECT_TRUE(app->waitForNoOverlay());
-    ASSERT_TRUE(app->waitForLog(mark, logPrefix(M::commitMove))) << app->logText(mark).toStdString();
-    EXPECT_FALSE(app->linesSince(mark, QStringLiteral("persisted global resize: 4×3")).isEmpty())
-        << app->logText(mark).toStdString();
+    ASSERT_TRUE(app->waitForLog(mark, logPrefix(M::commitMove)));
+    EXPECT_FALSE(app->linesSince(mark, QStringLiteral("persisted global resize: 4×3")).isEmpty());
     auto stored = storedPreferences();
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->proSettings.globalGrid, (GridDimensions{4, 3}));
@@ -219,12 +197,10 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     key(keys::returnKey);
     const Rect margined = app->expectedFrame(screen, {4, 3}, 10, kEveryBindingRegion);
     EXPECT_EQ(margined, (Rect{10, 10, 625, 488}));
-    EXPECT_TRUE(waitForFrame(target.window, margined)) << str(session->outerFrame(target.window)) << "\n"
-                                                       << app->logText(mark).toStdString();
-    ASSERT_TRUE(app->waitForLog(mark, logPrefix(M::commitMove))) << app->logText(mark).toStdString();
+    EXPECT_TRUE(waitForFrame(target.window, margined)) << str(session->outerFrame(target.window));
+    ASSERT_TRUE(app->waitForLog(mark, logPrefix(M::commitMove)));
     EXPECT_FALSE(
-        app->linesSince(mark, QStringLiteral("persisted resize for display '%1': 4×3").arg(displayName)).isEmpty())
-        << app->logText(mark).toStdString();
+        app->linesSince(mark, QStringLiteral("persisted resize for display '%1': 4×3").arg(displayName)).isEmpty());
     stored = storedPreferences();
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->proSettings.globalGrid, (GridDimensions{3, 2}));
@@ -240,8 +216,7 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     keys({{keys::up, kAlt}, {keys::up, kAlt}});
     key(keys::escape);
     EXPECT_TRUE(app->waitForNoOverlay());
-    EXPECT_TRUE(app->waitForLog(mark, QStringLiteral("persisted resize for display '%1': 4×1").arg(displayName)))
-        << app->logText(mark).toStdString();
+    EXPECT_TRUE(app->waitForLog(mark, QStringLiteral("persisted resize for display '%1': 4×1").arg(displayName)));
     stored = storedPreferences();
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->proSettings.perDisplayGrids.overrides[displayName], (GridDimensions{4, 1}));
@@ -253,7 +228,6 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     EXPECT_TRUE(waitForFrame(target.window, app->expectedFrame(screen, {4, 1}, 10, {{2, 0}, {2, 0}})))
         << str(session->outerFrame(target.window)) << " was " << str(placed);
     EXPECT_EQ(app->bellCount(), 0);
-    session->stopClient(dock);
 }
 
 // With two monitors of different heights, the overlay opens on the monitor that holds the
@@ -275,8 +249,7 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     prefs.proSettings.perDisplayGrids.overrides[right->localizedName()] = {2, 3};
     ASSERT_TRUE(savePreferences(prefs, preferencesPath));
     ASSERT_NO_FATAL_FAILURE(startApp());
-    const auto target = client({"--title", "Traveller", "--geometry", "300x200+60+50"});
-    ASSERT_TRUE(session->activateWindow(target.window));
+    const auto target = activeClient({"--title", "Traveller", "--geometry", "300x200+60+50"});
 
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     EXPECT_TRUE(app->waitForOverlay(app->xVisible(left))) << ::testing::PrintToString(app->overlayWindows());
@@ -285,8 +258,7 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     ASSERT_NO_FATAL_FAILURE(jump(keys::right));
     EXPECT_TRUE(app->waitForOverlay(app->xVisible(right))) << ::testing::PrintToString(app->overlayWindows());
     EXPECT_TRUE(app->waitForLog(
-        mark, QStringLiteral("cross-display jump (next): %1 → %2").arg(left->localizedName(), right->localizedName())))
-        << app->logText(mark).toStdString();
+        mark, QStringLiteral("cross-display jump (next): %1 → %2").arg(left->localizedName(), right->localizedName())));
     // The resize was saved for the monitor left before the jump.
     auto stored = storedPreferences();
     ASSERT_TRUE(stored);
@@ -297,8 +269,7 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     EXPECT_TRUE(app->waitForOverlay(app->xVisible(left))) << ::testing::PrintToString(app->overlayWindows());
     EXPECT_TRUE(app->waitForLog(
         mark,
-        QStringLiteral("cross-display jump (previous): %1 → %2").arg(right->localizedName(), left->localizedName())))
-        << app->logText(mark).toStdString();
+        QStringLiteral("cross-display jump (previous): %1 → %2").arg(right->localizedName(), left->localizedName())));
     ASSERT_NO_FATAL_FAILURE(jump(keys::right));
     EXPECT_TRUE(app->waitForOverlay(app->xVisible(right))) << ::testing::PrintToString(app->overlayWindows());
     // A move on the right monitor's 2 x 3 grid before committing: from the centre (1,1) down.
@@ -306,8 +277,7 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     key(keys::returnKey);
     const Rect landed = app->expectedFrame(right, {2, 3}, 4, {{1, 2}, {1, 2}});
     EXPECT_EQ(landed, (Rect{962, 401, 314, 195}));
-    EXPECT_TRUE(waitForFrame(target.window, landed)) << str(session->outerFrame(target.window)) << "\n"
-                                                     << app->logText(mark).toStdString();
+    EXPECT_TRUE(waitForFrame(target.window, landed)) << str(session->outerFrame(target.window));
     EXPECT_TRUE(app->waitForNoOverlay());
 
     // The window is on the right monitor now, and so is the next overlay.
@@ -328,13 +298,12 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     ASSERT_NO_FATAL_FAILURE(startApp());
     const QString notTileable = logPrefix(M::notTileable);
 
-    const auto fixed = client({"--title", "Fixed", "--fixed-size", "--geometry", "300x200+100+100"});
-    ASSERT_TRUE(session->activateWindow(fixed.window));
+    const auto fixed = activeClient({"--title", "Fixed", "--fixed-size", "--geometry", "300x200+100+100"});
     const Rect fixedFrame = session->outerFrame(fixed.window);
     int mark = app->logMark();
     key(keys::returnKey, kSuper);
     EXPECT_TRUE(app->waitForBells(1));
-    ASSERT_TRUE(app->waitForLog(mark, notTileable)) << app->logText(mark).toStdString();
+    ASSERT_TRUE(app->waitForLog(mark, notTileable));
     EXPECT_TRUE(app->linesSince(mark, notTileable).front().contains(QStringLiteral("resizable=false")));
     EXPECT_TRUE(app->overlayWindows().empty());
     EXPECT_TRUE(app->linesSince(mark, logPrefix(M::panelPresented)).isEmpty());
@@ -342,8 +311,7 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     session->stopClient(fixed);
 
     // The target goes away under the overlay.
-    const auto doomed = client({"--title", "Doomed", "--geometry", "300x200+100+100"});
-    ASSERT_TRUE(session->activateWindow(doomed.window));
+    const auto doomed = activeClient({"--title", "Doomed", "--geometry", "300x200+100+100"});
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     session->stopClient(doomed);
     ASSERT_TRUE(session->waitUntil(
@@ -353,19 +321,17 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     key(keys::up);
     const bool overlayKept = app->waitForLog(mark, QStringLiteral("keyDown keyCode=126"));
     EXPECT_TRUE(overlayKept) << "the overlay closed when its target vanished (active window now 0x" << std::hex
-                             << session->activeWindow() << "):\n"
-                             << app->logText(mark).toStdString();
+                             << session->activeWindow() << "):\n";
     if (overlayKept) {
         key(keys::returnKey);
-        EXPECT_TRUE(app->waitForLog(mark, logPrefix(M::commitFailed))) << app->logText(mark).toStdString();
+        EXPECT_TRUE(app->waitForLog(mark, logPrefix(M::commitFailed)));
         EXPECT_TRUE(app->waitForBells(2));
         EXPECT_TRUE(app->waitForNoOverlay());
     }
     EXPECT_TRUE(app->isRunning());
 
     const int bellsBefore = app->bellCount();
-    const auto survivor = client({"--title", "Survivor", "--geometry", "300x200+500+300"});
-    ASSERT_TRUE(session->activateWindow(survivor.window));
+    const auto survivor = activeClient({"--title", "Survivor", "--geometry", "300x200+500+300"});
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     key(keys::returnKey);
     EXPECT_TRUE(waitForFrame(survivor.window, app->expectedFrame(app->screenAt(0), {3, 2}, 0, {{1, 1}, {1, 1}})))

@@ -2,8 +2,7 @@
 // a vanished X server, and a preferences file that did not load.
 
 #include "support/KeyCodes.h"
-#include "support/x11/MosaroAppDriver.h"
-#include "support/x11/X11Session.h"
+#include "support/x11/MosaroAppFixture.h"
 
 #include "Diagnostics/Log/LogMessages.h"
 #include "Platform/KeyEvent.h"
@@ -34,27 +33,24 @@ QByteArray bytesOf(const QString& path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
 }
 
-class MosaroExitTest : public ::testing::Test {
+class MosaroExitTest : public MosaroAppFixture {
 protected:
     void SetUp() override
     {
-        session = std::make_unique<X11Session>(X11Session::Options{1024, 768, QStringLiteral("openbox")});
-        ASSERT_TRUE(session->ok()) << session->error().toStdString();
-        app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
+        ASSERT_NO_FATAL_FAILURE(startSession({1024, 768, QStringLiteral("openbox")}));
         app->useSessionBus(session->sessionBus());
-        ASSERT_TRUE(app->keyboard().isAvailable());
         const auto c = session->startClient({"--title", "Target", "--geometry", "400x300+100+100"});
         ASSERT_TRUE(c);
         target = c->window;
     }
     void start(const QStringList& args = {})
     {
-        ASSERT_TRUE(app->start(args)) << app->lastError().toStdString();
+        ASSERT_NO_FATAL_FAILURE(startApp(args));
         ASSERT_TRUE(session->activateWindow(target));
     }
 
     // 3 x 2 becomes 4 x 2 on screen, nothing saved yet.
-    void openAndResize() { ASSERT_TRUE(app->openAndAddColumn()) << app->logText().toStdString(); }
+    void openAndResize() { ASSERT_TRUE(app->openAndAddColumn()); }
 
     std::optional<Preferences> stored()
     {
@@ -62,8 +58,6 @@ protected:
         return loaded ? std::optional<Preferences>(*loaded) : std::nullopt;
     }
 
-    std::unique_ptr<X11Session> session;
-    std::unique_ptr<MosaroAppDriver> app;
     xcb_window_t target = XCB_WINDOW_NONE;
 };
 
@@ -83,8 +77,7 @@ TEST_F(MosaroExitTest, TheQuitCommandAndEverySignalThatEndsTheSessionSaveTheResi
         ASSERT_NO_FATAL_FAILURE(openAndResize());
         EXPECT_FALSE(app->linesSince(mark, QStringLiteral("overlay show: window=%1 ")
                                                .arg(sig == 0 ? QStringLiteral("Target") : QStringLiteral("<private>")))
-                         .isEmpty())
-            << app->logText(mark).toStdString();
+                         .isEmpty());
 
         QString errors;
         if (sig == 0)
@@ -93,8 +86,7 @@ TEST_F(MosaroExitTest, TheQuitCommandAndEverySignalThatEndsTheSessionSaveTheResi
             ASSERT_TRUE(app->signal(sig));
         ASSERT_EQ(app->waitForExit(), 0);
         EXPECT_FALSE(app->linesSince(mark, QString::fromUtf8(M::willTerminate)).isEmpty());
-        EXPECT_FALSE(app->linesSince(mark, QStringLiteral("persisted global resize: 4×2")).isEmpty())
-            << app->logText(mark).toStdString();
+        EXPECT_FALSE(app->linesSince(mark, QStringLiteral("persisted global resize: 4×2")).isEmpty());
         const auto prefs = stored();
         ASSERT_TRUE(prefs);
         EXPECT_EQ(prefs->proSettings.globalGrid, (GridDimensions{4, 2}));
@@ -119,8 +111,7 @@ TEST_F(MosaroExitTest, LosingTheXServerEndsCleanlyAndKeepsWhatWasSaved)
     ASSERT_TRUE(app->key(keys::escape));
     ASSERT_TRUE(app->waitForLog(mark, QStringLiteral("persisted global resize: 4×2")));
     ASSERT_TRUE(app->waitForLog(mark, QStringLiteral("kept the preferences file that did not load as "
-                                                     "preferences.json.bak-")))
-        << app->logText(mark).toStdString();
+                                                     "preferences.json.bak-")));
     const QDir folder = QFileInfo(app->preferencesPath()).absoluteDir();
     const QStringList copies = folder.entryList({QStringLiteral("preferences.json.bak-*")}, QDir::Files);
     ASSERT_EQ(copies.size(), 1);
@@ -133,9 +124,8 @@ TEST_F(MosaroExitTest, LosingTheXServerEndsCleanlyAndKeepsWhatWasSaved)
     ASSERT_NO_FATAL_FAILURE(openAndResize());
     mark = app->logMark();
     session->killServer();
-    ASSERT_EQ(app->waitForExit(), 1) << app->logText(mark).toStdString();
-    EXPECT_FALSE(app->linesSince(mark, QStringLiteral("[lifecycle] X display '")).isEmpty())
-        << app->logText(mark).toStdString();
+    ASSERT_EQ(app->waitForExit(), 1);
+    EXPECT_FALSE(app->linesSince(mark, QStringLiteral("[lifecycle] X display '")).isEmpty());
     const auto after = stored();
     ASSERT_TRUE(after);
     EXPECT_TRUE(after->proSettings.globalGrid == (GridDimensions{4, 2}) ||

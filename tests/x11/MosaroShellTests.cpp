@@ -6,8 +6,7 @@
 #include "Platform/Linux/JournalLog.h"
 #include "support/KeyCodes.h"
 #include "support/PrivateSessionBus.h"
-#include "support/x11/MosaroAppDriver.h"
-#include "support/x11/X11Session.h"
+#include "support/x11/MosaroAppFixture.h"
 
 #include <QFile>
 
@@ -71,29 +70,16 @@ std::optional<QByteArray> clipboardText(X11Session& session, int timeoutMs = 500
     return text;
 }
 
-class MosaroShellTest : public ::testing::Test {
+class MosaroShellTest : public MosaroAppFixture {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(bus.ok()) << bus.error().toStdString();
-        session = std::make_unique<X11Session>(X11Session::Options{1280, 800, QStringLiteral("openbox")});
-        ASSERT_TRUE(session->ok()) << session->error().toStdString();
-        app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
+        ASSERT_NO_FATAL_FAILURE(startSession({1280, 800, QStringLiteral("openbox")}));
         app->useSessionBus(bus.address());
-    }
-    void startApp() { ASSERT_TRUE(app->start()) << app->lastError().toStdString(); }
-
-    // Opens the grid on a window, adds a column (3 x 2 becomes 4 x 2), and leaves it open.
-    void openAndResize()
-    {
-        const auto target = session->startClient({"--title", "Target", "--geometry", "400x300+120+90"});
-        ASSERT_TRUE(target && session->activateWindow(target->window));
-        ASSERT_TRUE(app->openAndAddColumn()) << app->logText().toStdString();
     }
 
     PrivateSessionBus bus;
-    std::unique_ptr<X11Session> session;
-    std::unique_ptr<MosaroAppDriver> app;
 };
 
 // The tray icon appears and its menu holds the entries in order; Copy Diagnostics puts the report
@@ -103,8 +89,7 @@ TEST_F(MosaroShellTest, TheTrayMenuHoldsTheEntriesAndCopiesTheDiagnostics)
 {
     ASSERT_TRUE(session->startTray());
     ASSERT_NO_FATAL_FAILURE(startApp());
-    EXPECT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString())
-        << app->logText().toStdString();
+    EXPECT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString());
     const auto icon = app->trayIcon();
     ASSERT_TRUE(icon);
     EXPECT_LE(icon->height, 24);
@@ -118,7 +103,7 @@ TEST_F(MosaroShellTest, TheTrayMenuHoldsTheEntriesAndCopiesTheDiagnostics)
         ASSERT_TRUE(app->key(keys::up));
     ASSERT_TRUE(app->key(keys::returnKey));
     const auto report = clipboardText(*session);
-    ASSERT_TRUE(report.has_value()) << app->logText().toStdString();
+    ASSERT_TRUE(report.has_value());
     const QString text = QString::fromUtf8(*report);
     EXPECT_TRUE(text.startsWith(QString::fromUtf8(DiagnosticsText::header))) << text.toStdString();
     EXPECT_TRUE(text.contains(QString::fromUtf8(M::didFinishLaunching))) << text.toStdString();
@@ -130,12 +115,11 @@ TEST_F(MosaroShellTest, QuitFromTheMenuEndsMosaro)
 {
     ASSERT_TRUE(session->startTray());
     ASSERT_NO_FATAL_FAILURE(startApp());
-    ASSERT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString())
-        << app->logText().toStdString();
+    ASSERT_EQ(app->openTrayMenu().join(" | ").toStdString(), kMenu.join(" | ").toStdString());
     // The last entry is Quit: Up from the top of the open menu wraps to it.
     ASSERT_TRUE(app->key(keys::up));
     ASSERT_TRUE(app->key(keys::returnKey));
-    EXPECT_EQ(app->waitForExit(), 0) << app->logText().toStdString();
+    EXPECT_EQ(app->waitForExit(), 0);
     EXPECT_FALSE(app->linesSince(0, QString::fromUtf8(M::willTerminate)).isEmpty());
 }
 
@@ -143,18 +127,16 @@ TEST_F(MosaroShellTest, QuitFromTheMenuEndsMosaro)
 TEST_F(MosaroShellTest, TriggerCommandOpensTheGridOnTheFocusedWindowAndReturnPlacesIt)
 {
     ASSERT_NO_FATAL_FAILURE(startApp());
-    const auto target = session->startClient({"--title", "Target", "--geometry", "400x300+120+90"});
-    ASSERT_TRUE(target);
-    ASSERT_TRUE(session->activateWindow(target->window));
+    const auto target = activeClient({"--title", "Target", "--geometry", "400x300+120+90"});
     QString errors;
     EXPECT_EQ(app->runAgain({QStringLiteral("--trigger")}, &errors), 0) << errors.toStdString();
     const ScreenRef screen = app->screenAt(0);
-    ASSERT_TRUE(app->waitForOverlay(app->xVisible(screen))) << app->logText().toStdString();
+    ASSERT_TRUE(app->waitForOverlay(app->xVisible(screen)));
     ASSERT_TRUE(app->waitForLog(0, logPrefix(M::panelPresented)));
     ASSERT_TRUE(app->key(keys::returnKey));
     const Rect expected = app->expectedFrame(screen, {3, 2}, 0, HighlightedRegion{{1, 1}, {1, 1}});
-    EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(target->window) == expected; }))
-        << describe(session->outerFrame(target->window)).toStdString() << " instead of "
+    EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(target.window) == expected; }))
+        << describe(session->outerFrame(target.window)).toStdString() << " instead of "
         << describe(expected).toStdString();
 }
 
@@ -179,7 +161,8 @@ TEST_F(MosaroShellTest, RemoteCommandsFailWithOneLineWhenNoMosaroCanHearThem)
     ASSERT_TRUE(app->waitForLog(0, QStringLiteral("no system tray is available")));
     EXPECT_EQ(app->linesSince(0, QStringLiteral("single instance and remote commands are unavailable")).size(), 1);
     EXPECT_EQ(app->linesSince(0, QStringLiteral("no system tray is available")).size(), 1);
-    ASSERT_NO_FATAL_FAILURE(openAndResize()); // the trigger is live all the same
+    activeClient({"--title", "Target", "--geometry", "400x300+120+90"});
+    ASSERT_TRUE(app->openAndAddColumn()); // the trigger is live all the same
 }
 
 } // namespace

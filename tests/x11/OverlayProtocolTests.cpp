@@ -2,8 +2,7 @@
 // request that reads pixels), and keys typed together with the trigger landing in the overlay.
 
 #include "support/KeyCodes.h"
-#include "support/x11/MosaroAppDriver.h"
-#include "support/x11/X11Session.h"
+#include "support/x11/MosaroAppFixture.h"
 
 #include "Grid/ScreenGeometry.h"
 #include "Overlay/UI/PanelOverlayWindow.h"
@@ -32,26 +31,9 @@ namespace {
 
 constexpr std::uint8_t xReturn = 36, xUp = 111, xLeft = 113, xSuper = 133;
 
-class OverlayProtocolTest : public ::testing::Test {
+class OverlayProtocolTest : public MosaroAppFixture {
 protected:
-    void SetUp() override
-    {
-        session = std::make_unique<X11Session>(X11Session::Options{1280, 800, QStringLiteral("openbox")});
-        ASSERT_TRUE(session->ok()) << session->error().toStdString();
-    }
-
-    X11SessionClient target()
-    {
-        auto c = session->startClient({"--title", "Target", "--geometry", "400x300+200+150"});
-        EXPECT_TRUE(c);
-        if (c) {
-            EXPECT_TRUE(session->activateWindow(c->window));
-        }
-        return c.value_or(X11SessionClient{});
-    }
-
-    std::unique_ptr<X11Session> session;
-    std::unique_ptr<MosaroAppDriver> app;
+    void SetUp() override { startSession({1280, 800, QStringLiteral("openbox")}); }
 };
 
 // Every request of a session (start, trigger, moves, a region, commit, a second showing,
@@ -76,11 +58,11 @@ TEST_F(OverlayProtocolTest, NoRequestOfAWholeSessionReadsPixels)
         script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
     app = std::make_unique<MosaroAppDriver>(*session, wrapper);
-    ASSERT_TRUE(app->start()) << app->lastError().toStdString();
-    const auto window = target();
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const auto window = activeClient({"--title", "Target", "--geometry", "400x300+200+150"});
     const ScreenRef screen = app->screenAt(0);
 
-    ASSERT_TRUE(app->openOverlay()) << app->logText().toStdString();
+    ASSERT_TRUE(app->openOverlay());
     ASSERT_TRUE(app->keys({{keys::right, 0}, {keys::up, ModifierFlag::shift}, {keys::returnKey, 0}}));
     const Rect expected = app->expectedFrame(screen, {3, 2}, 0, {{2, 1}, {2, 0}});
     EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(window.window) == expected; }))
@@ -108,9 +90,8 @@ TEST_F(OverlayProtocolTest, NoRequestOfAWholeSessionReadsPixels)
 // order, and the window lands on the top-left cell; the target sees none of them.
 TEST_F(OverlayProtocolTest, KeysSentInOneBurstWithTheTriggerPlaceTheWindowExactly)
 {
-    app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
-    ASSERT_TRUE(app->start()) << app->lastError().toStdString();
-    const auto window = target();
+    ASSERT_NO_FATAL_FAILURE(startApp());
+    const auto window = activeClient({"--title", "Target", "--geometry", "400x300+200+150"});
     const ScreenRef screen = app->screenAt(0);
     const Rect expected = app->expectedFrame(screen, {3, 2}, 0, HighlightedRegion::single({0, 0}));
     ASSERT_NE(session->outerFrame(window.window), expected);
@@ -136,8 +117,7 @@ TEST_F(OverlayProtocolTest, KeysSentInOneBurstWithTheTriggerPlaceTheWindowExactl
         }
         c.flush();
         EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(window.window) == expected; }))
-            << "round " << round << ": " << describe(session->outerFrame(window.window)).toStdString() << "\n"
-            << app->logText().toStdString();
+            << "round " << round << ": " << describe(session->outerFrame(window.window)).toStdString();
         ASSERT_TRUE(app->waitForNoOverlay());
     }
 }
