@@ -59,21 +59,12 @@ std::string desktopName(const ::testing::TestParamInfo<std::string>& info)
     return info.param;
 }
 
-X11Session::Options DesktopMatrixTest::sessionOptions() const
-{
-    const QString wm = QString::fromStdString(GetParam());
-    X11Session::Options options{1280, 800, wm};
-    options.taskbar = wm == QLatin1String("icewm");
-    return options;
-}
-
 void DesktopMatrixTest::SetUp()
 {
-    session = std::make_unique<X11Session>(sessionOptions());
-    ASSERT_TRUE(session->ok()) << session->error().toStdString();
-    app = std::make_unique<MosaroAppDriver>(*session, QStringLiteral(MOSARO_APP_PATH));
-    ASSERT_TRUE(app->keyboard().isAvailable());
-    ASSERT_TRUE(app->start()) << app->lastError().toStdString();
+    X11Session::Options options{1280, 800, QString::fromStdString(GetParam())};
+    options.taskbar = GetParam() == "icewm";
+    ASSERT_NO_FATAL_FAILURE(startSession(options));
+    ASSERT_NO_FATAL_FAILURE(startApp());
 }
 
 bool DesktopMatrixTest::supports(const char* atom)
@@ -119,20 +110,10 @@ std::optional<X11SessionClient> DesktopMatrixTest::startFocused(const DesktopCli
     return started;
 }
 
-QString DesktopMatrixTest::commitWith(const std::vector<MosaroAppDriver::Key>& keys)
+bool DesktopMatrixTest::commitWith(const std::vector<MosaroAppDriver::Key>& keys)
 {
-    if (!app->openOverlay())
-        return QStringLiteral("the overlay did not open:\n") + app->logText();
     const int mark = app->logMark();
-    if (!app->keys(keys))
-        return QStringLiteral("keys could not be sent");
-    session->waitUntil(
-        [&] {
-            return !app->linesSince(mark, logPrefix(M::commitMove)).isEmpty() ||
-                   !app->linesSince(mark, QStringLiteral("commit failed")).isEmpty();
-        },
-        10000);
-    return app->logText(mark);
+    return app->openOverlay() && app->keys(keys) && app->waitForLog(mark, logPrefix(M::commitMove), 10000);
 }
 
 void DesktopMatrixTest::placeClient(const DesktopClient& client, const Scenario& scenario)
@@ -166,13 +147,12 @@ void DesktopMatrixTest::placeClient(const DesktopClient& client, const Scenario&
     const HighlightedRegion region =
         bottomRight ? HighlightedRegion{{2, 1}, {2, 1}} : HighlightedRegion{{0, 0}, {0, 0}};
     const Rect expected = app->expectedFrame(app->screenAt(0), {3, 2}, 0, region);
-    const QString log = bottomRight ? commitWith({{keys::down, 0}, {keys::right, 0}, {keys::returnKey, 0}})
-                                    : commitWith({{keys::up, 0}, {keys::left, 0}, {keys::returnKey, 0}});
-    EXPECT_TRUE(log.contains(logPrefix(M::commitMove))) << log.toStdString();
+    EXPECT_TRUE(bottomRight ? commitWith({{keys::down, 0}, {keys::right, 0}, {keys::returnKey, 0}})
+                            : commitWith({{keys::up, 0}, {keys::left, 0}, {keys::returnKey, 0}}));
 
     Rect actual;
     const bool placed = session->waitUntil([&] { return matches(target->window, expected, &actual); }, 2000);
-    EXPECT_TRUE(placed) << "expected " << str(expected) << ", got " << str(actual) << "\n" << log.toStdString();
+    EXPECT_TRUE(placed) << "expected " << str(expected) << ", got " << str(actual);
     if (maximized) {
         EXPECT_FALSE(hasState(target->window, "_NET_WM_STATE_MAXIMIZED_VERT"));
     }

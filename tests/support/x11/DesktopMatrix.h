@@ -2,8 +2,7 @@
 
 #include "Grid/GridTypes.h"
 #include "Platform/Geometry.h"
-#include "support/x11/MosaroAppDriver.h"
-#include "support/x11/X11Session.h"
+#include "support/x11/MosaroAppFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +28,7 @@ const std::vector<DesktopClient>& desktopClients();
 
 // The desktops people use, for the integration tests: the real application running under one
 // window manager (given as the test parameter), placing real clients with a 3 x 2 grid, margin 0.
-class DesktopMatrixTest : public ::testing::TestWithParam<std::string> {
+class DesktopMatrixTest : public MosaroAppFixture, public ::testing::WithParamInterface<std::string> {
 protected:
     // A plain window goes to the top-left cell with Up Left Return, one next to a top dock too
     // (just below the dock), a maximized one to the bottom-right cell with Down Right Return (along
@@ -48,9 +47,8 @@ protected:
 
     // Starts a client and gives it the focus.
     std::optional<X11SessionClient> startFocused(const DesktopClient& client);
-    // Opens the overlay, types the keys and waits for the commit's outcome in the log; the log
-    // lines since the keys.
-    QString commitWith(const std::vector<MosaroAppDriver::Key>& keys);
+    // Opens the overlay, types the keys and waits until the log tells of the move.
+    bool commitWith(const std::vector<MosaroAppDriver::Key>& keys);
     // The frame a person sees: the manager's outer frame from the window tree, without the
     // shadow a client with client-side decorations draws inside its own area.
     Rect visibleFrame(xcb_window_t window);
@@ -58,11 +56,6 @@ protected:
     bool matches(xcb_window_t window, const Rect& expected, Rect* actual);
     bool supports(const char* atom);
     bool hasState(xcb_window_t window, const char* state);
-
-    X11Session::Options sessionOptions() const;
-
-    std::unique_ptr<X11Session> session;
-    std::unique_ptr<MosaroAppDriver> app;
 };
 
 // The managers of a comma-separated list, as test parameters.
