@@ -35,9 +35,7 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QMessageBox>
-#include <QPixmap>
 #include <QPushButton>
-#include <QScreen>
 #include <QScrollArea>
 #include <QSpinBox>
 #include <QTabBar>
@@ -148,15 +146,6 @@ void checkFits(QWidget* root, const QString& where)
 
 X11Session* g_session = nullptr;
 
-// The frame the window manager put around the window, in the toolkit's coordinates, as the
-// server has it (the toolkit may not have heard of the frame yet).
-QRect outerFrame(const QWidget* widget)
-{
-    const Rect f = g_session->outerFrame(xcb_window_t(widget->winId()));
-    const double ratio = widget->devicePixelRatioF();
-    return QRect(qRound(f.x / ratio), qRound(f.y / ratio), qRound(f.width / ratio), qRound(f.height / ratio));
-}
-
 // The window manager shows the window in its frame.
 bool framed(const QWidget* widget)
 {
@@ -169,17 +158,10 @@ bool framed(const QWidget* widget)
 }
 
 // The window with the frame the window manager drew around it, as a person sees it.
-bool shoot(QWidget* window, const QString& file)
+void shoot(QWidget* window, const QString& file)
 {
-    QScreen* screen = window->screen();
-    const QRect frame = outerFrame(window);
-    const QPixmap shot = screen->grabWindow(0, frame.x(), frame.y(), frame.width(), frame.height());
-    if (shot.isNull() || !shot.save(file)) {
+    if (!g_session->saveScreenshot(g_session->outerFrame(xcb_window_t(window->winId())), file))
         g_problems << QStringLiteral("could not write %1").arg(file);
-        return false;
-    }
-    std::printf("screenshot %s (%dx%d)\n", qPrintable(file), shot.width(), shot.height());
-    return true;
 }
 
 QString argument(int argc, char** argv, const char* name, const char* fallback)

@@ -71,13 +71,8 @@ private:
 
     bool save(const QString& name, const Rect& r)
     {
-        const QImage screen = m_session.screenshot();
-        const QRect area = QRect(int(r.x), int(r.y), int(r.width), int(r.height)).intersected(screen.rect());
         const QString path = QDir(m_folder).filePath(name + QStringLiteral(".png"));
-        if (screen.isNull() || area.isEmpty() || !screen.copy(area).save(path))
-            return fail(name, QStringLiteral("could not write %1").arg(path));
-        std::printf("%s\n", qPrintable(path));
-        return true;
+        return m_session.saveScreenshot(r, path) || fail(name, QStringLiteral("could not write %1").arg(path));
     }
 
     bool fail(const QString& name, const QString& why)

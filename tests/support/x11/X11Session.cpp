@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <thread>
 
@@ -63,6 +64,16 @@ QImage X11Session::screenshot()
     for (int y = 0; y < h; ++y)
         std::memcpy(image.scanLine(y), data + std::size_t(y) * w * 4, std::size_t(w) * 4);
     return image;
+}
+
+bool X11Session::saveScreenshot(const Rect& area, const QString& path)
+{
+    const QImage screen = screenshot();
+    const QRect r = QRect(int(area.x), int(area.y), int(area.width), int(area.height)).intersected(screen.rect());
+    if (screen.isNull() || r.isEmpty() || !screen.copy(r).save(path))
+        return false;
+    std::printf("%s (%dx%d)\n", qPrintable(path), r.width(), r.height());
+    return true;
 }
 
 QString testClientPath()
@@ -360,8 +371,6 @@ end)
 
 xcb_window_t X11Session::supportingWmCheck()
 {
-    if (!m_connection)
-        return XCB_WINDOW_NONE;
     X11Connection& c = *m_connection;
     const xcb_atom_t check = c.atom("_NET_SUPPORTING_WM_CHECK");
     const auto w = c.windows(c.root(), check);
@@ -373,8 +382,6 @@ xcb_window_t X11Session::supportingWmCheck()
 
 bool X11Session::startWindowManager(const QString& name, int timeoutMs)
 {
-    if (!m_connection)
-        return false;
     stopWindowManager();
     if (name == QLatin1String("xfwm4") && sessionBus().isEmpty()) {
         m_error = QStringLiteral("no session bus for xfwm4");
@@ -462,8 +469,6 @@ QString X11Session::sessionBus()
 
 xcb_window_t X11Session::findClient(const QString& instance)
 {
-    if (!m_connection)
-        return XCB_WINDOW_NONE;
     X11Connection& c = *m_connection;
     const xcb_atom_t wmState = c.atom("WM_STATE");
     // Clients sit below the root or below the manager's frames, a few levels down at most.
@@ -585,16 +590,12 @@ bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
 
 xcb_window_t X11Session::activeWindow()
 {
-    if (!m_connection)
-        return XCB_WINDOW_NONE;
     const auto w = m_connection->windows(m_connection->root(), m_connection->atom("_NET_ACTIVE_WINDOW"));
     return w ? (*w)[0] : xcb_window_t(XCB_WINDOW_NONE);
 }
 
 bool X11Session::activateWindow(xcb_window_t window, int timeoutMs)
 {
-    if (!m_connection)
-        return false;
     X11Connection& c = *m_connection;
     // Source 2 (pager): the WM applies it without focus-stealing checks.
     if (!c.sendRootMessage(window, c.atom("_NET_ACTIVE_WINDOW"), 2, XCB_CURRENT_TIME, 0))
@@ -604,8 +605,6 @@ bool X11Session::activateWindow(xcb_window_t window, int timeoutMs)
 
 bool X11Session::changeWmState(xcb_window_t window, int action, const char* state1, const char* state2)
 {
-    if (!m_connection)
-        return false;
     X11Connection& c = *m_connection;
     return c
         .sendRootMessage(window, c.atom("_NET_WM_STATE"), std::uint32_t(action), c.atom(state1),
@@ -615,8 +614,6 @@ bool X11Session::changeWmState(xcb_window_t window, int action, const char* stat
 
 bool X11Session::iconify(xcb_window_t window)
 {
-    if (!m_connection)
-        return false;
     constexpr std::uint32_t iconicState = 3;
     return m_connection->sendRootMessage(window, m_connection->atom("WM_CHANGE_STATE"), iconicState).hasValue();
 }

@@ -118,6 +118,8 @@ public:
 
     // The whole screen as the server shows it; null when it could not be read.
     QImage screenshot();
+    // That part of the screen (a window's outerFrame(), say) as a PNG; prints the path.
+    bool saveScreenshot(const Rect& area, const QString& path);
 
     // Runs the action and waits until the drawing it caused is done: the server reported damage
     // somewhere on the screen (any window's drawing counts on the root), then none for quietMs.
