@@ -109,35 +109,28 @@ int MosaroAppDriver::waitForExit(int timeoutMs)
     return code.value_or(-1);
 }
 
+bool MosaroAppDriver::ours(xcb_window_t window)
+{
+    X11Connection& c = m_session.connection();
+    const auto pid = c.cardinals(window, c.atom("_NET_WM_PID"));
+    return pid && std::int64_t((*pid)[0]) == m_pid;
+}
+
 std::optional<Rect> MosaroAppDriver::trayIcon()
 {
     // A window of ours that a tray has reparented: small, mapped, not a child of the root.
     X11Connection& c = m_session.connection();
-    std::vector<xcb_window_t> pending{c.root()};
-    while (!pending.empty()) {
-        const xcb_window_t parent = pending.back();
-        pending.pop_back();
-        auto tree = c.ask<xcb_query_tree_reply>(xcb_query_tree, parent);
-        if (!tree)
-            continue;
-        const xcb_window_t* children = xcb_query_tree_children(tree.get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-            const xcb_window_t w = children[i];
-            pending.push_back(w);
-            if (parent == c.root())
-                continue;
-            const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
-            if (!pid || std::int64_t((*pid)[0]) != m_pid)
-                continue;
+    for (const xcb_window_t top : m_session.windowsBelow(c.root(), 1))
+        for (const xcb_window_t w : m_session.windowsBelow(top, 16)) {
             auto attrs = c.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, w);
             auto g = c.ask<xcb_get_geometry_reply>(xcb_get_geometry, w);
-            if (!attrs || attrs->map_state != XCB_MAP_STATE_VIEWABLE || !g || g->width > 64 || g->height > 64)
+            if (!ours(w) || !attrs || attrs->map_state != XCB_MAP_STATE_VIEWABLE || !g || g->width > 64 ||
+                g->height > 64)
                 continue;
             auto at = c.ask<xcb_translate_coordinates_reply>(xcb_translate_coordinates, w, c.root(), 0, 0);
             if (at)
                 return Rect{double(at->dst_x), double(at->dst_y), double(g->width), double(g->height)};
         }
-    }
     return std::nullopt;
 }
 
@@ -296,20 +289,10 @@ std::vector<Rect> MosaroAppDriver::overlayWindows()
 {
     X11Connection& c = m_session.connection();
     std::vector<Rect> found;
-    auto tree = c.ask<xcb_query_tree_reply>(xcb_query_tree, c.root());
-    if (!tree)
-        return found;
-    const xcb_window_t* children = xcb_query_tree_children(tree.get());
-    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-        const xcb_window_t w = children[i];
+    for (const xcb_window_t w : m_session.windowsBelow(c.root(), 1)) {
         auto attrs = c.ask<xcb_get_window_attributes_reply>(xcb_get_window_attributes, w);
-        if (!attrs || !attrs->override_redirect || attrs->map_state != XCB_MAP_STATE_VIEWABLE)
-            continue;
-        const auto pid = c.cardinals(w, c.atom("_NET_WM_PID"));
-        if (!pid || std::int64_t((*pid)[0]) != m_pid)
-            continue;
         auto g = c.ask<xcb_get_geometry_reply>(xcb_get_geometry, w);
-        if (g)
+        if (attrs && attrs->override_redirect && attrs->map_state == XCB_MAP_STATE_VIEWABLE && g && ours(w))
             found.push_back({double(g->x), double(g->y), double(g->width), double(g->height)});
     }
     return found;

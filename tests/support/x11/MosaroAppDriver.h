@@ -107,6 +107,8 @@ public:
 
 private:
     void readLog();
+    // The window carries the application's process id.
+    bool ours(xcb_window_t window);
 
     X11Session& m_session;
     QString m_appPath;

@@ -17,6 +17,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <thread>
 
 namespace mosaro::test {
@@ -467,30 +468,30 @@ QString X11Session::sessionBus()
     return m_busAddress;
 }
 
+std::vector<xcb_window_t> X11Session::windowsBelow(xcb_window_t parent, int depth)
+{
+    std::vector<xcb_window_t> found;
+    auto tree = m_connection->ask<xcb_query_tree_reply>(xcb_query_tree, parent);
+    for (int i = 0; tree && i < xcb_query_tree_children_length(tree.get()); ++i) {
+        const xcb_window_t child = xcb_query_tree_children(tree.get())[i];
+        found.push_back(child);
+        if (depth > 1)
+            std::ranges::copy(windowsBelow(child, depth - 1), std::back_inserter(found));
+    }
+    return found;
+}
+
 xcb_window_t X11Session::findClient(const QString& instance)
 {
     X11Connection& c = *m_connection;
-    const xcb_atom_t wmState = c.atom("WM_STATE");
     // Clients sit below the root or below the manager's frames, a few levels down at most.
-    std::vector<std::pair<xcb_window_t, int>> todo{{c.root(), 0}};
-    while (!todo.empty()) {
-        const auto [window, depth] = todo.back();
-        todo.pop_back();
-        auto tree = c.ask<xcb_query_tree_reply>(xcb_query_tree, window);
-        if (!tree)
-            continue;
-        const xcb_window_t* children = xcb_query_tree_children(tree.get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-            const xcb_window_t child = children[i];
-            const auto wmClass = c.propertyValue(child, XCB_ATOM_WM_CLASS);
-            if (wmClass && wmClass->format == 8 && c.propertyValue(child, wmState)) {
-                const QByteArray bytes(reinterpret_cast<const char*>(wmClass->bytes.data()),
-                                       qsizetype(wmClass->bytes.size()));
-                if (QString::fromLatin1(bytes.left(bytes.indexOf('\0'))) == instance)
-                    return child;
-            }
-            if (depth < 3)
-                todo.emplace_back(child, depth + 1);
+    for (const xcb_window_t window : windowsBelow(c.root(), 4)) {
+        const auto wmClass = c.propertyValue(window, XCB_ATOM_WM_CLASS);
+        if (wmClass && wmClass->format == 8 && c.propertyValue(window, c.atom("WM_STATE"))) {
+            const QByteArray bytes(reinterpret_cast<const char*>(wmClass->bytes.data()),
+                                   qsizetype(wmClass->bytes.size()));
+            if (QString::fromLatin1(bytes.left(bytes.indexOf('\0'))) == instance)
+                return window;
         }
     }
     return XCB_WINDOW_NONE;

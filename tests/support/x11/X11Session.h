@@ -74,6 +74,8 @@ public:
     // window with WM_STATE whose WM_CLASS instance is `instance`.
     std::optional<X11SessionClient> startProgram(const QString& program, const QStringList& args,
                                                  const QString& instance, int timeoutMs = 20000);
+    // The windows below `parent` down to `depth` levels, each before its children.
+    std::vector<xcb_window_t> windowsBelow(xcb_window_t parent, int depth);
     // A managed client window (one with WM_STATE) of the given WM_CLASS instance, or none.
     xcb_window_t findClient(const QString& instance);
     // The address of the session's private D-Bus session bus, started on first use; children
