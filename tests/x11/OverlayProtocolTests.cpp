@@ -42,22 +42,14 @@ TEST_F(OverlayProtocolTest, NoRequestOfAWholeSessionReadsPixels)
 {
     const QString trace = session->tempPath() + QStringLiteral("/protocol.txt");
     // xtrace sits on a display of its own and forwards to the session's server.
-    const QString wrapper = session->tempPath() + QStringLiteral("/traced-mosaro");
-    int fake = 0;
-    for (fake = 400; fake < 500; ++fake)
-        if (!QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(fake)))
-            break;
-    {
-        QFile script(wrapper);
-        ASSERT_TRUE(script.open(QIODevice::WriteOnly));
-        script.write(QStringLiteral("#!/bin/sh\nexec xtrace -n -d \"$DISPLAY\" -D :%1 -o '%2' -- '%3' \"$@\"\n")
-                         .arg(fake)
-                         .arg(trace, QStringLiteral(MOSARO_APP_PATH))
-                         .toUtf8());
-        script.close();
-        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    }
-    app = std::make_unique<MosaroAppDriver>(*session, wrapper);
+    int fake = 400;
+    while (QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(fake)))
+        ++fake;
+    app->launcher = {QStringLiteral("xtrace"), QStringLiteral("-n"),
+                     QStringLiteral("-d"),     session->displayName(),
+                     QStringLiteral("-D"),     QStringLiteral(":%1").arg(fake),
+                     QStringLiteral("-o"),     trace,
+                     QStringLiteral("--")};
     ASSERT_NO_FATAL_FAILURE(startApp());
     const auto window = activeClient({"--title", "Target", "--geometry", "400x300+200+150"});
     const ScreenRef screen = app->screenAt(0);

@@ -16,11 +16,11 @@ using namespace mosaro::test;
 
 namespace {
 
-X11Window createWindow(X11Connection& c)
+X11Window createWindow(X11Connection& c, std::uint32_t events = 0)
 {
     X11Window w(c);
     xcb_create_window(c.connection(), XCB_COPY_FROM_PARENT, w.id(), c.root(), 0, 0, 10, 10, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &events);
     return w;
 }
 
@@ -119,10 +119,8 @@ TEST(X11Connection, ListenersAndBoundedWaits)
     X11Session session;
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection c(session.displayName());
-    const X11Window window = createWindow(c);
+    const X11Window window = createWindow(c, XCB_EVENT_MASK_PROPERTY_CHANGE);
     const xcb_window_t w = window.id();
-    const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_change_window_attributes(c.connection(), w, XCB_CW_EVENT_MASK, &mask);
 
     int first = 0, second = 0;
     bool consume = false;
@@ -171,10 +169,8 @@ TEST(X11Connection, EventLoopDispatchesArrivingAndQueuedEvents)
     X11Session session;
     ASSERT_TRUE(session.ok()) << session.error().toStdString();
     X11Connection c(session.displayName());
-    const X11Window window = createWindow(c);
+    const X11Window window = createWindow(c, XCB_EVENT_MASK_PROPERTY_CHANGE);
     const xcb_window_t w = window.id();
-    const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_change_window_attributes(c.connection(), w, XCB_CW_EVENT_MASK, &mask);
     int seen = 0;
     QEventLoop loop;
     c.addEventListener([&](xcb_generic_event_t* e) {

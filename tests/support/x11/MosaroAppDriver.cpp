@@ -56,13 +56,11 @@ bool MosaroAppDriver::start(const QStringList& extraArgs, int timeoutMs)
     QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     // env execs the application in place, so the PID is the application's; its stderr goes to
     // the session's log file named after the program started.
-    QStringList args{QStringLiteral("XDG_DATA_HOME=") + dataHome(),
-                     QStringLiteral("XDG_CONFIG_HOME=") + configHome(),
+    QStringList args{QStringLiteral("XDG_DATA_HOME=") + dataHome(), QStringLiteral("XDG_CONFIG_HOME=") + configHome(),
                      QStringLiteral("XDG_RUNTIME_DIR=") + runtime,
                      QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") +
-                         (m_busAddress.isEmpty() ? QStringLiteral("disabled:") : m_busAddress),
-                     m_appPath,
-                     QStringLiteral("--log-stderr")};
+                         (m_busAddress.isEmpty() ? QStringLiteral("disabled:") : m_busAddress)};
+    args << launcher << m_appPath << QStringLiteral("--log-stderr");
     if (verbose)
         args << QStringLiteral("--verbose");
     args += extraArgs;

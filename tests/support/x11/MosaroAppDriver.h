@@ -36,6 +36,8 @@ public:
 
     // Debug-level logging for the next start() (on by default; the benchmarks run without it).
     bool verbose = true;
+    // Words that run the application under another program (a protocol tracer), for start().
+    QStringList launcher;
 
     // Starts the application with --log-stderr --verbose and the given extra arguments, and waits
     // until its trigger is live. False (with the log in lastError()) when it did not get there.

@@ -7,7 +7,7 @@
 //   --geometry WxH+X+Y           requested size and position (user-specified)
 //   --fixed-size                 minimum size = maximum size
 //   --windows N                  N - 1 more plain windows like it (a busy desktop), announced once all are mapped
-//   --dock-strut SIDE:N          a dock reserving N pixels at top, bottom, left or right
+//   --dock-strut SIDE:N          a dock reserving N pixels at the top or bottom
 //   --fullscreen                 initial _NET_WM_STATE
 //   --no-pid                     no _NET_WM_PID
 //   --background RRGGBB          background colour (white by default)
@@ -108,14 +108,7 @@ int main(int argc, char** argv)
 
     if (!dockSide.empty() && !hasGeometry) {
         const int w = screen->width_in_pixels, h = screen->height_in_pixels;
-        if (dockSide == "top")
-            x = 0, y = 0, width = w, height = strut;
-        else if (dockSide == "bottom")
-            x = 0, y = h - strut, width = w, height = strut;
-        else if (dockSide == "left")
-            x = 0, y = 0, width = strut, height = h;
-        else
-            x = w - strut, y = 0, width = strut, height = h;
+        x = 0, y = dockSide == "top" ? 0 : h - strut, width = w, height = strut;
     }
 
     const xcb_window_t win = xcb_generate_id(conn);
@@ -171,16 +164,9 @@ int main(int argc, char** argv)
         setProp(win, "_NET_WM_WINDOW_TYPE", XCB_ATOM_ATOM, 32, &dock, 1);
         // left, right, top, bottom, then the start/end ranges of each.
         std::uint32_t partial[12] = {};
-        const std::uint32_t x0 = std::uint32_t(x), x1 = std::uint32_t(x + width - 1);
-        const std::uint32_t y0 = std::uint32_t(y), y1 = std::uint32_t(y + height - 1);
-        if (dockSide == "left")
-            partial[0] = std::uint32_t(strut), partial[4] = y0, partial[5] = y1;
-        else if (dockSide == "right")
-            partial[1] = std::uint32_t(strut), partial[6] = y0, partial[7] = y1;
-        else if (dockSide == "top")
-            partial[2] = std::uint32_t(strut), partial[8] = x0, partial[9] = x1;
-        else
-            partial[3] = std::uint32_t(strut), partial[10] = x0, partial[11] = x1;
+        const int top = dockSide == "top" ? 0 : 1;
+        partial[2 + top] = std::uint32_t(strut);
+        partial[8 + 2 * top] = std::uint32_t(x), partial[9 + 2 * top] = std::uint32_t(x + width - 1);
         setProp(win, "_NET_WM_STRUT_PARTIAL", XCB_ATOM_CARDINAL, 32, partial, 12);
         setProp(win, "_NET_WM_STRUT", XCB_ATOM_CARDINAL, 32, partial, 4);
     }
