@@ -94,49 +94,36 @@ bool insideAncestors(const QWidget* w)
 
 void checkFits(QWidget* root, const QString& where)
 {
-    QList<QWidget*> widgets = root->findChildren<QWidget*>();
-    for (QWidget* w : widgets) {
+    for (QWidget* w : root->findChildren<QWidget*>()) {
         if (!w->isVisibleTo(root) || w->size().isEmpty())
             continue;
+        QSize need; // what the widget's text needs
         QString problem;
         if (auto* label = qobject_cast<QLabel*>(w)) {
             if (label->text().isEmpty())
                 continue;
-            if (label->wordWrap()) {
-                if (label->height() < label->heightForWidth(label->width()))
-                    problem = QStringLiteral("wrapped text needs %1 px, has %2")
-                                  .arg(label->heightForWidth(label->width()))
-                                  .arg(label->height());
-            } else if (label->width() < label->sizeHint().width() || label->height() < label->sizeHint().height()) {
-                problem = QStringLiteral("needs %1x%2, has %3x%4")
-                              .arg(label->sizeHint().width())
-                              .arg(label->sizeHint().height())
-                              .arg(label->width())
-                              .arg(label->height());
-            }
-        } else if (qobject_cast<QAbstractButton*>(w) || qobject_cast<QSpinBox*>(w)) {
-            const QSize need =
-                w->minimumSizeHint().expandedTo(qobject_cast<QAbstractButton*>(w) ? w->sizeHint() : QSize());
-            if (w->width() < need.width() || w->height() < need.height())
-                problem = QStringLiteral("needs %1x%2, has %3x%4")
-                              .arg(need.width())
-                              .arg(need.height())
-                              .arg(w->width())
-                              .arg(w->height());
+            need = label->wordWrap() ? QSize(0, label->heightForWidth(label->width())) : label->sizeHint();
+        } else if (qobject_cast<QAbstractButton*>(w)) {
+            need = w->minimumSizeHint().expandedTo(w->sizeHint());
+        } else if (qobject_cast<QSpinBox*>(w)) {
+            need = w->minimumSizeHint();
         } else if (auto* box = qobject_cast<QGroupBox*>(w)) {
-            if (box->width() < box->fontMetrics().horizontalAdvance(box->title()) + 16)
-                problem = QStringLiteral("title does not fit");
+            need = QSize(box->fontMetrics().horizontalAdvance(box->title()) + 16, 0);
         } else if (auto* bar = qobject_cast<QTabBar*>(w)) {
-            for (int i = 0; i < bar->count(); ++i) {
-                const int textWidth = bar->fontMetrics().horizontalAdvance(bar->tabText(i));
-                if (bar->tabRect(i).width() < textWidth + bar->iconSize().width())
+            for (int i = 0; i < bar->count(); ++i)
+                if (bar->tabRect(i).width() <
+                    bar->fontMetrics().horizontalAdvance(bar->tabText(i)) + bar->iconSize().width())
                     problem = QStringLiteral("tab %1 is squeezed").arg(bar->tabText(i));
-            }
-            if (bar->sizeHint().width() > bar->width())
-                problem = QStringLiteral("the tabs need %1 px, have %2").arg(bar->sizeHint().width()).arg(bar->width());
+            need = QSize(bar->sizeHint().width(), 0);
         } else {
             continue;
         }
+        if (problem.isEmpty() && (w->width() < need.width() || w->height() < need.height()))
+            problem = QStringLiteral("needs %1x%2, has %3x%4")
+                          .arg(need.width())
+                          .arg(need.height())
+                          .arg(w->width())
+                          .arg(w->height());
         if (problem.isEmpty() && !insideAncestors(w))
             problem = QStringLiteral("clipped by its container");
         if (!problem.isEmpty())
