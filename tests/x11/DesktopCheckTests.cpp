@@ -63,7 +63,7 @@ struct CheckRun {
 CheckRun runCheck(X11Session& session)
 {
     CheckRun run;
-    run.exitCode = session.runCapturing(mosaroProgram(), {QStringLiteral("--check")}, &run.output, 20000);
+    run.exitCode = session.run(mosaroProgram(), {QStringLiteral("--check")}, 20000, &run.output);
     return run;
 }
 

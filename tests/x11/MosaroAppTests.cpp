@@ -308,12 +308,12 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     EXPECT_TRUE(app->overlayWindows().empty());
     EXPECT_TRUE(app->linesSince(mark, logPrefix(M::panelPresented)).isEmpty());
     EXPECT_EQ(session->outerFrame(fixed.window), fixedFrame);
-    session->stopClient(fixed);
+    session->stop(fixed.pid);
 
     // The target goes away under the overlay.
     const auto doomed = activeClient({"--title", "Doomed", "--geometry", "300x200+100+100"});
     ASSERT_NO_FATAL_FAILURE(openOverlay());
-    session->stopClient(doomed);
+    session->stop(doomed.pid);
     ASSERT_TRUE(session->waitUntil(
         [&] { return !session->connection().windowExists(doomed.window) && !managed(doomed.window); }));
     // The overlay still holds the keyboard: no other window became active.

@@ -261,7 +261,7 @@ TEST_P(X11AccessibilityTest, VanishedWindowIsAnInvalidElement)
     const auto c = client({"--title", "Short-lived"});
     const AXElementRef window = focus(c);
     ASSERT_TRUE(window);
-    session->stopClient(c);
+    session->stop(c.pid);
     ASSERT_TRUE(session->waitUntil([&] { return !session->connection().windowExists(c.window); }));
 
     EXPECT_EQ(setPosition(window, 10, 10), AXErrorCode::invalidUIElement);

@@ -160,9 +160,9 @@ void DesktopMatrixTest::placeClient(const DesktopClient& client, const Scenario&
                 placed ? "placed at" : "FAILED, at", str(actual).c_str(), static_cast<long long>(timer.elapsed()),
                 scenario.maximized && !maximized ? " (the manager has no maximized state)" : "");
 
-    session->stopClient(*target);
+    session->stop(target->pid);
     if (dock)
-        session->stopClient(*dock);
+        session->stop(dock->pid);
     ASSERT_TRUE(session->waitUntil([&] { return session->findClient(client.instance) == XCB_WINDOW_NONE; }));
     if (dock) {
         // Once the manager has let the dock go, the top is where its work area says (icewm keeps the

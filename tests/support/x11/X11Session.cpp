@@ -227,12 +227,7 @@ std::optional<QByteArray> X11Session::readLine(pid_t pid, int timeoutMs, const s
     return p->readLine().trimmed();
 }
 
-int X11Session::run(const QString& program, const QStringList& args, int timeoutMs)
-{
-    return runCapturing(program, args, nullptr, timeoutMs);
-}
-
-int X11Session::runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs)
+int X11Session::run(const QString& program, const QStringList& args, int timeoutMs, QString* output)
 {
     const pid_t pid = spawn(program, args, output != nullptr);
     if (pid <= 0)
@@ -540,11 +535,6 @@ std::optional<X11SessionClient> X11Session::startClient(const QStringList& args,
         return std::nullopt;
     }
     return X11SessionClient{pid, window};
-}
-
-void X11Session::stopClient(const X11SessionClient& client)
-{
-    stop(client.pid);
 }
 
 bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)

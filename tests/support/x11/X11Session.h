@@ -81,15 +81,13 @@ public:
     // The address of the session's private D-Bus session bus, started on first use; children
     // started afterwards see it as DBUS_SESSION_BUS_ADDRESS.
     QString sessionBus();
-    void stopClient(const X11SessionClient& client);
 
     // Starts any program with DISPLAY pointing at this server, its standard error appended to a
     // log named after it; its standard output is kept only with keepOutput.
     pid_t spawn(const QString& program, const QStringList& args, bool keepOutput = false);
-    // Runs a program to completion (bounded); its exit code, or -1.
-    int run(const QString& program, const QStringList& args, int timeoutMs = 10000);
-    // The same, collecting its standard output.
-    int runCapturing(const QString& program, const QStringList& args, QString* output, int timeoutMs = 10000);
+    // Runs a program to completion (bounded), collecting its standard output when asked; its
+    // exit code, or -1.
+    int run(const QString& program, const QStringList& args, int timeoutMs = 10000, QString* output = nullptr);
     // Stops a child started by this session: SIGTERM, then SIGKILL.
     void stop(pid_t pid);
     // Starts trayer, a system tray (XEmbed) on the top edge, and waits until it holds the tray
