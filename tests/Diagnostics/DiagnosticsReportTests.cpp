@@ -225,12 +225,4 @@ TEST(BugReportMail, EncodesNonAsciiAndItemSeparatorsInTheValues)
     EXPECT_EQ(DiagnosticsText::bugReportMailURL(QStringLiteral(" "), QStringLiteral("1")), std::nullopt);
 }
 
-TEST_F(DiagnosticsTest, WithoutAnAddressTheReportStaysOnTheClipboard)
-{
-    Diagnostics d({bundle, os, hardware, screens, trust, preferencesPath(), log, clock, pasteboard, urlOpener, {}});
-    d.reportBug();
-    EXPECT_EQ(pasteboard.contents, d.diagnosticsReport());
-    EXPECT_TRUE(urlOpener.opened.empty());
-}
-
 } // namespace
