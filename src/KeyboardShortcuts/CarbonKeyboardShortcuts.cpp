@@ -3,7 +3,6 @@
 #include "Diagnostics/Log/Log.h"
 #include "Diagnostics/Log/LogMessages.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
-#include "KeyboardShortcuts/Modifiers.h"
 
 #include <iostream>
 #include <limits>
@@ -41,13 +40,6 @@ const std::vector<EventTypeSpec>& hotKeyEventTypes()
 {
     static const std::vector<EventTypeSpec> types{{kEventClassKeyboard, HotKeyEventKind::hotKeyPressed},
                                                   {kEventClassKeyboard, HotKeyEventKind::hotKeyReleased}};
-    return types;
-}
-
-const std::vector<EventTypeSpec>& rawKeyEventTypes()
-{
-    static const std::vector<EventTypeSpec> types{{kEventClassKeyboard, HotKeyEventKind::rawKeyDown},
-                                                  {kEventClassKeyboard, HotKeyEventKind::rawKeyUp}};
     return types;
 }
 
@@ -158,40 +150,20 @@ OSStatus CarbonKeyboardShortcuts::handleEvent(const HotKeyEvent* event)
     const auto& hotKeys = state().hotKeys;
     const std::uint32_t kind = event->kind();
 
-    std::optional<HotKey> match;
-    if (kind == HotKeyEventKind::hotKeyPressed || kind == HotKeyEventKind::hotKeyReleased) {
-        EventHotKeyID id;
-        if (const OSStatus status = event->hotKeyID(id); status != HotKeyStatus::noErr)
-            return status;
-        const auto it = hotKeys.find(id.id);
-        if (id.signature != hotKeySignature || it == hotKeys.end())
-            return HotKeyStatus::eventNotHandled;
-        match = it->second;
-    } else if (kind == HotKeyEventKind::rawKeyDown || kind == HotKeyEventKind::rawKeyUp) {
-        std::uint32_t keyCode = 0;
-        std::uint32_t modifiers = 0;
-        if (const OSStatus status = event->keyCode(keyCode); status != HotKeyStatus::noErr)
-            return status;
-        if (const OSStatus status = event->keyModifiers(modifiers); status != HotKeyStatus::noErr)
-            return status;
-        const std::int64_t normalized = normalizedCarbonModifiers(modifiers);
-        for (const auto& [id, record] : hotKeys) {
-            if (record.shortcut.carbonKeyCode == keyCode && record.shortcut.carbonModifiers == normalized) {
-                match = record;
-                break;
-            }
-        }
-        if (!match)
-            return HotKeyStatus::eventNotHandled;
-    } else {
+    if (kind != HotKeyEventKind::hotKeyPressed && kind != HotKeyEventKind::hotKeyReleased)
         return HotKeyStatus::eventNotHandled;
-    }
+    EventHotKeyID id;
+    if (const OSStatus status = event->hotKeyID(id); status != HotKeyStatus::noErr)
+        return status;
+    const auto it = hotKeys.find(id.id);
+    if (id.signature != hotKeySignature || it == hotKeys.end())
+        return HotKeyStatus::eventNotHandled;
 
     // A copy: the action may change the registrations while it runs.
-    const bool down = kind == HotKeyEventKind::hotKeyPressed || kind == HotKeyEventKind::rawKeyDown;
-    const Callback& callback = down ? match->onKeyDown : match->onKeyUp;
+    const HotKey match = it->second;
+    const Callback& callback = kind == HotKeyEventKind::hotKeyPressed ? match.onKeyDown : match.onKeyUp;
     if (callback)
-        callback(match->shortcut);
+        callback(match.shortcut);
     return HotKeyStatus::noErr;
 }
 
@@ -236,17 +208,12 @@ void CarbonKeyboardShortcuts::updateMode()
             else
                 ++it;
         }
-        service->removeEventTypesFromHandler(handler, rawKeyEventTypes());
         service->addEventTypesToHandler(handler, hotKeyEventTypes());
-    } else if (s.isEnabled) {
-        // A tracking menu swallows hotkey events; serve the same shortcuts from raw key events.
-        suspendAll();
-        service->removeEventTypesFromHandler(handler, hotKeyEventTypes());
-        service->addEventTypesToHandler(handler, rawKeyEventTypes());
     } else {
+        // Switched off, or one of our menus holds the keyboard: our passive grabs could not fire
+        // then and the menu gets every key, so the hotkeys rest until it closes.
         suspendAll();
         service->removeEventTypesFromHandler(handler, hotKeyEventTypes());
-        service->removeEventTypesFromHandler(handler, rawKeyEventTypes());
     }
 }
 

@@ -10,7 +10,7 @@ namespace mosaro::KeyboardShortcuts {
 inline constexpr std::uint32_t hotKeySignature = fourCharCode("KBHK");
 
 // The hotkey layer: one record per registered shortcut, one event handler for all of them, and
-// the switch between real hotkeys and raw key events while a menu is tracking.
+// their suspension while a menu is tracking or the package is switched off.
 class CarbonKeyboardShortcuts {
 public:
     using Callback = std::function<void(const Shortcut&)>;

@@ -11,7 +11,7 @@ namespace mosaro {
 
 // The system-wide hotkey service, shaped like the classic event-manager hotkey calls:
 // register a key code with a modifier mask under an id, and receive pressed/released events
-// (and, while raw key events are requested, plain key events) through one installed handler.
+// through one installed handler.
 using OSStatus = std::int32_t;
 namespace HotKeyStatus {
 inline constexpr OSStatus noErr = 0;
@@ -30,8 +30,6 @@ inline constexpr std::uint32_t fourCharCode(const char (&s)[5])
 
 inline constexpr std::uint32_t kEventClassKeyboard = fourCharCode("keyb");
 namespace HotKeyEventKind {
-inline constexpr std::uint32_t rawKeyDown = 1;
-inline constexpr std::uint32_t rawKeyUp = 3;
 inline constexpr std::uint32_t hotKeyPressed = 5;
 inline constexpr std::uint32_t hotKeyReleased = 6;
 } // namespace HotKeyEventKind

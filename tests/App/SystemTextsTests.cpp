@@ -13,6 +13,7 @@
 #include "Platform/HostTexts.h"
 #include "Settings/SettingsPane.h"
 #include "Shortcuts/ShortcutConflict.h"
+#include "support/ApplicationEnvironment.h"
 #include "support/FakeOverlayPlatform.h"
 #include "support/SettingsWindowFixture.h"
 
@@ -25,6 +26,8 @@
 using namespace mosaro;
 using namespace mosaro::test;
 namespace M = mosaro::LogMessages;
+
+MOSARO_APPLICATION_ENVIRONMENT(QApplication);
 
 namespace {
 

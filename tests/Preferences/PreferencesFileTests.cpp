@@ -4,12 +4,12 @@
 #include "Preferences/PreferencesJson.h"
 #include "support/LogLines.h"
 #include "support/NotLoadingPreferences.h"
+#include "support/PreferencesFolder.h"
 #include "support/QtPrinters.h"
 
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,32 +19,9 @@ using namespace mosaro;
 
 namespace {
 
-class PreferencesFileTest : public ::testing::Test {
+class PreferencesFileTest : public test::PreferencesFolderTest {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(dir.isValid());
-        QDir().mkpath(dir.filePath(QStringLiteral("Mosaro")));
-        Log::Store::shared().clear();
-    }
-
-    void write(const QByteArray& bytes, const QString& where = {})
-    {
-        QFile file(where.isEmpty() ? path : where);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-
-    QByteArray read(const QString& where = {}) const
-    {
-        QFile file(where.isEmpty() ? path : where);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-    }
-
     static QStringList logged() { return test::loggedMessages(QStringLiteral("preferences"), true); }
-
-    QTemporaryDir dir;
-    QString path = dir.filePath(QStringLiteral("Mosaro/preferences.json"));
 };
 
 QByteArray v2(const char* margin, const char* globalGrid = R"({"columns": 3, "rows": 2})", const char* overrides = "{}")

@@ -1,38 +1,21 @@
 #include "Diagnostics/Log/Log.h"
 #include "Preferences/PreferencesJson.h"
 #include "Preferences/PreferencesStore.h"
+#include "support/LogLines.h"
+#include "support/PreferencesFolder.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using namespace mosaro;
 
 namespace {
 
-class PreferencesStoreTest : public ::testing::Test {
+class PreferencesStoreTest : public test::PreferencesFolderTest {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(dir.isValid());
-        Log::Store::shared().clear();
-    }
-
-    void write(const QByteArray& bytes)
-    {
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-    QByteArray read() const
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-    }
     // Puts the file's modification time an hour back, so any write shows.
     QDateTime backdate()
     {
@@ -60,8 +43,6 @@ protected:
         return p;
     }
 
-    QTemporaryDir dir;
-    QString path = dir.filePath(QStringLiteral("Mosaro/preferences.json"));
     std::vector<bool> changes;
     std::vector<bool> reloadingChanges;
 };
@@ -159,14 +140,8 @@ TEST_F(PreferencesStoreTest, AFailedSaveIsLoggedAndTheNewValueKept)
     store.setPreferences(withColumns(8));
     EXPECT_EQ(store.preferences(), withColumns(8));
 
-    std::vector<Log::Entry> errors;
-    for (const auto& e : Log::Store::shared().entries())
-        if (e.category == QStringLiteral("preferences"))
-            errors.push_back(e);
-    ASSERT_EQ(errors.size(), 1u);
-    EXPECT_EQ(errors[0].level, Log::Level::error);
-    EXPECT_EQ(errors[0].format, QStringLiteral("Failed to persist preferences: %s"));
-    EXPECT_EQ(errors[0].message, QStringLiteral("Failed to persist preferences: <private>"));
+    EXPECT_EQ(test::loggedMessages(QStringLiteral("preferences"), true),
+              QStringList{"error: Failed to persist preferences: <private>"});
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "Settings/UI/AboutPane.h"
 #include "Settings/UI/GeneralPane.h"
 #include "Settings/UI/LabeledStepper.h"
+#include "support/ApplicationEnvironment.h"
 #include "support/SettingsWindowFixture.h"
 
 #include <QCheckBox>
@@ -17,6 +18,8 @@
 
 using namespace mosaro;
 using namespace mosaro::test;
+
+MOSARO_APPLICATION_ENVIRONMENT(QApplication);
 
 namespace {
 
@@ -160,13 +163,7 @@ TEST_F(GeneralPaneTest, LaunchAtLoginAndLegalLinks)
 
 class AboutPaneTest : public SettingsWindowTest {
 protected:
-    AboutPane& pane()
-    {
-        SettingsWindow& w = open();
-        w.selectPane(SettingsPane::about);
-        QApplication::processEvents();
-        return *w.aboutPane();
-    }
+    AboutPane& pane() { return *open(SettingsPane::about).aboutPane(); }
 };
 
 TEST_F(AboutPaneTest, VersionRowWithMissingValues)

@@ -20,13 +20,7 @@ constexpr std::uint32_t carbonControlOption = 0x1000 | 0x800;
 
 class ShortcutsPaneTest : public SettingsWindowTest {
 protected:
-    ShortcutsPane& pane()
-    {
-        SettingsWindow& w = open();
-        w.selectPane(SettingsPane::shortcuts);
-        QApplication::processEvents();
-        return *w.shortcutsPane();
-    }
+    ShortcutsPane& pane() { return *open(SettingsPane::shortcuts).shortcutsPane(); }
     ShortcutRecorderWidget& row(HotkeyAction action)
     {
         ShortcutRecorderWidget* r = window->shortcutsPane()->recorder(action);

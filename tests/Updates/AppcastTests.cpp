@@ -33,17 +33,6 @@ QByteArray item(const QByteArray& version, const QByteArray& download = "https:/
     return text + "</item>";
 }
 
-TEST(Appcast, ReadsEveryUsableItemWithItsLinks)
-{
-    const auto items = Appcast::parse(feed(item("0.2.0") + item("0.3.0-beta.1", "https://dl.example.org/b.deb", "")));
-    ASSERT_TRUE(items.hasValue()) << items.error().description.toStdString();
-    ASSERT_EQ(items->size(), 2u);
-    EXPECT_EQ((*items)[0], (AppcastItem{"0.2.0", "Mosaro 0.2.0", QUrl("https://example.org/notes"),
-                                        QUrl("https://dl.example.org/mosaro.deb")}));
-    EXPECT_EQ((*items)[1].releaseNotes, QUrl()); // no notes link
-    EXPECT_EQ((*items)[1].download, QUrl("https://dl.example.org/b.deb"));
-}
-
 TEST(Appcast, SkipsItemsWithoutVersionOrWebDownload)
 {
     const auto items =

@@ -2,6 +2,7 @@
 
 #include "Diagnostics/Log/Log.h"
 #include "support/ApplicationEnvironment.h"
+#include "support/EventLoopWait.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeSystemInfo.h"
 #include "support/InMemoryDefaultsStore.h"
@@ -10,7 +11,6 @@
 
 #include "support/QtPrinters.h"
 #include <QCoreApplication>
-#include <QElapsedTimer>
 
 #include <gtest/gtest.h>
 
@@ -40,17 +40,6 @@ QByteArray feedWith(const std::vector<QByteArray>& versions)
            items + "</channel></rss>\n";
 }
 
-// Runs the event loop until the condition holds; the bound only keeps a broken test from hanging.
-template <class F>
-bool spinUntil(F done, int boundMs = 15000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!done() && timer.elapsed() < boundMs)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-    return done();
-}
-
 class AppcastUpdateServiceTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -71,7 +60,7 @@ protected:
     {
         const std::size_t before = answers.shown.size();
         service->checkForUpdates();
-        return spinUntil([&] { return answers.shown.size() > before && service->canCheckForUpdates(); });
+        return waitFor([&] { return answers.shown.size() > before && service->canCheckForUpdates(); });
     }
     // Fires the pending automatic check, as its timer would.
     void fireAutomaticCheck()
@@ -166,13 +155,12 @@ TEST_F(AppcastUpdateServiceTest, ASecondCheckWhileOneRunsIsRefused)
     server.setResponse({200, feedWith({"0.2.0"})});
     service->checkForUpdates();
     EXPECT_FALSE(service->canCheckForUpdates());
-    ASSERT_TRUE(spinUntil([&] { return server.requests().size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return server.requests().size() == 1; }));
 
     service->checkForUpdates();
     EXPECT_TRUE(lifecycleLines().contains("info: update check requested while one is running — ignored"));
     server.release();
-    ASSERT_TRUE(spinUntil([&] { return service->canCheckForUpdates(); }));
-    spinUntil([] { return false; }, 100);
+    ASSERT_TRUE(waitFor([&] { return service->canCheckForUpdates(); }));
     EXPECT_EQ(server.requests().size(), 1);
     ASSERT_EQ(answers.shown.size(), 1u); // exactly one answer
     EXPECT_EQ(answers.shown[0].kind, UpdateCheckAnswer::Kind::upToDate);
@@ -199,14 +187,14 @@ TEST_F(AppcastUpdateServiceTest, AutomaticChecksRunAboutOnceADayFromTheLastCheck
     // Up to date: nothing shown, the next check a day later.
     server.setResponse({200, feedWith({"0.2.0"})});
     fireAutomaticCheck();
-    ASSERT_TRUE(spinUntil([&] { return service->canCheckForUpdates() && !scheduler.timers.empty(); }));
+    ASSERT_TRUE(waitFor([&] { return service->canCheckForUpdates() && !scheduler.timers.empty(); }));
     EXPECT_TRUE(answers.shown.empty());
     EXPECT_EQ(scheduler.timers.begin()->second.seconds, AppcastUpdateService::checkIntervalSeconds);
 
     // A newer version is offered.
     server.setResponse({200, feedWith({"0.4.0"})});
     fireAutomaticCheck();
-    ASSERT_TRUE(spinUntil([&] { return answers.shown.size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return answers.shown.size() == 1; }));
     EXPECT_EQ(answers.shown[0].update->version, "0.4.0");
 
     service->setAutomaticallyChecksForUpdates(false);
@@ -218,7 +206,7 @@ TEST_F(AppcastUpdateServiceTest, AutomaticFailuresAreSilentAndLogged)
     service->setAutomaticallyChecksForUpdates(true);
     server.close();
     fireAutomaticCheck();
-    ASSERT_TRUE(spinUntil([&] { return service->canCheckForUpdates() && !scheduler.timers.empty(); }));
+    ASSERT_TRUE(waitFor([&] { return service->canCheckForUpdates() && !scheduler.timers.empty(); }));
     EXPECT_TRUE(answers.shown.empty());
     EXPECT_EQ(lifecycleLines().filter("error: automatic update check failed: ").size(), 1);
 }

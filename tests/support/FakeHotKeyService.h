@@ -20,30 +20,16 @@ public:
         out = *id;
         return HotKeyStatus::noErr;
     }
-    OSStatus keyCode(std::uint32_t& out) const override
-    {
-        if (!code)
-            return HotKeyStatus::eventParameterNotFound;
-        out = *code;
-        return HotKeyStatus::noErr;
-    }
-    OSStatus keyModifiers(std::uint32_t& out) const override
-    {
-        if (!modifiers)
-            return HotKeyStatus::eventParameterNotFound;
-        out = *modifiers;
-        return HotKeyStatus::noErr;
-    }
+    OSStatus keyCode(std::uint32_t&) const override { return HotKeyStatus::eventParameterNotFound; }
+    OSStatus keyModifiers(std::uint32_t&) const override { return HotKeyStatus::eventParameterNotFound; }
 
     std::uint32_t eventKind = 0;
     std::optional<EventHotKeyID> id;
-    std::optional<std::uint32_t> code;
-    std::optional<std::uint32_t> modifiers;
 };
 
 // Records every call, keeps the live registrations and the handler's event types, and delivers
 // events the way the system would: hotkey events only for live registrations and only while
-// the handler asks for them; raw key events only while the handler asks for those.
+// the handler asks for them.
 class FakeHotKeyService : public HotKeyService {
 public:
     struct Registration {
@@ -106,18 +92,6 @@ public:
             }
         }
         return HotKeyStatus::eventNotHandled;
-    }
-    // A plain key event reaching the handler (only while raw key events are requested).
-    OSStatus pressRawKey(std::uint32_t keyCode, std::uint32_t modifiers, bool down = true)
-    {
-        const std::uint32_t kind = down ? HotKeyEventKind::rawKeyDown : HotKeyEventKind::rawKeyUp;
-        if (!handler || !receives(kind))
-            return HotKeyStatus::eventNotHandled;
-        FakeHotKeyEvent event;
-        event.eventKind = kind;
-        event.code = keyCode;
-        event.modifiers = modifiers;
-        return handler(&event);
     }
     OSStatus deliver(const FakeHotKeyEvent* event) { return handler ? handler(event) : HotKeyStatus::eventNotHandled; }
 

@@ -26,19 +26,6 @@
 
 namespace mosaro::test {
 
-// One application object for the whole test program (the offscreen platform).
-inline void ensureApplication()
-{
-    static int argc = 1;
-    static char name[] = "mosaro-settings-window-tests";
-    static char* argv[] = {name, nullptr};
-    if (QApplication::instance())
-        return;
-    // Widget tests never need a display, whatever the environment says.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    new QApplication(argc, argv); // lives until the process ends
-}
-
 // A key as the X11 platform delivers it: the X keycode as native scan code and the X modifier
 // state from before the key.
 inline void sendKey(QEvent::Type type, std::uint16_t macKeyCode, std::uint64_t heldFlags, bool autoRepeat = false)
@@ -119,12 +106,11 @@ public Q_SLOTS:
 };
 
 // The shortcut package, the permission, the displays, the updater and a preferences file, all
-// stand-ins, around a real settings window.
+// stand-ins, around a real settings window. The program registers the QApplication environment.
 class SettingsWindowTest : public ShortcutPackageTest {
 protected:
     void SetUp() override
     {
-        ensureApplication();
         ShortcutPackageTest::SetUp();
         Log::Store::shared().clear();
         PermissionGate::resetRecordedStateForTesting();
@@ -147,10 +133,11 @@ protected:
     {
         return {center, screens, loginItems, updater, gate, scheduler, OnboardingPresenter::shared(), bundle, path};
     }
-    SettingsWindow& open()
+    SettingsWindow& open(SettingsPane pane = SettingsPane::general)
     {
         window = std::make_unique<SettingsWindow>(environment());
         window->show();
+        window->selectPane(pane);
         QApplication::processEvents();
         return *window;
     }

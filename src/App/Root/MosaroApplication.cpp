@@ -8,6 +8,7 @@
 #include "App/RemoteCommands.h"
 #include "App/UI/AboutDialog.h"
 #include "App/UI/ApplicationIcon.h"
+#include "App/UI/MenuTracking.h"
 #include "App/UI/TrayMenu.h"
 #include "App/Wayland/WaylandPlatform.h"
 #include "App/X11/X11Platform.h"
@@ -101,6 +102,7 @@ struct MosaroApplication::Services {
     std::unique_ptr<SettingsWindowController> settings;
     std::unique_ptr<MenuContent> menu;
     std::unique_ptr<TrayMenu> tray;
+    MenuTracking menuTracking{NotificationCenter::defaultCenter()};
     QPointer<AboutDialog> about;
     bool terminated = false;
 };

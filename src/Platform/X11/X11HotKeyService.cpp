@@ -20,59 +20,6 @@ constexpr const char* regrabFailedMessage = "hotkey on keycode %u lost after a k
 constexpr std::uint8_t badAccess = 10;
 constexpr xcb_keysym_t numLockKeysym = 0xff7f;
 
-// One event as the handlers see it: hotkey events carry the id, raw key events the key.
-class X11HotKeyEvent final : public HotKeyEvent {
-public:
-    static X11HotKeyEvent hotKey(std::uint32_t kind, EventHotKeyID id)
-    {
-        X11HotKeyEvent e(kind);
-        e.m_id = id;
-        e.m_hasID = true;
-        return e;
-    }
-    static X11HotKeyEvent rawKey(std::uint32_t kind, std::uint32_t keyCode, std::uint32_t modifiers)
-    {
-        X11HotKeyEvent e(kind);
-        e.m_keyCode = keyCode;
-        e.m_modifiers = modifiers;
-        e.m_hasKey = true;
-        return e;
-    }
-
-    std::uint32_t eventClass() const override { return kEventClassKeyboard; }
-    std::uint32_t kind() const override { return m_kind; }
-    OSStatus hotKeyID(EventHotKeyID& out) const override
-    {
-        if (!m_hasID)
-            return HotKeyStatus::eventParameterNotFound;
-        out = m_id;
-        return HotKeyStatus::noErr;
-    }
-    OSStatus keyCode(std::uint32_t& out) const override
-    {
-        if (!m_hasKey)
-            return HotKeyStatus::eventParameterNotFound;
-        out = m_keyCode;
-        return HotKeyStatus::noErr;
-    }
-    OSStatus keyModifiers(std::uint32_t& out) const override
-    {
-        if (!m_hasKey)
-            return HotKeyStatus::eventParameterNotFound;
-        out = m_modifiers;
-        return HotKeyStatus::noErr;
-    }
-
-private:
-    explicit X11HotKeyEvent(std::uint32_t kind) : m_kind(kind) {}
-    std::uint32_t m_kind;
-    EventHotKeyID m_id;
-    std::uint32_t m_keyCode = 0;
-    std::uint32_t m_modifiers = 0;
-    bool m_hasID = false;
-    bool m_hasKey = false;
-};
-
 OSStatus statusForGrabError(const X11Error& error)
 {
     if (error.kind == X11Error::Kind::connectionLost)
@@ -200,12 +147,6 @@ OSStatus X11HotKeyService::addEventTypesToHandler(EventHandlerRef handler, const
 OSStatus X11HotKeyService::removeEventTypesFromHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types)
 {
     return m_handlers.change(handler, types, false);
-}
-
-OSStatus X11HotKeyService::deliverRawKey(std::uint16_t macKeyCode, std::uint32_t carbonModifiers, bool down)
-{
-    const std::uint32_t kind = down ? HotKeyEventKind::rawKeyDown : HotKeyEventKind::rawKeyUp;
-    return m_handlers.dispatch(kind, X11HotKeyEvent::rawKey(kind, macKeyCode, carbonModifiers));
 }
 
 std::vector<std::uint16_t> X11HotKeyService::lockVariants(std::uint16_t modifiers) const
@@ -363,8 +304,7 @@ bool X11HotKeyService::handleEvent(xcb_generic_event_t* event)
             return true;
         registration.down = false;
         const EventHotKeyID id = registration.id;
-        m_handlers.dispatch(HotKeyEventKind::hotKeyReleased,
-                            X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyReleased, id));
+        m_handlers.dispatch(HotKeyEventKind::hotKeyReleased, HotKeyIDEvent(HotKeyEventKind::hotKeyReleased, id));
         return true;
     }
     return false;
@@ -387,7 +327,7 @@ bool X11HotKeyService::handlePress(xcb_keycode_t keycode, std::uint16_t state)
             return true; // auto-repeat of a held combination
         registration.down = true;
         const EventHotKeyID id = registration.id;
-        m_handlers.dispatch(HotKeyEventKind::hotKeyPressed, X11HotKeyEvent::hotKey(HotKeyEventKind::hotKeyPressed, id));
+        m_handlers.dispatch(HotKeyEventKind::hotKeyPressed, HotKeyIDEvent(HotKeyEventKind::hotKeyPressed, id));
         return true;
     }
     return false;

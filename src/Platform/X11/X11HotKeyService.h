@@ -30,10 +30,6 @@ public:
     OSStatus addEventTypesToHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types) override;
     OSStatus removeEventTypesFromHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types) override;
 
-    // A key seen by one of our own menus while it holds the keyboard; reaches the handlers as a
-    // raw key event when they asked for those. Gives the handlers' answer, or eventNotHandled.
-    OSStatus deliverRawKey(std::uint16_t macKeyCode, std::uint32_t carbonModifiers, bool down);
-
     // Our keyboard grab ended: releases of held combinations go elsewhere now, so the next press
     // of one is a new press, not a repeat.
     void forgetHeldKeys();

@@ -1,6 +1,7 @@
 #include "App/MenuContent.h"
 #include "App/UI/AboutDialog.h"
 #include "App/UI/ApplicationIcon.h"
+#include "App/UI/MenuTracking.h"
 #include "App/UI/TrayMenu.h"
 #include "Permission/AccessibilityStatusMonitor.h"
 #include "Permission/PermissionGate.h"
@@ -9,6 +10,7 @@
 #include "support/FakePermissionPlatform.h"
 #include "support/FakeSettingsPlatform.h"
 #include "support/InMemoryDefaultsStore.h"
+#include "support/ShortcutPackageFixture.h"
 
 #include <QAction>
 #include <QApplication>
@@ -138,6 +140,35 @@ TEST_F(TrayMenuTest, CheckForUpdatesIsEnabledOnlyWhileTheUpdaterCanCheck)
     EXPECT_EQ(service.checks, 1);
     service.reportCanCheck(true);
     EXPECT_TRUE(action(QStringLiteral("Check for Updates…"))->isEnabled());
+}
+
+class MenuTrackingTest : public ShortcutPackageTest {};
+
+// Any menu of the application (the tray's, a context menu) rests the hotkeys while open; they come back
+// when the last open one closes or goes away.
+TEST_F(MenuTrackingTest, AnOpenMenuRestsTheHotkeysUntilTheLastOneCloses)
+{
+    KeyboardShortcuts::registerName(nameFor(HotkeyAction::trigger));
+    ASSERT_EQ(hotKeys.live.size(), 1u);
+    MenuTracking tracking(center);
+    QMenu tray;
+    tray.addAction(QStringLiteral("About Mosaro"));
+    auto other = std::make_unique<QMenu>();
+    other->addAction(QStringLiteral("Copy"));
+
+    tray.popup(QPoint(10, 10));
+    EXPECT_TRUE(hotKeys.live.empty());
+    other->popup(QPoint(40, 40));
+    tray.hide();
+    EXPECT_TRUE(hotKeys.live.empty()) << "another menu is still open";
+    other.reset();
+    ASSERT_EQ(hotKeys.live.size(), 1u);
+    EXPECT_EQ(hotKeys.pressHotKey(36, 0x100), HotKeyStatus::noErr);
+
+    tray.popup(QPoint(10, 10));
+    EXPECT_TRUE(hotKeys.live.empty());
+    tray.hide();
+    EXPECT_EQ(hotKeys.live.size(), 1u);
 }
 
 QRgb centre(const QPixmap& pixmap)
