@@ -63,6 +63,15 @@ struct Dismissal {
     std::function<bool()> dismiss;
 };
 
+// The examples' worked frames (3 x 2, no margin) on a 1440 x 900 output with a 25 px bar at the
+// bottom, as sway and KWin give them: moves between cells of different sizes, Escape.
+const Placement barAtTheBottom{"bar at the bottom",
+                               {.bar = -25},
+                               {{"Left", {0, 437, 480, 438}},
+                                {"Shift+Right", {480, 437, 960, 438}},
+                                {"Up", {480, 0, 480, 437}},
+                                {"Escape", {480, 0, 480, 437}}}};
+
 // One compositor under test, with a target window and the real Mosaro on it. Keys are written as
 // GNOME names them ("Super+Shift+Right", "Control+Alt+y", "space"); each desktop types them its way.
 class Desktop {
@@ -182,16 +191,11 @@ public:
     Rect jumped() override { return {2080, 540, 640, 540}; } // the second output: 1920 x 1080
     QString goneLine() const override { return QStringLiteral("has gone away"); }
     QString refusalLine() const override { return QStringLiteral("sway already binds Mod4+Return to \"exec foot\""); }
-    // The grid's worked frames (3 x 2, no margin) on a 1440 x 900 output with a 25 px bar at the
-    // bottom and without one, a tiled terminal placed (made floating) and a Qt window.
+    // The worked frames with a bar and without one, a tiled terminal placed (made floating) and a
+    // Qt window.
     std::vector<Placement> placements() override
     {
-        return {{"bar at the bottom",
-                 {.bar = -25},
-                 {{"Left", {0, 437, 480, 438}},
-                  {"Shift+Right", {480, 437, 960, 438}},
-                  {"Up", {480, 0, 480, 437}},
-                  {"Escape", {480, 0, 480, 437}}}},
+        return {barAtTheBottom,
                 {"no bar, a Qt window", {.qtWindow = true}, {{"", {480, 450, 480, 450}}, {"Up", {480, 0, 480, 450}}}}};
     }
     std::vector<Dismissal> dismissals() override
@@ -292,17 +296,11 @@ public:
     Rect jumped() override { return {1920, 450, 480, 450}; }
     QString goneLine() const override { return QStringLiteral("KWin has left the session bus"); }
     QString refusalLine() const override { return QStringLiteral("KDE already binds Meta+Return to "); }
-    // The grid's worked frames (3 x 2) from the area KWin reports beside a bar: a 25 px bar at the
-    // bottom is the examples' visible frame, with margins 0 and 10; a 40 px bar at the top over a
-    // maximized window.
+    // The worked frames from the area KWin reports beside a bar, with margins 0 and 10; a 40 px
+    // bar at the top over a maximized window.
     std::vector<Placement> placements() override
     {
-        return {{"bar at the bottom",
-                 {.bar = -25},
-                 {{"Left", {0, 437, 480, 438}},
-                  {"Shift+Right", {480, 437, 960, 438}},
-                  {"Up", {480, 0, 480, 437}},
-                  {"Escape", {480, 0, 480, 437}}}},
+        return {barAtTheBottom,
                 {"margin 10", {.bar = -25, .margin = 10}, {{"", {488, 442, 464, 423}}, {"Left", {10, 442, 468, 423}}}},
                 {"maximized under a bar at the top",
                  {.bar = 40, .maximized = true},
