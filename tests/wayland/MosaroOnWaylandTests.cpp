@@ -291,7 +291,8 @@ public:
         return !focused(panelTitle) ? -1 : (x == 1440 ? 1 : (x == 0 ? 0 : -1));
     }
     // KWin 6 activates the moved panel before it re-activates the panel's shortcut inhibitor: a key
-    // in between is KWin's. A person is never that quick; the test waits a moment.
+    // in between is KWin's. Only the inhibitor's own `active` event tells, to Mosaro alone, which
+    // does not wait for it yet; KWin's scripts do not see it. So the test waits a moment.
     void afterJump() override { QThread::msleep(150); }
     Rect jumped() override { return {1920, 450, 480, 450}; }
     QString goneLine() const override { return QStringLiteral("KWin has left the session bus"); }
