@@ -1,7 +1,5 @@
 #include "Diagnostics/Log/Log.h"
-#include "Grid/ScreenGeometry.h"
 #include "Platform/KeyEvent.h"
-#include "Platform/NotificationCenter.h"
 #include "Platform/Wayland/Sway/SwayAccessibility.h"
 #include "Platform/Wayland/Sway/SwayDesktop.h"
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
@@ -146,29 +144,6 @@ TEST_F(SwayBackendTest, TriggerBindingFiresSurvivesAReloadAndLeavesWithMosaro)
     EXPECT_EQ(pressed.size(), 2u);
     // Our binding went, nothing else: sway knows no binding to remove for those keys any more.
     EXPECT_FALSE(session->command(QStringLiteral("unbindsym --no-repeat --inhibited Mod4+Return")));
-}
-
-// Displays and workspaces from sway's events: an output added, a workspace switch.
-TEST_F(SwayBackendTest, AnOutputAddedAndAWorkspaceSwitchAreAnnounced)
-{
-    start();
-    NotificationCenter workspaceCenter, defaultCenter;
-    SwayDesktopWatcher watcher(*ipc, *screens, workspaceCenter, defaultCenter);
-    int spaces = 0, displays = 0;
-    workspaceCenter.addObserver(PlatformNotifications::activeSpaceDidChange, nullptr, [&](auto&) { ++spaces; });
-    defaultCenter.addObserver(PlatformNotifications::screenParametersDidChange, nullptr, [&](auto&) { ++displays; });
-
-    ASSERT_TRUE(session->addOutput());
-    ASSERT_TRUE(eventually([&] { return displays == 1; }));
-    const auto list = screens->screens();
-    ASSERT_EQ(list.size(), 2u);
-    EXPECT_EQ(list[1]->frame(), (Rect{1440, -180, 1920, 1080})); // y-up from the 900 px output
-    EXPECT_EQ(screenContaining(*screens, {2000, 300}), list[1]);
-
-    ASSERT_TRUE(session->command(QStringLiteral("workspace 5")));
-    ASSERT_TRUE(eventually([&] { return spaces >= 1; }));
-    eventually([] { return false; }, 200);
-    EXPECT_EQ(displays, 1); // a new workspace is no new display
 }
 
 // A compositor that stops answering costs one bounded wait and one line; one that goes away

@@ -6,7 +6,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 tree=$(cd "$here/../.." && pwd)
 shots=$(mktemp -d)
 trap 'rm -rf "$shots"' EXIT
-MOSARO_SCREENSHOT_DIR=$shots "${BUILD_DIR:-$tree/build}/tests/mosaro_on_sway_tests" \
-    --gtest_filter='*ThePanelIsDrawnOverTheVisibleFrame/sway_1_10'
-cp "$shots/overlay-sway-sway_1_10.png" "$tree/docs/screenshots/overlay-sway.png"
+MOSARO_SCREENSHOT_DIR=$shots "${BUILD_DIR:-$tree/build}/tests/mosaro_on_wayland_tests" \
+    --gtest_filter='*ThePanelIsDrawnOverTheVisibleFrame/Sway110'
+cp "$shots/overlay-sway-Sway110.png" "$tree/docs/screenshots/overlay-sway.png"
 echo "wrote docs/screenshots/overlay-sway.png"

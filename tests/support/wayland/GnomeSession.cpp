@@ -209,13 +209,9 @@ pid_t GnomeSession::spawn(const QStringList& argv, const QStringList& extra)
     return pid;
 }
 
-void GnomeSession::stopShell()
+void GnomeSession::stopCompositor()
 {
-    for (pid_t pid : processesOf(m_runtime)) {
-        QFile comm(QStringLiteral("/proc/%1/comm").arg(pid));
-        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == "gnome-shell")
-            ::kill(pid, SIGTERM);
-    }
+    signal("gnome-shell", SIGTERM);
 }
 
 std::optional<std::uint64_t> GnomeSession::startFoot(const QString& title)

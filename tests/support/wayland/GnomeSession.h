@@ -4,6 +4,7 @@
 #include "support/wayland/SessionProcesses.h"
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -18,7 +19,7 @@ namespace mosaro::test {
 
 // A private headless GNOME Shell (this system's 43, or the Debian 13 root's 48) with its own
 // runtime folder, home, session bus and stand-in system bus, run as an unprivileged user; Mosaro's
-// extension from the tree and the tests' read-only probe installed for that user. Keys go in
+// extension from the tree and the tests' probe installed for that user. Keys go in
 // through one mutter remote-desktop session held by the harness's own bus connection; windows,
 // monitors and screenshots come from the probe. `spawn` is the one place that knows where the
 // Shell's programs live. Everything started is stopped by pid on destruction.
@@ -53,8 +54,7 @@ public:
     bool installMosaro(const QString& version = {});
 
     pid_t spawn(const QStringList& argv, const QStringList& extra = {}) override;
-    // SIGTERM to the Shell itself, as when it crashes or the user logs out.
-    void stopShell();
+    void stopCompositor() override;
     // A foot window titled so, once the Shell shows it: its id.
     std::optional<std::uint64_t> startFoot(const QString& title);
 
@@ -66,6 +66,11 @@ public:
     std::optional<QVariantMap> window(const QString& title);
     std::optional<Rect> frameOf(const QString& title);
     std::vector<QVariantMap> monitors() { return records(QStringLiteral("GetMonitors")); }
+    // Gives the window that title the focus, as a click on it would.
+    bool activate(const QString& title)
+    {
+        return probe(QStringLiteral("Activate"), {title}).type() == QDBusMessage::ReplyMessage;
+    }
     bool screenshot(const QString& path);
 
     // The Shell's own interfaces.

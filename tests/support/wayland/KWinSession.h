@@ -7,6 +7,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <csignal>
 #include <memory>
 #include <optional>
 
@@ -42,6 +43,7 @@ public:
     QString executable(const QString& path) override;
 
     pid_t spawn(const QStringList& argv, const QStringList& extra = {}) override;
+    void stopCompositor() override { signal("kwin_wayland", SIGTERM); }
 
     // The tests' Qt window with that title (its arguments: a size, "maximized"), once KWin shows it.
     bool startWindow(const QString& title, const QStringList& how = {});

@@ -96,6 +96,9 @@ QStringList rootRun(const QString& runtime, QStringList& environment, const QStr
             !variable.startsWith(QLatin1String("XDG_RUNTIME_DIR=")))
             command << QStringLiteral("--env") << variable;
     environment[0] = QStringLiteral("PATH=/usr/sbin:/usr/bin:/sbin:/bin"); // the sessions put PATH first
+    // The script finds the root where the tests were told it is.
+    if (const QString dir = qEnvironmentVariable("MOSARO_WAYLAND_ROOT_DIR"); !dir.isEmpty())
+        environment << QStringLiteral("MOSARO_WAYLAND_ROOT_DIR=") + dir;
     return command << QStringLiteral("--");
 }
 
@@ -215,6 +218,16 @@ void CompositorSession::stop(pid_t pid)
         ::waitpid(pid, nullptr, 0);
     }
     std::erase(m_children, pid);
+}
+
+bool CompositorSession::signal(const QByteArray& name, int signal) const
+{
+    for (pid_t pid : processesOf(m_runtime)) {
+        QFile comm(QStringLiteral("/proc/%1/comm").arg(pid));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == name)
+            return ::kill(pid, signal) == 0;
+    }
+    return false;
 }
 
 QString CompositorSession::copyHere(const QString& path)

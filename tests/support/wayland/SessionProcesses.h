@@ -44,6 +44,10 @@ public:
     QString log(const QString& program) const;
     // SIGTERM, then SIGKILL after three seconds.
     void stop(pid_t pid);
+    // The signal to the session's process of that name (its /proc comm); false when there is none.
+    bool signal(const QByteArray& name, int signal) const;
+    // SIGTERM to the compositor itself, as when it crashes or the user logs out.
+    virtual void stopCompositor() = 0;
 
 protected:
     // `name` goes into the folder's name; `root`: the compositor comes from the Debian 13 root.

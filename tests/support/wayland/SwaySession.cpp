@@ -72,7 +72,7 @@ SwaySession::SwaySession(const Options& options) : CompositorSession(QStringLite
 SwaySession::~SwaySession()
 {
     if (m_sway > 0)
-        ::kill(compositorPid(), SIGCONT);
+        resumeCompositor();
 }
 
 QString SwaySession::defaultConfig()
@@ -123,19 +123,9 @@ pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
     return pid;
 }
 
-std::vector<pid_t> SwaySession::processes() const
-{
-    return processesOf(m_runtime);
-}
-
 std::optional<SwaySession::Window> SwaySession::waitForWindow(const QString& appId, int timeoutMs)
 {
     return waitFor(QStringLiteral("app_id"), appId, timeoutMs);
-}
-
-std::optional<SwaySession::Window> SwaySession::waitForTitle(const QString& title, int timeoutMs)
-{
-    return waitFor(QStringLiteral("name"), title, timeoutMs);
 }
 
 std::optional<SwaySession::Window> SwaySession::waitFor(const QString& field, const QString& value, int timeoutMs)
@@ -264,34 +254,20 @@ bool SwaySession::addOutput()
     return command(QStringLiteral("create_output"));
 }
 
-pid_t SwaySession::compositorPid() const
-{
-    if (!m_root)
-        return m_sway;
-    // In the root, m_sway is the script that runs it: sway is the process of that name carrying
-    // the session's runtime folder.
-    for (pid_t pid : processes()) {
-        QFile comm(QStringLiteral("/proc/%1/comm").arg(pid));
-        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == "sway")
-            return pid;
-    }
-    return -1;
-}
-
 void SwaySession::pauseCompositor()
 {
-    ::kill(compositorPid(), SIGSTOP);
+    signal("sway", SIGSTOP);
 }
 
 void SwaySession::resumeCompositor()
 {
-    ::kill(compositorPid(), SIGCONT);
+    signal("sway", SIGCONT);
 }
 
 void SwaySession::stopCompositor()
 {
-    if (m_root)
-        ::kill(compositorPid(), SIGTERM);
+    // In the root, m_sway is the script that runs sway.
+    signal("sway", SIGTERM);
     stop(m_sway);
     m_sway = -1;
 }

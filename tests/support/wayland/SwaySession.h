@@ -50,7 +50,6 @@ public:
     QString waylandDisplay() const override;
     QStringList mosaroEnvironment() const override { return {QStringLiteral("SWAYSOCK=") + swaySocket()}; }
     QString configPath() const { return m_runtime + QStringLiteral("/sway.config"); }
-    pid_t compositorPid() const;
 
     pid_t spawn(const QStringList& argv, const QStringList& extra = {}) override;
 
@@ -63,7 +62,6 @@ public:
     // A Qt window on the Wayland platform (the test client program).
     std::optional<Window> startQtWindow(const QString& appId, int timeoutMs = 10000);
     std::optional<Window> waitForWindow(const QString& appId, int timeoutMs);
-    std::optional<Window> waitForTitle(const QString& title, int timeoutMs);
 
     // Keys through wtype, e.g. "logo+shift+Right" or "Escape"; waits until wtype is done.
     bool press(const QString& keys);
@@ -81,13 +79,10 @@ public:
     QImage screenshot(const QString& name);
     bool addOutput(); // another headless output, to the right
 
-    // SIGSTOP / SIGCONT / SIGTERM to sway itself.
+    // SIGSTOP / SIGCONT to sway itself.
     void pauseCompositor();
     void resumeCompositor();
-    void stopCompositor();
-
-    // The processes that still carry this session's runtime directory in their environment.
-    std::vector<pid_t> processes() const;
+    void stopCompositor() override;
 
 private:
     std::optional<Window> waitFor(const QString& field, const QString& value, int timeoutMs);

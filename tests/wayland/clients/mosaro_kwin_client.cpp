@@ -29,7 +29,7 @@ int keyCode(const std::string& name)
         {"Meta", KEY_LEFTMETA}, {"Shift", KEY_LEFTSHIFT}, {"Ctrl", KEY_LEFTCTRL}, {"Alt", KEY_LEFTALT},
         {"Return", KEY_ENTER},  {"Escape", KEY_ESC},      {"Left", KEY_LEFT},     {"Right", KEY_RIGHT},
         {"Up", KEY_UP},         {"Down", KEY_DOWN},       {"Space", KEY_SPACE},   {"Tab", KEY_TAB},
-        {"F1", KEY_F1},         {"F11", KEY_F11},         {"F12", KEY_F12},       {"T", KEY_T}};
+        {"F1", KEY_F1},         {"F11", KEY_F11},         {"F12", KEY_F12},       {"Y", KEY_Y}};
     for (const auto& [n, code] : names) {
         if (name == n)
             return code;

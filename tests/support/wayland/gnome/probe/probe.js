@@ -1,7 +1,8 @@
 // The tests' own view into GNOME Shell, so that they check Mosaro's work without taking Mosaro's
 // extension at its word: every window with its frame, the monitors with their work areas, the
 // Shell's state, and a screenshot (GNOME restricts its own screenshot and introspection
-// interfaces to a few callers). It reads only, and answers anyone on the session bus.
+// interfaces to a few callers). It reads only, but for activating a window as a click on it would;
+// it answers anyone on the session bus.
 'use strict';
 
 var PROBE_XML = `<node>
@@ -9,6 +10,7 @@ var PROBE_XML = `<node>
     <method name="GetWindows"><arg name="windows" type="aa{sv}" direction="out"/></method>
     <method name="GetMonitors"><arg name="monitors" type="aa{sv}" direction="out"/></method>
     <method name="GetState"><arg name="state" type="a{sv}" direction="out"/></method>
+    <method name="Activate"><arg name="title" type="s" direction="in"/></method>
     <method name="Screenshot">
       <arg name="path" type="s" direction="in"/>
       <arg name="done" type="b" direction="out"/>
@@ -101,6 +103,11 @@ var MosaroProbe = class MosaroProbe {
             modals: ['i', Main.modalCount],
             actionMode: ['u', Main.actionMode],
         });
+    }
+
+    Activate(title) {
+        const actor = global.get_window_actors().find(a => a.meta_window.get_title() === title);
+        actor?.meta_window.activate(global.get_current_time());
     }
 
     // The whole stage as a PNG, written by the Shell's user.
