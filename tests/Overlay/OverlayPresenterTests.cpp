@@ -78,7 +78,6 @@ protected:
             OverlayPlatform{screens, beeper, app, monitor, factory, center, workspace, prefsPath});
     }
 
-    void writePrefs(const Preferences& p) { ASSERT_TRUE(savePreferences(p, prefsPath)); }
     Preferences readPrefs() { return loadPreferences(prefsPath).valueOr(Preferences::defaults()); }
 
     // Presses the system-wide trigger through the hotkey service.
@@ -250,7 +249,7 @@ TEST_F(OverlayPresenterTest, ResizeWriteBackFollowsTheModeInForceAtWritingTime)
     key(down, kOption);
     Preferences p;
     p.proSettings.perDisplayMode = true;
-    writePrefs(p);
+    ASSERT_TRUE(savePreferences(p, prefsPath));
     key(escape);
     Preferences saved = readPrefs();
     EXPECT_EQ(saved.proSettings.perDisplayGrids.overrides.at("Alpha"), (GridDimensions{5, 3}));
