@@ -60,7 +60,10 @@ protected:
         };
         trust.trusted = true;
         gate = std::make_unique<PermissionGate>(trust, defaults, urls);
-        makePresenter();
+        presenter = std::make_shared<OverlayPresenter>(
+            manipulator, registry, *gate, FocusedWindowResolver(manipulator, screens),
+            std::make_shared<OverlayViewModel>(),
+            OverlayPlatform{screens, beeper, app, monitor, factory, center, workspace, prefsPath});
     }
 
     void TearDown() override
@@ -68,14 +71,6 @@ protected:
         presenter.reset();
         KeyboardShortcuts::resetForTesting();
         Log::setMinimumLevel(Log::Level::info);
-    }
-
-    void makePresenter()
-    {
-        presenter = std::make_shared<OverlayPresenter>(
-            manipulator, registry, *gate, FocusedWindowResolver(manipulator, screens),
-            std::make_shared<OverlayViewModel>(),
-            OverlayPlatform{screens, beeper, app, monitor, factory, center, workspace, prefsPath});
     }
 
     Preferences readPrefs() { return loadPreferences(prefsPath).valueOr(Preferences::defaults()); }
