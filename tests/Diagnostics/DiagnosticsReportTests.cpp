@@ -20,8 +20,6 @@ using namespace mosaro::test;
 
 namespace {
 
-const QString supportAddress = QStringLiteral("support@brenmark.tech");
-
 class DiagnosticsTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -48,18 +46,11 @@ protected:
     Diagnostics diagnostics(const LogReader& reader)
     {
         return Diagnostics({bundle, os, hardware, screens, trust, preferencesPath(), reader, clock, pasteboard,
-                            urlOpener, supportAddress});
+                            urlOpener, QStringLiteral("support@brenmark.tech")});
     }
     Diagnostics diagnostics() { return diagnostics(log); }
 
     QString preferencesPath() const { return dir.filePath(QStringLiteral("preferences.json")); }
-    void writePreferences(const QByteArray& bytes) const
-    {
-        QFile file(preferencesPath());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-    QStringList summaryLines() { return diagnostics().diagnosticsSummary().split(u'\n'); }
 
     QTemporaryDir dir;
     FakeBundleInfo bundle;
@@ -127,13 +118,17 @@ TEST_F(DiagnosticsTest, EachSummaryLineFollowsWhatItReads)
              ASSERT_TRUE(savePreferences(prefs, preferencesPath()).hasValue());
          },
          5, "Grid:     6×4, margin 8px, per-display OFF"},
-        {"unreadable preferences", [&] { writePreferences("{ this is not json"); }, 5,
-         "Grid:     3×2, margin 0px, per-display OFF"},
+        {"unreadable preferences",
+         [&] {
+             QFile file(preferencesPath());
+             ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("{ this is not json") > 0);
+         },
+         5, "Grid:     3×2, margin 0px, per-display OFF"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         row.change();
-        const QStringList lines = summaryLines();
+        const QStringList lines = diagnostics().diagnosticsSummary().split(u'\n');
         ASSERT_EQ(lines.size(), 6);
         EXPECT_EQ(lines[row.line], row.expected);
     }

@@ -22,6 +22,7 @@ TEST(GridLayoutFrame, WorkedExamples)
         HighlightedRegion region;
         Rect frame;
     } table[] = {
+        // 875 / 2 = 437.5: the upper row rounds away from zero, the lower one takes the rest.
         {0, cell(1, 1), {480, 25, 480, 438}},   {0, cell(0, 0), {0, 463, 480, 437}},
         {10, cell(1, 1), {488, 35, 464, 423}},  {10, cell(0, 0), {10, 468, 468, 422}},
         {10, cell(2, 0), {962, 468, 468, 422}}, {10, {{0, 0}, {2, 1}}, {10, 35, 1420, 855}},
@@ -41,9 +42,6 @@ TEST(GridLayoutFrame, WorkedExamples)
 
 TEST(GridLayoutFrame, RoundingCornersAndOversizedMargins)
 {
-    const GridLayout halves{1, 2, laptop, 0}; // 437.5 rounds away from zero
-    EXPECT_EQ(halves.frameFor(cell(0, 1)).height, 438);
-    EXPECT_EQ(halves.frameFor(cell(0, 0)).height, 437);
     EXPECT_EQ((GridLayout{1, 1, laptop, 0}.frameFor(cell(0, 0))), laptop);
 
     const GridLayout grid{4, 3, laptop, 10};

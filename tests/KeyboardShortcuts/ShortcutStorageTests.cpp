@@ -40,7 +40,10 @@ TEST_F(ShortcutStorageTest, ClearedTriggerStaysClearedAcrossRestartUntilReset)
     setShortcut(std::nullopt, trigger);
     EXPECT_EQ(changedNames.size(), 2);
 
-    restart();
+    // A new process over the same stored defaults.
+    resetForTesting();
+    hotKeys = test::FakeHotKeyService{};
+    configure({&defaults, &hotKeys, &layout, &center});
     nameFor(HotkeyAction::trigger);
     EXPECT_EQ(getShortcut(trigger), std::nullopt);
     EXPECT_TRUE(hasStoredValue(trigger));

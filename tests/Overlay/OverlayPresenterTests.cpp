@@ -60,7 +60,10 @@ protected:
         };
         trust.trusted = true;
         gate = std::make_unique<PermissionGate>(trust, defaults, urls);
-        makePresenter();
+        presenter = std::make_shared<OverlayPresenter>(
+            manipulator, registry, *gate, FocusedWindowResolver(manipulator, screens),
+            std::make_shared<OverlayViewModel>(),
+            OverlayPlatform{screens, beeper, app, monitor, factory, center, workspace, prefsPath});
     }
 
     void TearDown() override
@@ -70,15 +73,6 @@ protected:
         Log::setMinimumLevel(Log::Level::info);
     }
 
-    void makePresenter()
-    {
-        presenter = std::make_shared<OverlayPresenter>(
-            manipulator, registry, *gate, FocusedWindowResolver(manipulator, screens),
-            std::make_shared<OverlayViewModel>(),
-            OverlayPlatform{screens, beeper, app, monitor, factory, center, workspace, prefsPath});
-    }
-
-    void writePrefs(const Preferences& p) { ASSERT_TRUE(savePreferences(p, prefsPath)); }
     Preferences readPrefs() { return loadPreferences(prefsPath).valueOr(Preferences::defaults()); }
 
     // Presses the system-wide trigger through the hotkey service.
@@ -250,7 +244,7 @@ TEST_F(OverlayPresenterTest, ResizeWriteBackFollowsTheModeInForceAtWritingTime)
     key(down, kOption);
     Preferences p;
     p.proSettings.perDisplayMode = true;
-    writePrefs(p);
+    ASSERT_TRUE(savePreferences(p, prefsPath));
     key(escape);
     Preferences saved = readPrefs();
     EXPECT_EQ(saved.proSettings.perDisplayGrids.overrides.at("Alpha"), (GridDimensions{5, 3}));

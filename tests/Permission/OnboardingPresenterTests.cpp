@@ -70,17 +70,15 @@ protected:
     std::unique_ptr<PermissionGate> gate;
 };
 
-TEST_F(OnboardingPresenterTest, GrantedLaunchSkipsTheWindow)
+TEST_F(OnboardingPresenterTest, ContinueClosesThenRunsTheActionAndTheWindowCanShowAgain)
 {
     trust.trusted = true;
     onboarding.showIfNeeded([] {});
     EXPECT_FALSE(onboarding.isOpen());
     EXPECT_TRUE(logged(LogMessages::onboardingSkipped));
     EXPECT_TRUE(policy.policies.empty());
-}
 
-TEST_F(OnboardingPresenterTest, ContinueClosesThenRunsTheActionAndTheWindowCanShowAgain)
-{
+    trust.trusted = false;
     int continued = 0;
     onboarding.showIfNeeded([&] {
         EXPECT_FALSE(onboarding.isOpen()); // closed before the action runs

@@ -64,8 +64,7 @@ TEST_F(PreferencesStoreTest, EveryWriteSavesButOnlyADifferentDocumentNotifies)
     EXPECT_GT(modified(), before);
 
     // The grid settings group notifies even when nothing in it changed.
-    backdate();
-    const QDateTime backdated = modified();
+    const QDateTime backdated = backdate();
     store.setProSettings(store.proSettings());
     EXPECT_EQ(changes, (std::vector<bool>{false, false}));
     EXPECT_GT(modified(), backdated);

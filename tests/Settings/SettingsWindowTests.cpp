@@ -213,18 +213,13 @@ TEST_F(AboutPaneTest, BadgeAndExplanationFollowThePermissionWhileShown)
 
 TEST_F(AboutPaneTest, UpdateControls)
 {
-    updates.canCheck = false;
-    UpdaterController controller(updates);
+    updates.reportCanCheck(false);
     int willChange = 0;
-    QObject::connect(&controller, &UpdaterController::objectWillChange, [&] {
+    QObject::connect(&updater, &UpdaterController::objectWillChange, [&] {
         ++willChange;
         EXPECT_TRUE(updates.automatic) << "announced before it is written";
     });
-    window = std::make_unique<SettingsWindow>(SettingsEnvironment{
-        center, screens, loginItems, controller, gate, scheduler, OnboardingPresenter::shared(), bundle, path});
-    window->selectPane(SettingsPane::about);
-    window->show();
-    AboutPane& p = *window->aboutPane();
+    AboutPane& p = pane();
     EXPECT_FALSE(p.checkForUpdatesButton()->isEnabled());
     updates.reportCanCheck(true);
     EXPECT_TRUE(p.checkForUpdatesButton()->isEnabled());

@@ -65,9 +65,9 @@ struct FakePanelRecord {
 
 class FakeOverlayWindow : public OverlayWindow {
 public:
-    FakeOverlayWindow(std::vector<std::string>* journal, NotificationCenter* center, ScreenRef screen,
+    FakeOverlayWindow(std::vector<std::string>* journal, NotificationCenter* center,
                       std::shared_ptr<FakePanelRecord> record)
-        : m_screen(std::move(screen)), m_journal(journal), m_center(center), m_record(std::move(record))
+        : m_journal(journal), m_center(center), m_record(std::move(record))
     {
         m_record->window = this;
     }
@@ -100,10 +100,9 @@ public:
     Rect frame() const override { return m_record->frame; }
     bool isKeyWindow() const override { return m_record->key; }
     bool isVisible() const override { return m_record->visible; }
-    ScreenRef screen() const override { return m_screen; }
+    ScreenRef screen() const override { return nullptr; }
 
 private:
-    ScreenRef m_screen;
     std::vector<std::string>* m_journal;
     NotificationCenter* m_center;
     std::shared_ptr<FakePanelRecord> m_record;
@@ -113,7 +112,7 @@ struct FakeOverlayWindowFactory : OverlayWindowFactory {
     std::unique_ptr<OverlayWindow> makeOverlayWindow() override
     {
         made.push_back(std::make_shared<FakePanelRecord>());
-        return std::make_unique<FakeOverlayWindow>(journal, center, nullptr, made.back());
+        return std::make_unique<FakeOverlayWindow>(journal, center, made.back());
     }
     std::vector<std::string>* journal = nullptr;
     NotificationCenter* center = nullptr;

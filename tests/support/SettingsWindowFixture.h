@@ -74,7 +74,6 @@ inline void typeCombination(std::uint16_t macKeyCode, std::uint64_t flags = 0)
 struct AlertAnswer {
     QString informativeText;
     QString defaultButton;
-    bool shown = false;
 };
 inline std::shared_ptr<AlertAnswer> answerNextAlert(const QString& button)
 {
@@ -83,7 +82,6 @@ inline std::shared_ptr<AlertAnswer> answerNextAlert(const QString& button)
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (!box)
             return;
-        answer->shown = true;
         answer->informativeText = box->informativeText();
         if (box->defaultButton())
             answer->defaultButton = box->defaultButton()->text();

@@ -25,14 +25,6 @@ protected:
     }
     void TearDown() override { KeyboardShortcuts::resetForTesting(); }
 
-    // A new process over the same stored defaults.
-    void restart()
-    {
-        KeyboardShortcuts::resetForTesting();
-        hotKeys = FakeHotKeyService{};
-        KeyboardShortcuts::configure({&defaults, &hotKeys, &layout, &center});
-    }
-
     QVariant storedValue(HotkeyAction action) const
     {
         return defaults.values.value(QStringLiteral("KeyboardShortcuts_") + rawValue(action));

@@ -89,12 +89,11 @@ TEST(LogCompose, TextDoesNotDependOnTheProcessLocale)
 {
     using Log::Arg;
     const std::string before = std::setlocale(LC_ALL, nullptr);
-    bool switched = false;
     for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "C.UTF-8"})
-        switched = switched || std::setlocale(LC_ALL, name) != nullptr;
+        if (std::setlocale(LC_ALL, name) != nullptr)
+            break;
     EXPECT_EQ(Log::compose("%.2f %g %d", {Arg(1234.5), Arg(0.5), Arg(std::int64_t(1000000))}), "1234.50 0.5 1000000");
     std::setlocale(LC_ALL, before.c_str());
-    (void)switched;
 }
 
 TEST_F(LogTest, DisabledLevelsNeverFormatTheirArguments)
