@@ -21,8 +21,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QImage>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -221,19 +219,7 @@ public:
         return press(keys) && app->waitForLog(QStringLiteral("sway placed the panel"), placed + 1) &&
                eventually([&] { return focused(panelTitle); });
     }
-    QJsonObject node(const QString& title)
-    {
-        QJsonObject found;
-        std::function<void(const QJsonObject&)> search = [&](const QJsonObject& node) {
-            if (node[QLatin1String("name")].toString() == title)
-                found = node;
-            for (const char* children : {"nodes", "floating_nodes"})
-                for (const auto& child : node[QLatin1String(children)].toArray())
-                    search(child.toObject());
-        };
-        search(QJsonDocument::fromJson(sway->ask(QStringLiteral("get_tree"))).object());
-        return found;
-    }
+    QJsonObject node(const QString& title) { return sway->find(QStringLiteral("name"), title); }
     bool focusTarget() { return sway->command(QStringLiteral("workspace 1; [con_id=%1] focus").arg(target->id)); }
 
     std::unique_ptr<SwaySession> sway;
