@@ -19,7 +19,6 @@
 #include "support/wayland/SwaySession.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QImage>
 #include <QStandardPaths>
 #include <QThread>
@@ -357,16 +356,9 @@ public:
         ASSERT_TRUE(gnome->ok()) << gnome->error().toStdString();
         // Without user extensions the probe is off too: nothing to see a terminal with.
         ASSERT_TRUE(!options.userExtensions || gnome->startFoot(targetTitle)) << "no terminal";
-        const QString data = gnome->home() + QStringLiteral("/.local/share/Mosaro");
-        QDir().mkpath(data);
-        QFile preferences(data + QStringLiteral("/preferences.json"));
-        ASSERT_TRUE(preferences.open(QIODevice::WriteOnly));
-        preferences.write(QStringLiteral(R"({"analyticsOptIn": false, "proSettings": {"globalGrid": {"columns": 3,
-            "rows": 2}, "margin": %1, "perDisplayGrids": {"overrides": {}}, "perDisplayMode": false},
-            "schemaVersion": 2, "showInDockIcon": false})")
-                              .arg(setup.margin)
-                              .toUtf8());
-        preferences.close();
+        Preferences prefs;
+        prefs.proSettings.margin = setup.margin;
+        ASSERT_TRUE(savePreferences(prefs, gnome->home() + QStringLiteral("/.local/share/Mosaro/preferences.json")));
         ASSERT_TRUE(!setup.maximized ||
                     (press(QStringLiteral("Super+Up")) && eventually([&] { return maximized(); }, 3000)));
         if (setup.outputs > 1) {
