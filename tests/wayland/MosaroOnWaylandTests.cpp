@@ -19,10 +19,7 @@
 #include "support/wayland/SwaySession.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QImage>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -221,19 +218,7 @@ public:
         return press(keys) && app->waitForLog(QStringLiteral("sway placed the panel"), placed + 1) &&
                eventually([&] { return focused(panelTitle); });
     }
-    QJsonObject node(const QString& title)
-    {
-        QJsonObject found;
-        std::function<void(const QJsonObject&)> search = [&](const QJsonObject& node) {
-            if (node[QLatin1String("name")].toString() == title)
-                found = node;
-            for (const char* children : {"nodes", "floating_nodes"})
-                for (const auto& child : node[QLatin1String(children)].toArray())
-                    search(child.toObject());
-        };
-        search(QJsonDocument::fromJson(sway->ask(QStringLiteral("get_tree"))).object());
-        return found;
-    }
+    QJsonObject node(const QString& title) { return sway->find(QStringLiteral("name"), title); }
     bool focusTarget() { return sway->command(QStringLiteral("workspace 1; [con_id=%1] focus").arg(target->id)); }
 
     std::unique_ptr<SwaySession> sway;
@@ -371,16 +356,9 @@ public:
         ASSERT_TRUE(gnome->ok()) << gnome->error().toStdString();
         // Without user extensions the probe is off too: nothing to see a terminal with.
         ASSERT_TRUE(!options.userExtensions || gnome->startFoot(targetTitle)) << "no terminal";
-        const QString data = gnome->home() + QStringLiteral("/.local/share/Mosaro");
-        QDir().mkpath(data);
-        QFile preferences(data + QStringLiteral("/preferences.json"));
-        ASSERT_TRUE(preferences.open(QIODevice::WriteOnly));
-        preferences.write(QStringLiteral(R"({"analyticsOptIn": false, "proSettings": {"globalGrid": {"columns": 3,
-            "rows": 2}, "margin": %1, "perDisplayGrids": {"overrides": {}}, "perDisplayMode": false},
-            "schemaVersion": 2, "showInDockIcon": false})")
-                              .arg(setup.margin)
-                              .toUtf8());
-        preferences.close();
+        Preferences prefs;
+        prefs.proSettings.margin = setup.margin;
+        ASSERT_TRUE(savePreferences(prefs, gnome->home() + QStringLiteral("/.local/share/Mosaro/preferences.json")));
         ASSERT_TRUE(!setup.maximized ||
                     (press(QStringLiteral("Super+Up")) && eventually([&] { return maximized(); }, 3000)));
         if (setup.outputs > 1) {

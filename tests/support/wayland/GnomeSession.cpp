@@ -1,10 +1,7 @@
 #include "support/wayland/GnomeSession.h"
 
-#include "support/wayland/SessionProcesses.h"
-
 #include <QDBusArgument>
 #include <QDBusMessage>
-#include <QDBusVariant>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -13,7 +10,6 @@
 #include <xkbcommon/xkbcommon.h>
 
 #include <csignal>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -188,13 +184,7 @@ bool GnomeSession::start(const Options& options)
 
 pid_t GnomeSession::spawn(const QStringList& argv, const QStringList& extra)
 {
-    QStringList environment = QStringList{QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"),
-                                          QStringLiteral("HOME=") + m_home,
-                                          QStringLiteral("LANG=C.UTF-8"),
-                                          QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
-                                          QStringLiteral("WAYLAND_DISPLAY=wayland-0"),
-                                          QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress()} +
-                              extra;
+    QStringList environment = sessionEnvironment() << QStringLiteral("WAYLAND_DISPLAY=wayland-0") << extra;
     // The one place that knows where the Shell's programs live: this system, as the unprivileged
     // user when we are root, or the Debian 13 root, where the session's first program starts the
     // run and every later one joins it.
@@ -203,10 +193,7 @@ pid_t GnomeSession::spawn(const QStringList& argv, const QStringList& extra)
     if (m_session > 0)
         options << QStringLiteral("--join") << QString::number(m_session);
     const QStringList command = m_root ? rootRun(m_runtime, environment, options) : asUser(m_asNobody);
-    const pid_t pid = launch(command + argv, environment, logPath(argv.value(0)));
-    if (pid > 0)
-        m_children.push_back(pid);
-    return pid;
+    return launchChild(command + argv, environment, argv.value(0));
 }
 
 void GnomeSession::stopCompositor()

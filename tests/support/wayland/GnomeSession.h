@@ -5,12 +5,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QString>
-#include <QStringList>
-#include <QTemporaryDir>
 #include <QVariantMap>
-
-#include <sys/types.h>
 
 #include <optional>
 #include <vector>

@@ -4,15 +4,10 @@
 #include <QDBusMessage>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QProcessEnvironment>
 
 #include <csignal>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace mosaro::test {
 
@@ -103,15 +98,10 @@ QString KWinSession::executable(const QString& path)
 
 pid_t KWinSession::spawn(const QStringList& argv, const QStringList& extra)
 {
-    QStringList environment = {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"),
-                               QStringLiteral("HOME=") + m_home,
-                               QStringLiteral("LANG=C.UTF-8"),
-                               QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
-                               QStringLiteral("XDG_CONFIG_HOME=") + m_runtime + QStringLiteral("/config"),
-                               QStringLiteral("XDG_DATA_HOME=") + m_runtime + QStringLiteral("/share"),
-                               QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress(),
-                               QStringLiteral("WAYLAND_DISPLAY=wayland-kwin"),
-                               QStringLiteral("QT_QPA_PLATFORM=wayland")};
+    QStringList environment = sessionEnvironment();
+    environment << QStringLiteral("XDG_CONFIG_HOME=") + m_runtime + QStringLiteral("/config")
+                << QStringLiteral("XDG_DATA_HOME=") + m_runtime + QStringLiteral("/share")
+                << QStringLiteral("WAYLAND_DISPLAY=wayland-kwin") << QStringLiteral("QT_QPA_PLATFORM=wayland");
     environment << extra;
     // The one place that knows where KWin lives: a copy without the file capability, from this
     // system or, with its own session bus, from the Debian 13 root. Its clients run here.
@@ -127,11 +117,7 @@ pid_t KWinSession::spawn(const QStringList& argv, const QStringList& extra)
         }
         command << userCommand() << program;
     }
-    command << argv.mid(1);
-    const pid_t pid = launch(command, environment, logPath(argv.value(0)));
-    if (pid > 0)
-        m_children.push_back(pid);
-    return pid;
+    return launchChild(command + argv.mid(1), environment, argv.value(0));
 }
 
 bool KWinSession::startWindow(const QString& title, const QStringList& how)

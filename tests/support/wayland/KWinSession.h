@@ -5,7 +5,6 @@
 
 #include <QJsonObject>
 #include <QProcess>
-#include <QTemporaryDir>
 
 #include <csignal>
 #include <memory>

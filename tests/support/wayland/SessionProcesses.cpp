@@ -193,6 +193,29 @@ QString CompositorSession::logPath(const QString& program) const
     return m_logs + QLatin1Char('/') + QFileInfo(program).fileName() + QStringLiteral(".log");
 }
 
+QStringList CompositorSession::sessionEnvironment() const
+{
+    return {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"), QStringLiteral("HOME=") + m_home,
+            QStringLiteral("LANG=C.UTF-8"), QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
+            QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress()};
+}
+
+pid_t CompositorSession::launchChild(const QStringList& command, const QStringList& environment, const QString& program)
+{
+    const pid_t pid = launch(command, environment, logPath(program));
+    if (pid > 0)
+        m_children.push_back(pid);
+    return pid;
+}
+
+int CompositorSession::finish(pid_t pid)
+{
+    int status = -1;
+    eventually([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, 5000);
+    std::erase(m_children, pid);
+    return status;
+}
+
 pid_t CompositorSession::startBus()
 {
     if (m_root)

@@ -7,7 +7,6 @@
 #include <sys/types.h>
 
 #include <functional>
-#include <optional>
 #include <vector>
 
 namespace mosaro::test {
@@ -56,6 +55,13 @@ protected:
     // may be closed to it).
     QString copyHere(const QString& path);
     QString logPath(const QString& program) const;
+    // What every program of the session is started with; PATH first.
+    QStringList sessionEnvironment() const;
+    // Launches the command with that environment, logged under `program`'s name, as a child of the
+    // session (stopped with it).
+    pid_t launchChild(const QStringList& command, const QStringList& environment, const QString& program);
+    // Waits up to five seconds for a short-lived child to end: its wait status (-1 when it did not).
+    int finish(pid_t pid);
     // The session bus, unless the Debian 13 root's run starts its own beside the compositor (both
     // admit the tests' root user too).
     pid_t startBus();

@@ -1,7 +1,5 @@
 #include "support/wayland/SwaySession.h"
 
-#include "support/wayland/SessionProcesses.h"
-
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -9,31 +7,10 @@
 #include <QProcess>
 
 #include <csignal>
-#include <fcntl.h>
-#include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace mosaro::test {
-
-namespace {
-
-QJsonObject findNode(const QJsonObject& node, std::int64_t id)
-{
-    if (node.value(QLatin1String("id")).toInteger() == id)
-        return node;
-    for (const char* children : {"nodes", "floating_nodes"}) {
-        for (const auto& child : node.value(QLatin1String(children)).toArray()) {
-            QJsonObject found = findNode(child.toObject(), id);
-            if (!found.isEmpty())
-                return found;
-        }
-    }
-    return {};
-}
-
-} // namespace
 
 SwaySession::SwaySession(const Options& options) : CompositorSession(QStringLiteral("sway"), options.root)
 {
@@ -53,7 +30,7 @@ SwaySession::SwaySession(const Options& options) : CompositorSession(QStringLite
     }
     file.close();
     const QString bus = m_runtime + QStringLiteral("/bus");
-    m_bus = startBus();
+    startBus();
     m_sway = spawn({QStringLiteral("sway"), QStringLiteral("-c"), configPath()});
     if (!eventually([&] { return QFile::exists(bus); }, 20000)) {
         m_error = QStringLiteral("the session bus did not start");
@@ -92,14 +69,11 @@ QString SwaySession::defaultConfig()
 
 pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
 {
-    QStringList environment = {QStringLiteral("PATH=/usr/local/bin:/usr/bin:/bin"), QStringLiteral("HOME=") + m_home,
-                               QStringLiteral("LANG=C.UTF-8"),
-                               // The user may have nologin as shell: terminals opened by a binding stay open.
-                               QStringLiteral("SHELL=/bin/sh"), QStringLiteral("XDG_RUNTIME_DIR=") + m_runtime,
-                               QStringLiteral("SWAYSOCK=") + swaySocket(),
-                               QStringLiteral("DBUS_SESSION_BUS_ADDRESS=") + busAddress(),
-                               QStringLiteral("WLR_BACKENDS=headless"), QStringLiteral("WLR_LIBINPUT_NO_DEVICES=1"),
-                               QStringLiteral("WLR_RENDERER=pixman")};
+    QStringList environment = sessionEnvironment();
+    // The user may have nologin as shell: terminals opened by a binding stay open.
+    environment << QStringLiteral("SHELL=/bin/sh") << QStringLiteral("SWAYSOCK=") + swaySocket()
+                << QStringLiteral("WLR_BACKENDS=headless") << QStringLiteral("WLR_LIBINPUT_NO_DEVICES=1")
+                << QStringLiteral("WLR_RENDERER=pixman");
     // sway makes its own socket; its clients are told where it is.
     if (argv.value(0) != QLatin1String("sway"))
         environment << QStringLiteral("WAYLAND_DISPLAY=") + waylandDisplay();
@@ -116,36 +90,29 @@ pid_t SwaySession::spawn(const QStringList& argv, const QStringList& extra)
                                                      : QStringList{QStringLiteral("--join"), QString::number(m_sway)});
     else
         command = asUser(m_asNobody);
-    command << argv;
-    const pid_t pid = launch(command, environment, logPath(argv.value(0)));
-    if (pid > 0)
-        m_children.push_back(pid);
-    return pid;
+    return launchChild(command + argv, environment, argv.value(0));
 }
 
-std::optional<SwaySession::Window> SwaySession::waitForWindow(const QString& appId, int timeoutMs)
+QJsonObject SwaySession::find(const QString& field, const QJsonValue& value)
 {
-    return waitFor(QStringLiteral("app_id"), appId, timeoutMs);
-}
-
-std::optional<SwaySession::Window> SwaySession::waitFor(const QString& field, const QString& value, int timeoutMs)
-{
-    std::optional<Window> window;
+    QJsonObject found;
     std::function<void(const QJsonObject&)> search = [&](const QJsonObject& node) {
-        if (node.value(field).toString() == value)
-            window =
-                Window{node.value(QLatin1String("id")).toInteger(), pid_t(node.value(QLatin1String("pid")).toInt())};
+        if (node.value(field) == value)
+            found = node;
         for (const char* children : {"nodes", "floating_nodes"})
             for (const auto& child : node.value(QLatin1String(children)).toArray())
                 search(child.toObject());
     };
-    eventually(
-        [&] {
-            search(QJsonDocument::fromJson(ask(QStringLiteral("get_tree"))).object());
-            return window.has_value();
-        },
-        timeoutMs);
-    return window;
+    search(QJsonDocument::fromJson(ask(QStringLiteral("get_tree"))).object());
+    return found;
+}
+
+std::optional<SwaySession::Window> SwaySession::waitForWindow(const QString& appId, int timeoutMs)
+{
+    QJsonObject node;
+    if (!eventually([&] { return !(node = find(QStringLiteral("app_id"), appId)).isEmpty(); }, timeoutMs))
+        return std::nullopt;
+    return Window{node.value(QLatin1String("id")).toInteger(), pid_t(node.value(QLatin1String("pid")).toInt())};
 }
 
 std::optional<SwaySession::Window> SwaySession::startFoot(const QString& appId, int timeoutMs)
@@ -180,18 +147,15 @@ pid_t SwaySession::type(const QString& keys)
 
 bool SwaySession::press(const QString& keys)
 {
-    const pid_t pid = type(keys);
-    int status = 0;
-    const bool done = eventually([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, 5000);
-    std::erase(m_children, pid);
-    return done && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    const int status = finish(type(keys));
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-QByteArray SwaySession::ask(const QString& type)
+QByteArray SwaySession::ask(const QStringList& arguments)
 {
     QProcess swaymsg;
     swaymsg.start(QStringLiteral("swaymsg"),
-                  {QStringLiteral("-s"), swaySocket(), QStringLiteral("-r"), QStringLiteral("-t"), type});
+                  QStringList{QStringLiteral("-s"), swaySocket(), QStringLiteral("-r")} + arguments);
     if (!swaymsg.waitForFinished(3000) || swaymsg.exitCode() != 0) {
         swaymsg.kill();
         swaymsg.waitForFinished(1000);
@@ -202,15 +166,7 @@ QByteArray SwaySession::ask(const QString& type)
 
 bool SwaySession::command(const QString& commands)
 {
-    QProcess swaymsg;
-    swaymsg.start(QStringLiteral("swaymsg"),
-                  {QStringLiteral("-s"), swaySocket(), QStringLiteral("-r"), QStringLiteral("--"), commands});
-    if (!swaymsg.waitForFinished(3000)) {
-        swaymsg.kill();
-        swaymsg.waitForFinished(1000);
-        return false;
-    }
-    const QJsonArray results = QJsonDocument::fromJson(swaymsg.readAllStandardOutput()).array();
+    const QJsonArray results = QJsonDocument::fromJson(ask({QStringLiteral("--"), commands})).array();
     return !results.isEmpty() && std::all_of(results.begin(), results.end(), [](const QJsonValue& r) {
         return r.toObject().value(QLatin1String("success")).toBool();
     });
@@ -226,7 +182,7 @@ QString SwaySession::waylandDisplay() const
 
 QJsonObject SwaySession::container(std::int64_t id)
 {
-    return findNode(QJsonDocument::fromJson(ask(QStringLiteral("get_tree"))).object(), id);
+    return find(QStringLiteral("id"), qint64(id));
 }
 
 std::optional<Rect> SwaySession::frameOf(std::int64_t id)
@@ -243,9 +199,7 @@ std::optional<Rect> SwaySession::frameOf(std::int64_t id)
 QImage SwaySession::screenshot(const QString& name)
 {
     const QString path = m_home + QLatin1Char('/') + name + QStringLiteral(".png");
-    const pid_t pid = spawn({QStringLiteral("grim"), path});
-    eventually([&] { return ::waitpid(pid, nullptr, WNOHANG) == pid; }, 5000);
-    std::erase(m_children, pid);
+    finish(spawn({QStringLiteral("grim"), path}));
     return QImage(path);
 }
 

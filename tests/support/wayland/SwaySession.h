@@ -3,19 +3,15 @@
 #include "Platform/Geometry.h"
 #include "support/wayland/SessionProcesses.h"
 
-#include <QByteArray>
 #include <QImage>
 #include <QJsonObject>
-#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
-#include <QTemporaryDir>
 
 #include <sys/types.h>
 
 #include <functional>
 #include <optional>
-#include <vector>
 
 namespace mosaro::test {
 
@@ -69,10 +65,12 @@ public:
     pid_t type(const QString& keys);
 
     // swaymsg as a probe: the raw reply of a message type, and run_command.
-    QByteArray ask(const QString& type);
+    QByteArray ask(const QString& type) { return ask(QStringList{QStringLiteral("-t"), type}); }
     bool command(const QString& commands);
-    // The container with that id in sway's tree (empty when gone), and its frame as a person
-    // sees it: rect grown upward by the title bar.
+    // The last node of sway's tree whose `field` has that value (empty when none); the container
+    // with that id (empty when gone), and its frame as a person sees it: rect grown upward by the
+    // title bar.
+    QJsonObject find(const QString& field, const QJsonValue& value);
     QJsonObject container(std::int64_t id);
     std::optional<Rect> frameOf(std::int64_t id);
 
@@ -85,10 +83,10 @@ public:
     void stopCompositor() override;
 
 private:
-    std::optional<Window> waitFor(const QString& field, const QString& value, int timeoutMs);
+    // swaymsg's reply; empty when it did not answer in time or failed.
+    QByteArray ask(const QStringList& arguments);
     // Debian's default configuration of the compositor's system.
     QString defaultConfig();
-    pid_t m_bus = -1;
     pid_t m_sway = -1;
     pid_t m_keyboard = -1;
 };
