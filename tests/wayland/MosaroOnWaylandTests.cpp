@@ -23,6 +23,9 @@
 #include <QStandardPaths>
 #include <QThread>
 
+#include <initializer_list>
+#include <utility>
+
 #include <csignal>
 
 #include <gtest/gtest.h>
@@ -31,6 +34,14 @@ using namespace mosaro;
 using namespace mosaro::test;
 
 namespace {
+
+// Keys are written in GNOME's names; each desktop's own names replace them in order.
+QString renamed(QString keys, std::initializer_list<std::pair<const char*, const char*>> names)
+{
+    for (const auto& [from, to] : names)
+        keys.replace(QLatin1String(from), QLatin1String(to));
+    return keys;
+}
 
 MOSARO_APPLICATION_ENVIRONMENT(QCoreApplication);
 
@@ -171,11 +182,7 @@ public:
     CompositorSession& session() override { return *sway; }
     bool press(const QString& keys) override
     {
-        return sway->press(QString(keys)
-                               .replace(QLatin1String("Super"), QLatin1String("logo"))
-                               .replace(QLatin1String("Shift"), QLatin1String("shift"))
-                               .replace(QLatin1String("Control"), QLatin1String("ctrl"))
-                               .replace(QLatin1String("Alt"), QLatin1String("alt")));
+        return sway->press(renamed(keys, {{"Super", "logo"}, {"Shift", "shift"}, {"Control", "ctrl"}, {"Alt", "alt"}}));
     }
     bool shown(const QString& title) override { return node(title)[QLatin1String("visible")].toBool(); }
     bool focused(const QString& title) override { return node(title)[QLatin1String("focused")].toBool(); }
@@ -253,18 +260,14 @@ public:
             prefs.proSettings.margin = setup.margin;
             const QString data = kwin->runtimeDirectory() + QStringLiteral("/../mosaro/.local/share");
             ASSERT_TRUE(savePreferences(prefs, data + QStringLiteral("/Mosaro/preferences.json")));
-            QProcess::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("65534:65534"), data});
+            QProcess::execute(QStringLiteral("chown"), {QStringLiteral("-R"), unprivilegedOwner, data});
         }
         ASSERT_NO_FATAL_FAILURE(startMosaro(run));
     }
     CompositorSession& session() override { return *kwin; }
     bool press(const QString& keys) override
     {
-        return kwin->press(QString(keys)
-                               .replace(QLatin1String("Super"), QLatin1String("Meta"))
-                               .replace(QLatin1String("Control"), QLatin1String("Ctrl"))
-                               .replace(QLatin1String("space"), QLatin1String("Space"))
-                               .replace(QLatin1String("+y"), QLatin1String("+Y")));
+        return kwin->press(renamed(keys, {{"Super", "Meta"}, {"Control", "Ctrl"}, {"space", "Space"}, {"+y", "+Y"}}));
     }
     bool shown(const QString& title) override { return !kwin->window(title).isEmpty(); }
     bool focused(const QString& title) override { return kwin->window(title)[QLatin1String("active")].toBool(); }

@@ -101,7 +101,7 @@ bool GnomeSession::start(const Options& options)
         m_error = QStringLiteral("cannot prepare the session under %1").arg(m_base.path());
         return false;
     }
-    QProcess::execute(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("65534:65534"), m_base.path()});
+    QProcess::execute(QStringLiteral("chown"), {QStringLiteral("-R"), unprivilegedOwner, m_base.path()});
     ownFile(m_base.path(), m_asNobody, 0711);
     ownFile(m_runtime, m_asNobody, 0700);
     QStringList quoted;

@@ -45,7 +45,7 @@ KWinSession::KWinSession(const Options& options) : CompositorSession(QStringLite
     // Everything below the runtime folder belongs to the session's user.
     if (prepared && m_asNobody)
         prepared = QProcess::execute(QStringLiteral("chown"),
-                                     {QStringLiteral("-R"), QStringLiteral("65534:65534"), m_runtime, m_home}) == 0;
+                                     {QStringLiteral("-R"), unprivilegedOwner, m_runtime, m_home}) == 0;
     if (!prepared) {
         m_error = QStringLiteral("cannot prepare the session under %1").arg(m_base.path());
         return;

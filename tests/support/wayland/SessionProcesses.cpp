@@ -82,8 +82,8 @@ QStringList asUser(bool asNobody)
 {
     if (!asNobody)
         return {};
-    return {QStringLiteral("/usr/bin/setpriv"), QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-            QStringLiteral("--clear-groups"), QStringLiteral("--")};
+    return {QStringLiteral("/usr/bin/setpriv"), QStringLiteral("--reuid=%1").arg(unprivilegedUid),
+            QStringLiteral("--regid=%1").arg(unprivilegedUid), QStringLiteral("--clear-groups"), QStringLiteral("--")};
 }
 
 QStringList rootRun(const QString& runtime, QStringList& environment, const QStringList& options)

@@ -15,6 +15,8 @@ namespace mosaro::test {
 // compositor when the tests run as root, programs started with an environment of their own, and
 // the processes of a session found by its runtime folder and stopped by pid.
 inline constexpr uid_t unprivilegedUid = 65534; // nobody
+// Its user and group as chown takes them.
+inline const QString unprivilegedOwner = QStringLiteral("%1:%1").arg(unprivilegedUid);
 
 // A compositor's private session under /tmp, as the programs started on it see it (Mosaro among
 // them): its runtime folder and home (the session user's), its programs' logs, its bus beside the
