@@ -44,7 +44,7 @@ struct Results {
 std::optional<Results> measure(const QString& binary, int runs)
 {
     const QString bar = QStringLiteral("bar {\n position bottom\n height 25\n}");
-    SwaySession session({1440, 900, bar});
+    SwaySession session({.config = bar});
     if (!session.ok()) {
         std::fprintf(stderr, "sway_bench: %s\n", qPrintable(session.error()));
         return std::nullopt;

@@ -48,7 +48,7 @@ protected:
     }
     std::unique_ptr<SwayHotKeyService> hotKeys()
     {
-        auto service = std::make_unique<SwayHotKeyService>(*ipc, Sway::Keymap::create(QStringLiteral("us")));
+        auto service = std::make_unique<SwayHotKeyService>(*ipc, Wayland::Keymap::create(QStringLiteral("us")));
         EventHandlerRef handler = 0;
         service->installEventHandler(
             [this](const HotKeyEvent* e) {

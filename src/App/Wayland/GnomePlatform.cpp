@@ -10,6 +10,7 @@
 #include "Platform/NotificationCenter.h"
 #include "Platform/UI/DesktopShortcuts.h"
 #include "Platform/Wayland/Gnome/GnomeDesktop.h"
+#include "Platform/Wayland/WaylandKeymap.h"
 #include "Platform/Wayland/WaylandPanelHost.h"
 #include "Platform/Wayland/WaylandShortcutInhibitor.h"
 
@@ -30,7 +31,7 @@ public:
         : m_version(BuildBundleInfo().shortVersion().value_or(QString())),
           m_channel(QDBusConnection::sessionBus(), m_version), m_screens(m_channel),
           m_accessibility(m_channel, m_screens), m_trust(m_channel, QDBusConnection::sessionBus(), m_version),
-          m_hotKeys(m_channel, Sway::Keymap::create()), m_beeper(m_channel),
+          m_hotKeys(m_channel, Wayland::Keymap::create()), m_beeper(m_channel),
           m_watcher(m_channel, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter()),
           m_panelHost(m_screens,
                       WaylandPanelHook{nullptr,

@@ -10,7 +10,8 @@
 #include "Platform/UI/DesktopShortcuts.h"
 #include "Platform/Wayland/KWin/KWinDesktop.h"
 #include "Platform/Wayland/KWin/KWinScripting.h"
-#include "Platform/Wayland/Sway/SwayDesktop.h"
+#include "Platform/Wayland/WaylandBeeper.h"
+#include "Platform/Wayland/WaylandKeymap.h"
 #include "Platform/Wayland/WaylandPanelHost.h"
 #include "Platform/Wayland/WaylandShortcutInhibitor.h"
 
@@ -32,7 +33,7 @@ constexpr const char* panelNotShownMessage = "KWin's script did not show the pan
 class KWinPlatform final : public DesktopPlatform {
 public:
     KWinPlatform()
-        : m_keymap(Sway::Keymap::create()), m_screens(m_kwin), m_accessibility(m_kwin), m_trust(m_kwin),
+        : m_keymap(Wayland::Keymap::create()), m_screens(m_kwin), m_accessibility(m_kwin), m_trust(m_kwin),
           m_hotKeys(m_kwin, [this](std::uint32_t code, std::uint32_t modifiers) { return kdeKey(code, modifiers); }),
           m_watcher(m_kwin, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter(),
                     [this] { m_panelHost.keyboardLost(); }),
@@ -170,13 +171,13 @@ private:
     }
 
     KWinScripting m_kwin;
-    std::unique_ptr<Sway::Keymap> m_keymap;
+    std::unique_ptr<Wayland::Keymap> m_keymap;
     KWinScreenList m_screens;
     KWinAccessibility m_accessibility;
     KWinAccessibilityTrust m_trust;
-    SwayBeeper m_beeper;
+    WaylandBeeper m_beeper;
     KWinHotKeyService m_hotKeys;
-    SwayKeyboardLayout m_layout;
+    WaylandKeyboardLayout m_layout;
     QtDesktopApplication m_application;
     KWinDesktopWatcher m_watcher;
     WaylandPanelHost m_panelHost;

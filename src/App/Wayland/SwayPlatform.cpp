@@ -11,6 +11,8 @@
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
 #include "Platform/Wayland/Sway/SwayPanelRules.h"
+#include "Platform/Wayland/WaylandBeeper.h"
+#include "Platform/Wayland/WaylandKeymap.h"
 #include "Platform/Wayland/WaylandPanelHost.h"
 #include "Platform/Wayland/WaylandShortcutInhibitor.h"
 
@@ -28,7 +30,7 @@ class SwayPlatform final : public DesktopPlatform {
 public:
     explicit SwayPlatform(const QString& socket)
         : m_ipc(socket), m_screens(m_ipc), m_accessibility(m_ipc), m_trust(m_ipc),
-          m_hotKeys(m_ipc, Sway::Keymap::create()),
+          m_hotKeys(m_ipc, Wayland::Keymap::create()),
           m_watcher(m_ipc, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter()),
           m_panelRules(m_ipc, m_screens, m_accessibility, QString::fromLatin1(WaylandPanelWindow::title)),
           m_panelHost(m_screens, WaylandPanelHook{[this] { m_panelRules.prepare(); },
@@ -119,9 +121,9 @@ private:
     SwayScreenList m_screens;
     SwayAccessibility m_accessibility;
     SwayAccessibilityTrust m_trust;
-    SwayBeeper m_beeper;
+    WaylandBeeper m_beeper;
     SwayHotKeyService m_hotKeys;
-    SwayKeyboardLayout m_layout;
+    WaylandKeyboardLayout m_layout;
     QtDesktopApplication m_application;
     SwayDesktopWatcher m_watcher;
     SwayPanelRules m_panelRules;

@@ -15,6 +15,8 @@
 #include "Platform/Wayland/Sway/SwayDesktop.h"
 #include "Platform/Wayland/Sway/SwayHotKeyService.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
+#include "Platform/Wayland/WaylandBeeper.h"
+#include "Platform/Wayland/WaylandKeymap.h"
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
@@ -82,14 +84,14 @@ void readSway(const QString& socket, DesktopFacts& facts)
     if (const auto reply = ipc.request(Sway::MessageType::getOutputs))
         if (const auto outputs = Sway::outputs(*reply))
             c.outputs = int(std::count_if(outputs->begin(), outputs->end(), [](const auto& o) { return o.active; }));
-    const QStringList beep = SwayBeeper::command();
+    const QStringList beep = WaylandBeeper::command();
     c.beepPlayer = beep.isEmpty() ? QString() : QFileInfo(beep.first()).fileName();
 
-    SwayKeyboardLayout layout;
+    WaylandKeyboardLayout layout;
     const auto trigger = readStoredTrigger(facts, layout);
     if (!trigger)
         return;
-    SwayHotKeyService hotKeys(ipc, Sway::Keymap::create());
+    SwayHotKeyService hotKeys(ipc, Wayland::Keymap::create());
     if (const auto binding =
             hotKeys.userBinding(std::uint32_t(trigger->carbonKeyCode), std::uint32_t(trigger->carbonModifiers))) {
         facts.triggerOwner = DesktopFacts::TriggerOwner::desktopBinding;
@@ -125,12 +127,12 @@ void readKWin(const QString& service, DesktopFacts& facts)
             kwin.loaded() ? kwin.request({{QStringLiteral("op"), QStringLiteral("outputs")}}) : std::nullopt)
         if (const auto outputs = KWin::outputs(answer->value(QStringLiteral("outputs"))))
             c.outputs = int(outputs->size());
-    const QStringList beep = SwayBeeper::command();
+    const QStringList beep = WaylandBeeper::command();
     c.beepPlayer = beep.isEmpty() ? QString() : QFileInfo(beep.first()).fileName();
 
-    SwayKeyboardLayout layout;
+    WaylandKeyboardLayout layout;
     const auto trigger = readStoredTrigger(facts, layout);
-    const auto keymap = Sway::Keymap::create();
+    const auto keymap = Wayland::Keymap::create();
     if (!trigger || !keymap)
         return;
     KWinHotKeyService hotKeys(

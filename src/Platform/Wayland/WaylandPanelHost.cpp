@@ -84,9 +84,10 @@ public:
             return;
         m_host.m_owner = nullptr;
         // The focus is on its way to the target: a showing that follows at once (a jump to another
-        // display) must wait for its own focus rather than take this one's.
+        // display) must wait for its own focus rather than take this one's. The compositor's
+        // shortcuts stay inhibited while the window is mapped: a jump keeps the window, and the
+        // next jump's keys are the compositor's own bindings.
         m_host.m_focused = false;
-        WaylandShortcutInhibitor::shared().release();
         if (m_host.m_hook.returnKeyboard)
             m_host.m_hook.returnKeyboard();
     }

@@ -17,6 +17,8 @@ namespace mosaro {
 namespace {
 constexpr const char* missingMessage =
     "the compositor offers no keyboard-shortcuts-inhibit protocol; its own bindings keep their keys";
+constexpr const char* activeMessage = "the compositor passes every key to our window";
+constexpr const char* inactiveMessage = "the compositor takes its own shortcuts back";
 } // namespace
 
 WaylandShortcutInhibitor::WaylandShortcutInhibitor()
@@ -69,13 +71,19 @@ void WaylandShortcutInhibitor::inhibit(QWindow* window)
     if (!m_manager || !window || !m_enabled)
         return;
     release();
-    // Nothing listens to the inhibitor's active/inactive events; they are only let go of.
-    wl_display_dispatch_queue_pending(m_display, m_queue);
     auto* surface = static_cast<wl_surface*>(
         QGuiApplication::platformNativeInterface()->nativeResourceForWindow("surface", window));
     if (!surface)
         return;
-    m_inhibitor = zwp_keyboard_shortcuts_inhibit_manager_v1_inhibit_shortcuts(m_manager, surface, m_seat);
+    // On Qt's own queue, which Qt dispatches as events come (ours only when we read it): whether
+    // the compositor honours the inhibitor shows in the log as it happens.
+    auto* manager = static_cast<zwp_keyboard_shortcuts_inhibit_manager_v1*>(wl_proxy_create_wrapper(m_manager));
+    wl_proxy_set_queue(reinterpret_cast<wl_proxy*>(manager), nullptr);
+    m_inhibitor = zwp_keyboard_shortcuts_inhibit_manager_v1_inhibit_shortcuts(manager, surface, m_seat);
+    wl_proxy_wrapper_destroy(manager);
+    static const zwp_keyboard_shortcuts_inhibitor_v1_listener listener{&WaylandShortcutInhibitor::activated,
+                                                                       &WaylandShortcutInhibitor::deactivated};
+    zwp_keyboard_shortcuts_inhibitor_v1_add_listener(m_inhibitor, &listener, this);
     wl_display_flush(m_display);
 }
 
@@ -86,6 +94,16 @@ void WaylandShortcutInhibitor::release()
     zwp_keyboard_shortcuts_inhibitor_v1_destroy(m_inhibitor);
     m_inhibitor = nullptr;
     wl_display_flush(m_display);
+}
+
+void WaylandShortcutInhibitor::activated(void*, zwp_keyboard_shortcuts_inhibitor_v1*)
+{
+    Log::overlay().debug(activeMessage);
+}
+
+void WaylandShortcutInhibitor::deactivated(void*, zwp_keyboard_shortcuts_inhibitor_v1*)
+{
+    Log::overlay().debug(inactiveMessage);
 }
 
 void WaylandShortcutInhibitor::flushConnection()

@@ -43,6 +43,8 @@ public:
 private:
     static void global(void* data, wl_registry* registry, unsigned name, const char* interface, unsigned version);
     static void globalRemove(void*, wl_registry*, unsigned) {}
+    static void activated(void* data, zwp_keyboard_shortcuts_inhibitor_v1* inhibitor);
+    static void deactivated(void* data, zwp_keyboard_shortcuts_inhibitor_v1* inhibitor);
 
     wl_display* m_display = nullptr;
     wl_event_queue* m_queue = nullptr;

@@ -25,8 +25,6 @@ namespace mosaro::test {
 class SwaySession final : public CompositorSession {
 public:
     struct Options {
-        int width = 1440;
-        int height = 900;
         // Appended after the lines the harness needs (no Xwayland, no swaynag, no wallpaper).
         QString config;
         // Include Debian's /etc/sway/config (its bar, its bindings) before `config`.

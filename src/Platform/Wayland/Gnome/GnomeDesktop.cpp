@@ -438,7 +438,7 @@ QString acceleratorOfXkbText(const QString& text)
     return accelerator + key;
 }
 
-GnomeHotKeyService::GnomeHotKeyService(Gnome::ShellChannel& channel, std::unique_ptr<Sway::Keymap> keymap)
+GnomeHotKeyService::GnomeHotKeyService(Gnome::ShellChannel& channel, std::unique_ptr<Wayland::Keymap> keymap)
     : m_channel(channel), m_keymap(std::move(keymap))
 {
     QObject::connect(&m_channel, &Gnome::ShellChannel::triggered, &m_channel, [this] { pressed(); });
@@ -469,7 +469,7 @@ std::optional<QString> GnomeHotKeyService::desktopBinding(std::uint32_t keyCode,
     const auto bindings = m_channel.shellBindings();
     if (!bindings)
         return std::nullopt;
-    const Sway::KeyCombination wanted{std::uint16_t(keyCode), modifiers};
+    const Wayland::KeyCombination wanted{std::uint16_t(keyCode), modifiers};
     for (const auto& binding : *bindings) {
         const auto text = xkbTextOfAccelerator(binding.accelerator);
         if (text && m_keymap->combination(*text, false) == wanted)
@@ -484,7 +484,7 @@ bool GnomeHotKeyService::holds(std::uint32_t keyCode, std::uint32_t modifiers) c
         return false;
     const auto it = m_registrations.find(*m_grabbed);
     return it != m_registrations.end() &&
-           it->second.combination == Sway::KeyCombination{std::uint16_t(keyCode), modifiers};
+           it->second.combination == Wayland::KeyCombination{std::uint16_t(keyCode), modifiers};
 }
 
 OSStatus GnomeHotKeyService::grab(const Registration& registration)

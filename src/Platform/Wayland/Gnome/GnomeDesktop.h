@@ -10,7 +10,7 @@
 #include "Platform/System.h"
 #include "Platform/Wayland/Gnome/GnomeExtension.h"
 #include "Platform/Wayland/Gnome/GnomeShellChannel.h"
-#include "Platform/Wayland/Sway/SwayConfig.h"
+#include "Platform/Wayland/WaylandKeymap.h"
 #include "Platform/Wayland/WaylandTrustNotice.h"
 
 #include <cstdio>
@@ -125,7 +125,7 @@ QString acceleratorOfXkbText(const QString& text);
 // mutter refuses to grab. The grab is made again when the extension comes back.
 class GnomeHotKeyService final : public HotKeyService {
 public:
-    GnomeHotKeyService(Gnome::ShellChannel& channel, std::unique_ptr<Sway::Keymap> keymap);
+    GnomeHotKeyService(Gnome::ShellChannel& channel, std::unique_ptr<Wayland::Keymap> keymap);
     OSStatus registerEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers, EventHotKeyID id,
                                  EventHotKeyRef& out) override;
     OSStatus unregisterEventHotKey(EventHotKeyRef ref) override;
@@ -150,14 +150,14 @@ public:
 private:
     struct Registration {
         EventHotKeyID id;
-        Sway::KeyCombination combination;
+        Wayland::KeyCombination combination;
         QString accelerator;
     };
     OSStatus grab(const Registration& registration);
     void pressed();
 
     Gnome::ShellChannel& m_channel;
-    std::unique_ptr<Sway::Keymap> m_keymap;
+    std::unique_ptr<Wayland::Keymap> m_keymap;
     std::map<EventHotKeyRef, Registration> m_registrations;
     std::optional<EventHotKeyRef> m_grabbed;
     HotKeyHandlers m_handlers;
@@ -168,14 +168,14 @@ private:
 // input sources.
 class GnomeKeyboardLayout final : public KeyboardLayout {
 public:
-    GnomeKeyboardLayout() : m_keymap(Sway::Keymap::create()) {}
+    GnomeKeyboardLayout() : m_keymap(Wayland::Keymap::create()) {}
     std::optional<QString> translateForDisplay(std::uint16_t keyCode) const override
     {
         return m_keymap ? m_keymap->printed(keyCode) : std::nullopt;
     }
 
 private:
-    std::unique_ptr<Sway::Keymap> m_keymap;
+    std::unique_ptr<Wayland::Keymap> m_keymap;
 };
 
 // The desktop's bell sound, played by the extension when the user has the audible bell on.

@@ -117,7 +117,7 @@ QStringList actionsHolding(const QString& fileText, int key, const QString& ownP
     return found;
 }
 
-std::optional<int> kdeKey(const Sway::Keymap& keymap, std::uint32_t keyCode, std::uint32_t modifiers)
+std::optional<int> kdeKey(const Wayland::Keymap& keymap, std::uint32_t keyCode, std::uint32_t modifiers)
 {
     if (keyCode > 0xFFFF)
         return std::nullopt;

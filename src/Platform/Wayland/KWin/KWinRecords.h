@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/Geometry.h"
-#include "Platform/Wayland/Sway/SwayConfig.h"
+#include "Platform/Wayland/WaylandKeymap.h"
 
 #include <QJsonObject>
 #include <QString>
@@ -45,6 +45,6 @@ std::optional<std::vector<Output>> outputs(const QJsonValue& value);
 QStringList actionsHolding(const QString& fileText, int key, const QString& ownPrefix);
 
 // A shortcut as KDE's key int (Qt's key and modifiers), the key named by the default layout.
-std::optional<int> kdeKey(const Sway::Keymap& keymap, std::uint32_t keyCode, std::uint32_t modifiers);
+std::optional<int> kdeKey(const Wayland::Keymap& keymap, std::uint32_t keyCode, std::uint32_t modifiers);
 
 } // namespace mosaro::KWin

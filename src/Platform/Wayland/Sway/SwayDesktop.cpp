@@ -1,18 +1,10 @@
 #include "Platform/Wayland/Sway/SwayDesktop.h"
 
-#include "Diagnostics/Log/Log.h"
-
 #include <QAbstractEventDispatcher>
-#include <QFileInfo>
-#include <QProcess>
-#include <QStandardPaths>
 
 namespace mosaro {
 
 namespace {
-
-constexpr const char* noPlayerMessage = "no sound player found for the bell (canberra-gtk-play, pw-play, paplay)";
-constexpr const char* bellFile = "/usr/share/sounds/freedesktop/stereo/bell.oga";
 
 class SwayScreen : public Screen {
 public:
@@ -172,33 +164,6 @@ void SwayDesktopWatcher::checkOutputs()
         return;
     m_outputs = m_screens.lastOutputs();
     m_default.post(PlatformNotifications::screenParametersDidChange);
-}
-
-QStringList SwayBeeper::command()
-{
-    if (const QString canberra = QStandardPaths::findExecutable(QStringLiteral("canberra-gtk-play"));
-        !canberra.isEmpty())
-        return {canberra, QStringLiteral("--id=bell"), QStringLiteral("--description=Mosaro")};
-    if (!QFileInfo::exists(QLatin1String(bellFile)))
-        return {};
-    for (const char* player : {"pw-play", "paplay"}) {
-        if (const QString path = QStandardPaths::findExecutable(QLatin1String(player)); !path.isEmpty())
-            return {path, QLatin1String(bellFile)};
-    }
-    return {};
-}
-
-void SwayBeeper::beep()
-{
-    QStringList program = command();
-    if (program.isEmpty()) {
-        if (!m_reported)
-            Log::lifecycle().info(noPlayerMessage);
-        m_reported = true;
-        return;
-    }
-    const QString executable = program.takeFirst();
-    QProcess::startDetached(executable, program);
 }
 
 } // namespace mosaro

@@ -1,10 +1,7 @@
 #pragma once
 
-#include "Platform/KeyboardLayout.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Screen.h"
-#include "Platform/System.h"
-#include "Platform/Wayland/Sway/SwayConfig.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
 
 #include <QObject>
@@ -76,33 +73,6 @@ private:
     NotificationCenter& m_default;
     std::vector<Sway::Output> m_outputs;
     int m_eventHandler = 0;
-};
-
-// Key names from the layout sway gives its keyboards (the XKB_DEFAULT_* environment, as sway
-// reads it), since a Wayland client sees a keymap only while it has the keyboard focus.
-class SwayKeyboardLayout final : public KeyboardLayout {
-public:
-    SwayKeyboardLayout() : m_keymap(Sway::Keymap::create()) {}
-    std::optional<QString> translateForDisplay(std::uint16_t keyCode) const override
-    {
-        return m_keymap ? m_keymap->printed(keyCode) : std::nullopt;
-    }
-
-private:
-    std::unique_ptr<Sway::Keymap> m_keymap;
-};
-
-// Wayland has no core bell: the beep is the freedesktop sound theme's "bell" event, played by
-// whichever player the desktop has (canberra-gtk-play by event id, else pw-play or paplay with the
-// theme's file). Without one, one log line says so and the beep is silent.
-class SwayBeeper : public Beeper {
-public:
-    void beep() override;
-    // What a beep runs: the program and its arguments; empty when nothing can play it.
-    static QStringList command();
-
-private:
-    bool m_reported = false;
 };
 
 } // namespace mosaro

@@ -18,7 +18,7 @@ constexpr const char* bindingFlags = "--no-repeat --inhibited";
 
 } // namespace
 
-SwayHotKeyService::SwayHotKeyService(Sway::Ipc& ipc, std::unique_ptr<Sway::Keymap> keymap, Sway::ConfigFiles files)
+SwayHotKeyService::SwayHotKeyService(Sway::Ipc& ipc, std::unique_ptr<Wayland::Keymap> keymap, Sway::ConfigFiles files)
     : m_ipc(ipc), m_keymap(std::move(keymap)), m_files(std::move(files))
 {
     m_eventHandler =
@@ -54,7 +54,7 @@ std::optional<Sway::ConfigBinding> SwayHotKeyService::userBinding(std::uint32_t 
 {
     if (!m_keymap || keyCode > 0xFFFF)
         return std::nullopt;
-    const Sway::KeyCombination wanted{std::uint16_t(keyCode), modifiers};
+    const Wayland::KeyCombination wanted{std::uint16_t(keyCode), modifiers};
     for (const auto& binding : userBindings()) {
         if (binding.isGlobal() && m_keymap->combination(binding.combination, binding.byCode) == wanted)
             return binding;
@@ -66,7 +66,7 @@ bool SwayHotKeyService::holds(std::uint32_t keyCode, std::uint32_t modifiers) co
 {
     return std::any_of(m_registrations.begin(), m_registrations.end(), [&](const auto& entry) {
         const Registration& r = entry.second;
-        return r.bound && r.combination == Sway::KeyCombination{std::uint16_t(keyCode), modifiers};
+        return r.bound && r.combination == Wayland::KeyCombination{std::uint16_t(keyCode), modifiers};
     });
 }
 

@@ -4,6 +4,7 @@
 #include "Platform/HotKeyService.h"
 #include "Platform/Wayland/Sway/SwayConfig.h"
 #include "Platform/Wayland/Sway/SwayIpc.h"
+#include "Platform/Wayland/WaylandKeymap.h"
 
 #include <map>
 #include <memory>
@@ -20,7 +21,7 @@ namespace mosaro {
 // Only presses are delivered: sway reports no release of a binding.
 class SwayHotKeyService final : public HotKeyService {
 public:
-    SwayHotKeyService(Sway::Ipc& ipc, std::unique_ptr<Sway::Keymap> keymap,
+    SwayHotKeyService(Sway::Ipc& ipc, std::unique_ptr<Wayland::Keymap> keymap,
                       Sway::ConfigFiles files = Sway::diskConfigFiles());
     ~SwayHotKeyService() override;
     SwayHotKeyService(const SwayHotKeyService&) = delete;
@@ -59,7 +60,7 @@ public:
 private:
     struct Registration {
         EventHotKeyID id;
-        Sway::KeyCombination combination;
+        Wayland::KeyCombination combination;
         QString keys; // "Mod4+Return"
         bool bound = false;
     };
@@ -70,7 +71,7 @@ private:
     std::vector<Sway::ConfigBinding> userBindings();
 
     Sway::Ipc& m_ipc;
-    std::unique_ptr<Sway::Keymap> m_keymap;
+    std::unique_ptr<Wayland::Keymap> m_keymap;
     Sway::ConfigFiles m_files;
     std::map<EventHotKeyRef, Registration> m_registrations;
     HotKeyHandlers m_handlers;
