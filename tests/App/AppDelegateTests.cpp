@@ -1,6 +1,5 @@
 #include "App/AppDelegate.h"
 #include "Diagnostics/Log/LogMessages.h"
-#include "Preferences/PreferencesFile.h"
 #include "support/AppDriver.h"
 
 #include <gtest/gtest.h>

@@ -32,9 +32,7 @@ protected:
                            {QStringLiteral("hw.machine"), QByteArray("x86_64")}};
         screens.add({0, 0, 1512, 982}, {0, 0, 1512, 950}, QStringLiteral("Built-in Retina Display"), 2.0);
         trust.trusted = true;
-        Log::Store::shared().clear();
-        Log::Store::shared().setClock({});
-        Log::setRevealPrivate(false);
+        TearDown(); // a log store as a fresh process has it
     }
     void TearDown() override
     {
@@ -63,12 +61,6 @@ protected:
     FakePasteboard pasteboard;
     FakeUrlOpener urlOpener;
 };
-
-LogRecord record(const QDateTime& time, const QString& category, const QString& message,
-                 LogRecord::Kind kind = LogRecord::Kind::message)
-{
-    return {kind, time, category, message};
-}
 
 // ---- the summary ----
 
@@ -139,7 +131,7 @@ TEST_F(DiagnosticsTest, EachSummaryLineFollowsWhatItReads)
 // Signposts alone are no entries; a log that cannot be read gives its error.
 TEST_F(DiagnosticsTest, WithoutEntriesOrUnreadableTheLogBlockSaysWhy)
 {
-    log.answer = std::vector<LogRecord>{record(clock.time, "perf", "sc-001 show-overlay", LogRecord::Kind::signpost)};
+    log.answer = std::vector<LogRecord>{{LogRecord::Kind::signpost, clock.time, "perf", "sc-001 show-overlay"}};
     EXPECT_EQ(diagnostics().recentLogText(), "(no Mosaro log entries in the last 5 min)");
     log.answer = unexpected(LogReadError{QStringLiteral("Permission denied")});
     EXPECT_EQ(diagnostics().recentLogText(), "(could not read unified log: Permission denied)");
@@ -169,7 +161,7 @@ TEST_F(DiagnosticsTest, ProcessLogOfTheLastFiveMinutesWithoutOnboardingAndPrivat
 TEST_F(DiagnosticsTest, ReportIsHeaderSummaryAndLogWithoutTrailingNewline)
 {
     clock.time = QDateTime(QDate(2025, 3, 14), QTime(15, 9, 26, 535));
-    log.answer = std::vector<LogRecord>{record(clock.time.addSecs(-2), "lifecycle", "hello")};
+    log.answer = std::vector<LogRecord>{{LogRecord::Kind::message, clock.time.addSecs(-2), "lifecycle", "hello"}};
     EXPECT_EQ(diagnostics().diagnosticsReport(), "Mosaro Diagnostics\n====================\n"
                                                  "App:      Mosaro 0.1.0 (42)\n"
                                                  "macOS:    Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18-amd64\n"

@@ -1,5 +1,4 @@
 #include "Diagnostics/Log/Log.h"
-#include "Diagnostics/Log/LogMessages.h"
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
 #include "KeyboardShortcuts/HotkeyRegistry.h"
 #include "Platform/KeyEvent.h"

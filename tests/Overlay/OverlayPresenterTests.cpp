@@ -1,6 +1,5 @@
 #include "Diagnostics/Log/Log.h"
 #include "Diagnostics/Log/LogMessages.h"
-#include "Grid/ScreenGeometry.h"
 #include "KeyboardShortcuts/HotkeyRegistry.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "Overlay/HotkeyAction.h"
@@ -55,8 +54,7 @@ protected:
         manipulator.onMove = [this] {
             journal.push_back("move");
             movedWhileVisible = presenter->viewModel()->presentation().has_value() || presenter->window() != nullptr;
-            prefsAtMove = QFile::exists(prefsPath) ? loadPreferences(prefsPath).valueOr(Preferences::defaults())
-                                                   : Preferences::defaults();
+            prefsAtMove = readPrefs();
         };
         trust.trusted = true;
         gate = std::make_unique<PermissionGate>(trust, defaults, urls);
@@ -110,8 +108,7 @@ protected:
     }
     int count(Log::Level level)
     {
-        const auto& all = Log::Store::shared().entries();
-        return int(std::count_if(all.begin(), all.end(), [&](const auto& e) { return e.level == level; }));
+        return int(std::ranges::count(Log::Store::shared().entries(), level, &Log::Entry::level));
     }
 
     QTemporaryDir dir;

@@ -1,22 +1,13 @@
 #include "Overlay/OverlayDrawing.h"
 #include "Overlay/OverlayViewModel.h"
-#include "support/FakeScreens.h"
+#include "support/FakeOverlayPlatform.h"
 
 #include <gtest/gtest.h>
 
 using namespace mosaro;
+using mosaro::test::presentation;
 
 namespace {
-
-OverlayPresentation presentation(GridLayout grid, HighlightedRegion region)
-{
-    static const auto screen =
-        std::make_shared<test::FakeScreen>(Rect{0, 0, 1512, 982}, Rect{0, 0, 1512, 944}, "Built-in");
-    FocusedWindow w;
-    w.processID = 7;
-    w.isResizable = true;
-    return {DisplayRegion{screen}, w, grid, region};
-}
 
 TEST(OverlayViewModel, AppliesInputsAndNotifiesOnlyOnChange)
 {

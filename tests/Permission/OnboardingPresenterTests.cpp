@@ -3,6 +3,7 @@
 #include "Permission/OnboardingPresenter.h"
 #include "support/FakePermissionPlatform.h"
 #include "support/InMemoryDefaultsStore.h"
+#include "support/LogLines.h"
 
 #include <gtest/gtest.h>
 
@@ -53,14 +54,6 @@ protected:
     }
     void TearDown() override { onboarding.resetForTesting(); }
 
-    bool logged(const char* format)
-    {
-        for (const auto& e : Log::Store::shared().entries())
-            if (e.category == "onboarding" && e.format == QString::fromUtf8(format))
-                return true;
-        return false;
-    }
-
     OnboardingPresenter& onboarding = OnboardingPresenter::shared();
     FakeAccessibilityTrust trust;
     InMemoryDefaultsStore defaults;
@@ -75,7 +68,7 @@ TEST_F(OnboardingPresenterTest, ContinueClosesThenRunsTheActionAndTheWindowCanSh
     trust.trusted = true;
     onboarding.showIfNeeded([] {});
     EXPECT_FALSE(onboarding.isOpen());
-    EXPECT_TRUE(logged(LogMessages::onboardingSkipped));
+    EXPECT_TRUE(loggedMessages(QStringLiteral("onboarding")).contains(LogMessages::onboardingSkipped));
     EXPECT_TRUE(policy.policies.empty());
 
     trust.trusted = false;
@@ -85,7 +78,7 @@ TEST_F(OnboardingPresenterTest, ContinueClosesThenRunsTheActionAndTheWindowCanSh
         ++continued;
     });
     ASSERT_TRUE(onboarding.isOpen());
-    EXPECT_TRUE(logged(LogMessages::showingOnboarding));
+    EXPECT_TRUE(loggedMessages(QStringLiteral("onboarding")).contains(LogMessages::showingOnboarding));
     EXPECT_EQ(policy.policies, std::vector{ActivationPolicy::Kind::regular});
     EXPECT_EQ(policy.activations, 1);
 

@@ -1,5 +1,4 @@
 #include "Diagnostics/Log/Log.h"
-#include "Preferences/Migrations.h"
 #include "Preferences/PreferencesFile.h"
 #include "Preferences/PreferencesJson.h"
 #include "support/LogLines.h"
@@ -12,9 +11,6 @@
 #include <QRegularExpression>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <vector>
-
 using namespace mosaro;
 
 namespace {
@@ -23,13 +19,6 @@ class PreferencesFileTest : public test::PreferencesFolderTest {
 protected:
     static QStringList logged() { return test::loggedMessages(QStringLiteral("preferences"), true); }
 };
-
-QByteArray v2(const char* margin, const char* globalGrid = R"({"columns": 3, "rows": 2})", const char* overrides = "{}")
-{
-    return QByteArray(R"({"schemaVersion": 2, "showInDockIcon": false, "analyticsOptIn": false, "proSettings": {)") +
-           R"("globalGrid": )" + globalGrid + R"(, "margin": )" + margin +
-           R"(, "perDisplayMode": true, "perDisplayGrids": {"overrides": )" + overrides + "}}}";
-}
 
 } // namespace
 
@@ -162,7 +151,10 @@ TEST(StoredPreferences, ClassifiesWhatASaveWouldReplace)
 {
     EXPECT_TRUE(classifyStoredPreferences(PreferencesJson::encode(Preferences::defaults())).loadsAsCurrent);
     // Out-of-range values still load (sanitised): nothing to keep.
-    EXPECT_TRUE(classifyStoredPreferences(v2("-5", R"({"columns": 0, "rows": 50})")).loadsAsCurrent);
+    Preferences outOfRange;
+    outOfRange.proSettings.globalGrid = {0, 50};
+    outOfRange.proSettings.margin = -5;
+    EXPECT_TRUE(classifyStoredPreferences(PreferencesJson::encode(outOfRange)).loadsAsCurrent);
     const auto v1 = classifyStoredPreferences(R"({"schemaVersion": 1, "showInDockIcon": false})");
     EXPECT_FALSE(v1.loadsAsCurrent);
     EXPECT_EQ(v1.migratesFrom, 1);

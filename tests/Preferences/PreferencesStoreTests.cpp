@@ -5,7 +5,6 @@
 #include "support/PreferencesFolder.h"
 
 #include <QDateTime>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <gtest/gtest.h>

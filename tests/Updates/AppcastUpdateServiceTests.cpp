@@ -209,16 +209,13 @@ TEST_F(AppcastUpdateServiceTest, AutomaticChecksRunAboutOnceADayFromTheLastCheck
     EXPECT_TRUE(scheduler.timers.empty());
 }
 
-TEST(AppcastUpdateService, CannotCheckBeforeItStarts)
+TEST_F(AppcastUpdateServiceTest, AnotherServiceCannotCheckBeforeItStarts)
 {
-    InMemoryDefaultsStore defaults;
-    FakeScheduler scheduler;
-    FakeClock clock;
-    RecordingAnswers answers;
-    AppcastUpdateService service({defaults, scheduler, clock, answers, QStringLiteral("0.2.0")});
-    EXPECT_FALSE(service.canCheckForUpdates());
-    EXPECT_EQ(service.feedURL(), AppcastUpdateService::defaultFeedURL());
-    service.setAutomaticallyChecksForUpdates(true);
+    defaults.values.remove(AppcastUpdateService::feedURLKey);
+    AppcastUpdateService idle({defaults, scheduler, clock, answers, QStringLiteral("0.2.0")});
+    EXPECT_FALSE(idle.canCheckForUpdates());
+    EXPECT_EQ(idle.feedURL(), AppcastUpdateService::defaultFeedURL());
+    idle.setAutomaticallyChecksForUpdates(true);
     EXPECT_TRUE(scheduler.timers.empty()); // scheduling starts with the service
 }
 

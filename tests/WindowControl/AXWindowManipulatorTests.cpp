@@ -3,6 +3,7 @@
 #include "WindowControl/AXWindowManipulator.h"
 #include "support/FakeAccessibility.h"
 #include "support/FakeScreens.h"
+#include "support/LogLines.h"
 
 #include <gtest/gtest.h>
 
@@ -15,15 +16,7 @@ using Writes = std::vector<std::pair<QString, AXValue>>;
 const QString pos = AXAttribute::position, size = AXAttribute::size;
 const QString restoring = QString::fromUtf8(LogMessages::restoringFrame);
 
-// Messages of the windowmanager category; error-level ones are marked with a leading "!".
-std::vector<QString> wmLog()
-{
-    std::vector<QString> lines;
-    for (const auto& e : Log::Store::shared().entries())
-        if (e.category == QLatin1String("windowmanager"))
-            lines.push_back((e.level == Log::Level::error ? "!" : "") + e.message);
-    return lines;
-}
+const auto wmLog = [] { return loggedMessages(QStringLiteral("windowmanager"), true); };
 
 class AXWindowManipulatorTest : public ::testing::Test {
 protected:
@@ -103,7 +96,7 @@ TEST_F(AXWindowManipulatorTest, EachAbsentResultLogsItsReasonOnce)
         const auto result = manipulator.focusedWindow();
         ASSERT_TRUE(result.hasValue());
         EXPECT_FALSE(result->has_value());
-        EXPECT_EQ(wmLog(), std::vector<QString>{QString::fromUtf8(message)});
+        EXPECT_EQ(wmLog(), QStringList{"info: " + QString::fromUtf8(message)});
     }
 }
 
@@ -158,7 +151,7 @@ TEST_F(AXWindowManipulatorTest, FailedWritesRestoreTheOriginalFrameOnlyAfterTheF
     auto status = manipulator.move(w, target);
     EXPECT_EQ(status.error(), WindowManipulationError::axCallFailed(pos, -25204));
     EXPECT_EQ(ax.writes, (Writes{{pos, axPoint(480, 437)}}));
-    EXPECT_EQ(wmLog(), std::vector<QString>{"!AX set AXPosition failed: -25204"});
+    EXPECT_EQ(wmLog(), QStringList{"error: AX set AXPosition failed: -25204"});
 
     ax.writes.clear();
     Log::Store::shared().clear();
@@ -168,7 +161,7 @@ TEST_F(AXWindowManipulatorTest, FailedWritesRestoreTheOriginalFrameOnlyAfterTheF
     Writes expected{targetWrites[0], targetWrites[1]};
     expected.insert(expected.end(), restoreWrites.begin(), restoreWrites.end());
     EXPECT_EQ(ax.writes, expected);
-    EXPECT_EQ(wmLog(), (std::vector<QString>{"!AX set AXSize failed: -25200", "!" + restoring}));
+    EXPECT_EQ(wmLog(), (QStringList{"error: AX set AXSize failed: -25200", "error: " + restoring}));
     EXPECT_EQ(manipulator.readFrame(window), w.frame);
 }
 
@@ -182,8 +175,8 @@ TEST_F(AXWindowManipulatorTest, RestoreRunsEveryWriteAndTheMoveErrorWins)
     Writes expected = targetWrites;
     expected.insert(expected.end(), restoreWrites.begin(), restoreWrites.end());
     EXPECT_EQ(ax.writes, expected);
-    EXPECT_EQ(wmLog(), (std::vector<QString>{"!AX set AXPosition failed: -25201", "!" + restoring,
-                                             "!AX set AXPosition failed: -25200", "!AX set AXSize failed: -25204"}));
+    EXPECT_EQ(wmLog(), (QStringList{"error: AX set AXPosition failed: -25201", "error: " + restoring,
+                                    "error: AX set AXPosition failed: -25200", "error: AX set AXSize failed: -25204"}));
 
     // The restore converts with the display height as it is now, and stops at unwrappable frames.
     ax.writes.clear();

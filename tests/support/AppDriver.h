@@ -65,11 +65,7 @@ public:
         KeyboardShortcuts::resetForTesting();
     }
 
-    AppDriver(const AppDriver&) = delete;
-    AppDriver& operator=(const AppDriver&) = delete;
-
     void launch() { delegate->applicationDidFinishLaunching(); }
-    void terminate() { delegate->applicationWillTerminate(); }
 
     QString preferencesPath() const { return m_dir.filePath(QStringLiteral("preferences.json")); }
 

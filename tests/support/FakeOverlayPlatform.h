@@ -6,12 +6,28 @@
 #include "Platform/NotificationCenter.h"
 #include "Platform/System.h"
 #include "WindowControl/WindowManipulating.h"
+#include "support/FakeScreens.h"
+
+#include <QSize>
 
 #include <functional>
 #include <map>
 #include <vector>
 
 namespace mosaro::test {
+
+// A resizable window's presentation on a display that the grid fills.
+inline OverlayPresentation presentation(const GridLayout& grid, HighlightedRegion region)
+{
+    FocusedWindow w;
+    w.isResizable = true;
+    return {DisplayRegion{std::make_shared<FakeScreen>(grid.displayBounds, grid.displayBounds, "Display")}, w, grid,
+            region};
+}
+inline OverlayPresentation presentation(std::int64_t columns, std::int64_t rows, HighlightedRegion region, QSize size)
+{
+    return presentation({columns, rows, {0, 0, double(size.width()), double(size.height())}, 0}, region);
+}
 
 struct FakeBeeper : Beeper {
     void beep() override { ++beeps; }

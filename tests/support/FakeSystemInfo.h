@@ -33,20 +33,10 @@ struct FakeHardwareInfo : HardwareInfo {
     }
 };
 
-// Records every call in order, so tests see a clear before a set.
 struct FakePasteboard : Pasteboard {
-    std::vector<QString> calls; // "clear" or "set:<text>"
     QString contents;
-    void clearContents() override
-    {
-        calls.push_back(QStringLiteral("clear"));
-        contents.clear();
-    }
-    void setString(const QString& text) override
-    {
-        calls.push_back(QStringLiteral("set:") + text);
-        contents = text;
-    }
+    void clearContents() override { contents.clear(); }
+    void setString(const QString& text) override { contents = text; }
 };
 
 struct FakeClock : Clock {

@@ -28,39 +28,32 @@ namespace mosaro::test {
 
 // A key as the X11 platform delivers it: the X keycode as native scan code and the X modifier
 // state from before the key.
-inline void sendKey(QEvent::Type type, std::uint16_t macKeyCode, std::uint64_t heldFlags, bool autoRepeat = false)
+inline void sendKey(QEvent::Type type, std::uint16_t macKeyCode, std::uint64_t heldFlags)
 {
     const auto evdev = evdevForMacKeyCode(macKeyCode);
     ASSERT_TRUE(evdev.has_value()) << macKeyCode;
     QKeyEvent event(type, Qt::Key_unknown, Qt::NoModifier, *evdev + x11KeycodeOffset, 0,
-                    x11ModifiersFromFlags(heldFlags), QString(), autoRepeat);
+                    x11ModifiersFromFlags(heldFlags));
     QWidget* target = QApplication::focusWidget() ? QApplication::focusWidget() : QApplication::activeWindow();
     if (!target && !QApplication::topLevelWidgets().isEmpty())
         target = QApplication::topLevelWidgets().front();
     QApplication::sendEvent(target, &event);
 }
 
-// The modifier keys of the flags, in the order a person presses them.
-inline std::vector<std::pair<std::uint16_t, std::uint64_t>> modifierKeys(std::uint64_t flags)
-{
-    std::vector<std::pair<std::uint16_t, std::uint64_t>> keys;
-    for (const auto& [code, flag] : {std::pair<std::uint16_t, std::uint64_t>{59, ModifierFlag::control},
-                                     {58, ModifierFlag::option},
-                                     {56, ModifierFlag::shift},
-                                     {55, ModifierFlag::command}})
-        if (flags & flag)
-            keys.emplace_back(code, flag);
-    return keys;
-}
-
-// Holds the modifiers, taps the key, lets go of everything.
+// Holds the modifiers (in the order a person presses them), taps the key, lets go of everything.
 inline void typeCombination(std::uint16_t macKeyCode, std::uint64_t flags = 0)
 {
     std::uint64_t held = 0;
-    const auto modifiers = modifierKeys(flags);
-    for (const auto& [code, flag] : modifiers) {
-        sendKey(QEvent::KeyPress, code, held);
-        held |= flag;
+    std::vector<std::pair<std::uint16_t, std::uint64_t>> modifiers;
+    for (const auto& [code, flag] : {std::pair<std::uint16_t, std::uint64_t>{59, ModifierFlag::control},
+                                     {58, ModifierFlag::option},
+                                     {56, ModifierFlag::shift},
+                                     {55, ModifierFlag::command}}) {
+        if (flags & flag) {
+            sendKey(QEvent::KeyPress, code, held);
+            held |= flag;
+            modifiers.emplace_back(code, flag);
+        }
     }
     sendKey(QEvent::KeyPress, macKeyCode, held);
     sendKey(QEvent::KeyRelease, macKeyCode, held);

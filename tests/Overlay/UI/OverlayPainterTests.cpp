@@ -1,5 +1,5 @@
 #include "Overlay/UI/OverlayPainter.h"
-#include "support/FakeScreens.h"
+#include "support/FakeOverlayPlatform.h"
 
 #include <QImage>
 #include <QPainter>
@@ -19,17 +19,9 @@ QImage render(const std::optional<OverlayPresentation>& p)
     return image.convertToFormat(QImage::Format_ARGB32);
 }
 
-OverlayPresentation presentation(std::int64_t columns, std::int64_t rows, HighlightedRegion region)
-{
-    auto screen = std::make_shared<test::FakeScreen>(Rect{0, 0, 1512, 982}, Rect{0, 0, 1512, 944}, "Built-in");
-    FocusedWindow w;
-    w.isResizable = true;
-    return {DisplayRegion{screen}, w, GridLayout{columns, rows, {0, 0, 1512, 944}, 0}, region};
-}
-
 TEST(OverlayPainter, ThreeByTwoOnTheBuiltInDisplay)
 {
-    const QImage image = render(presentation(3, 2, HighlightedRegion::single({1, 1})));
+    const QImage image = render(test::presentation(3, 2, HighlightedRegion::single({1, 1}), {1512, 944}));
     const QRgb dimOnly = image.pixel(300, 100);
     EXPECT_EQ(qAlpha(dimOnly), 46); // black at 0.18
     EXPECT_EQ(qRed(dimOnly), 0);

@@ -5,7 +5,7 @@
 #include "Overlay/UI/OverlayPainter.h"
 #include "Overlay/UI/OverlayRenderer.h"
 #include "Overlay/UI/OverlayView.h"
-#include "support/FakeScreens.h"
+#include "support/FakeOverlayPlatform.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 using namespace mosaro;
+using mosaro::test::presentation;
 
 namespace {
 
@@ -71,15 +72,6 @@ private:
     Mode m_mode;
     std::optional<OverlayFrame> m_contents;
 };
-
-OverlayPresentation presentation(std::int64_t columns, std::int64_t rows, HighlightedRegion region, QSize size)
-{
-    const Rect bounds{0, 0, double(size.width()), double(size.height())};
-    auto screen = std::make_shared<test::FakeScreen>(bounds, bounds, "Bench");
-    FocusedWindow w;
-    w.isResizable = true;
-    return {DisplayRegion{screen}, w, GridLayout{columns, rows, bounds, 0}, region};
-}
 
 QImage fullRepaint(const OverlayFrame& frame)
 {

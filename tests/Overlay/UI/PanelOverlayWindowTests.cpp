@@ -3,7 +3,7 @@
 
 #include "Overlay/OverlayViewModel.h"
 #include "Overlay/UI/PanelOverlayWindow.h"
-#include "support/FakeScreens.h"
+#include "support/FakeOverlayPlatform.h"
 
 #include <gtest/gtest.h>
 
@@ -75,11 +75,8 @@ struct Panel {
     {
         auto window = std::make_unique<PanelOverlayWindow>(host, drawing, monitors, center, QColor(0, 122, 255));
         center.addObserver(PlatformNotifications::windowDidResignKey, window.get(), [this](auto&) { ++resigned; });
-        const Rect bounds{0, 0, 300, 200};
-        model->setPresentation(
-            OverlayPresentation{DisplayRegion{std::make_shared<test::FakeScreen>(bounds, bounds, "A")}, FocusedWindow{},
-                                GridLayout{3, 2, bounds, 0}, HighlightedRegion::single({1, 1})});
-        window->setFrame(bounds);
+        model->setPresentation(test::presentation(3, 2, HighlightedRegion::single({1, 1}), {300, 200}));
+        window->setFrame({0, 0, 300, 200});
         window->setContent(model);
         window->takeKeyboard();
         window->makeKeyAndOrderFront();

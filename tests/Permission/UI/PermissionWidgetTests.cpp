@@ -28,10 +28,9 @@ TEST(WindowManagerHelp, OneWindowRefreshedAndBroughtBackWithTheCurrentFinding)
     EXPECT_EQ(window->windowTitle(), QStringLiteral("Window Manager Help — Mosaro"));
     EXPECT_EQ(window->size(), QSize(600, 560));
     const QString page = window->browser()->toPlainText();
-    EXPECT_TRUE(page.contains(QStringLiteral("Mosaro needs a window manager it can talk to")));
-    EXPECT_TRUE(page.contains(QStringLiteral("Window managers that work")));
-    EXPECT_TRUE(page.contains(QStringLiteral("Openbox")));
-    EXPECT_TRUE(page.contains(QStringLiteral("Why none was found")));
+    for (const char* text :
+         {"Mosaro needs a window manager it can talk to", "Window managers that work", "Openbox", "Why none was found"})
+        EXPECT_TRUE(page.contains(QString::fromUtf8(text))) << text;
     EXPECT_TRUE(page.contains(finding)) << "the finding is shown as text, not markup";
 
     finding = QStringLiteral("Openbox runs on display :7 and follows EWMH.");

@@ -10,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
 using namespace mosaro;
 using namespace mosaro::test;
 
