@@ -3,7 +3,6 @@
 
 #include <QCoreApplication>
 #include <gtest/gtest.h>
-#include <memory>
 
 using namespace mosaro;
 

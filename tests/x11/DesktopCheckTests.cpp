@@ -26,26 +26,20 @@ namespace {
 
 constexpr std::uint32_t kCommandKey = 256; // Command (Super), as a Carbon modifier
 
-QString mosaroProgram()
-{
-    return QStringLiteral(MOSARO_APP_PATH);
-}
+const QString kMosaro = QStringLiteral(MOSARO_APP_PATH);
 
 // Another X client holding the combination, as a desktop's own shortcut daemon does.
-class OtherClientGrab {
-public:
-    explicit OtherClientGrab(const QString& display) : m_connection(display), m_hotKeys(m_connection)
+struct OtherClientGrab {
+    explicit OtherClientGrab(const QString& display) : connection(display), hotKeys(connection) {}
+    bool grab()
     {
-        m_ok = m_hotKeys.registerEventHotKey(keys::returnKey, kCommandKey, EventHotKeyID{1, 1}, m_ref) ==
+        return hotKeys.registerEventHotKey(keys::returnKey, kCommandKey, EventHotKeyID{1, 1}, ref) ==
                HotKeyStatus::noErr;
     }
-    bool ok() const { return m_ok; }
 
-private:
-    X11Connection m_connection;
-    X11HotKeyService m_hotKeys;
-    EventHotKeyRef m_ref = 0;
-    bool m_ok = false;
+    X11Connection connection;
+    X11HotKeyService hotKeys;
+    EventHotKeyRef ref = 0;
 };
 
 struct CheckRun {
@@ -63,7 +57,7 @@ struct CheckRun {
 CheckRun runCheck(X11Session& session)
 {
     CheckRun run;
-    run.exitCode = session.run(mosaroProgram(), {QStringLiteral("--check")}, 20000, &run.output);
+    run.exitCode = session.run(kMosaro, {QStringLiteral("--check")}, 20000, &run.output);
     return run;
 }
 
@@ -93,7 +87,7 @@ TEST(BinaryWithoutDisplay, OneLineExitOneNothingWritten)
             QProcess process;
             process.setProcessEnvironment(env);
             process.setWorkingDirectory(home.path());
-            process.start(mosaroProgram(), args);
+            process.start(kMosaro, args);
             ASSERT_TRUE(process.waitForFinished(20000));
             EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
             EXPECT_EQ(process.exitCode(), 1);
@@ -145,10 +139,10 @@ TEST(DesktopCheck, OpenboxWithTheTriggerFree)
     // A stored trigger that no longer decodes and preferences from a newer Mosaro: both warned
     // about, both left exactly as they were.
     ASSERT_TRUE(QDir().mkpath(config) && QDir().mkpath(data));
-    const QByteArray defaults = R"({"KeyboardShortcuts_trigger": "{\"carbonKeyCode\":\"x\"}"})";
-    const QByteArray preferences = R"({"schemaVersion": 99})";
-    for (const auto& [path, bytes] : {std::pair{config + QStringLiteral("/defaults.json"), defaults},
-                                      std::pair{data + QStringLiteral("/preferences.json"), preferences}}) {
+    const std::pair<QString, QByteArray> files[] = {
+        {config + QStringLiteral("/defaults.json"), R"({"KeyboardShortcuts_trigger": "{\"carbonKeyCode\":\"x\"}"})"},
+        {data + QStringLiteral("/preferences.json"), R"({"schemaVersion": 99})"}};
+    for (const auto& [path, bytes] : files) {
         QFile file(path);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
     }
@@ -159,8 +153,7 @@ TEST(DesktopCheck, OpenboxWithTheTriggerFree)
                                              "no longer decodes")));
     EXPECT_TRUE(stale.hasLine(QStringLiteral("warning: preferences: ") + data +
                               QStringLiteral("/preferences.json was written by a newer Mosaro")));
-    for (const auto& [path, bytes] : {std::pair{config + QStringLiteral("/defaults.json"), defaults},
-                                      std::pair{data + QStringLiteral("/preferences.json"), preferences}}) {
+    for (const auto& [path, bytes] : files) {
         QFile file(path);
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
         EXPECT_EQ(file.readAll(), bytes) << path.toStdString();
@@ -191,9 +184,9 @@ TEST(DesktopCheck, TheTriggerAsHeldByAnotherClientOrTheRunningMosaroAndNoWindowM
         ASSERT_TRUE(session.ok()) << session.error().toStdString();
         std::optional<OtherClientGrab> holder;
         if (row.taken) {
-            ASSERT_TRUE(holder.emplace(session.displayName()).ok());
+            ASSERT_TRUE(holder.emplace(session.displayName()).grab());
         }
-        MosaroAppDriver app(session, mosaroProgram());
+        MosaroAppDriver app(session, kMosaro);
         if (row.running) {
             app.useSessionBus(session.sessionBus());
             ASSERT_TRUE(app.start()) << app.lastError().toStdString();

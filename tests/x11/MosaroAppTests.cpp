@@ -5,37 +5,18 @@
 #include "support/x11/MosaroAppFixture.h"
 
 #include "Diagnostics/Log/LogMessages.h"
-#include "Grid/GridLayout.h"
-#include "Grid/ScreenGeometry.h"
+#include "Grid/GridTypes.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11ScreenList.h"
 #include "Preferences/PreferencesFile.h"
-#include "support/x11/XTestKeyboard.h"
 
-#include <QDir>
 #include <QFile>
-
-#include "Platform/X11/XcbXkb.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <map>
-#include <memory>
-#include <optional>
-#include <ostream>
-#include <string>
 #include <utility>
 #include <vector>
-
-namespace mosaro {
-// Rectangles in failure messages as text rather than bytes.
-// GoogleTest looks for this name.
-[[maybe_unused]] static void PrintTo(const Rect& rect, std::ostream* out) // NOLINT(readability-identifier-naming)
-{
-    *out << describe(rect).toStdString();
-}
-} // namespace mosaro
 
 using namespace mosaro;
 using namespace mosaro::test;
@@ -61,11 +42,6 @@ const std::vector<Key> kEveryBinding{
 };
 const HighlightedRegion kEveryBindingRegion{{0, 0}, {1, 1}};
 
-std::string str(const Rect& r)
-{
-    return describe(r).toStdString();
-}
-
 // The real application on a private X server with the window manager of the parameter.
 class MosaroAppTest : public MosaroAppFixture, public ::testing::WithParamInterface<const char*> {
 protected:
@@ -73,7 +49,6 @@ protected:
     {
         ASSERT_NO_FATAL_FAILURE(startSession({1280, 800, QString::fromLatin1(GetParam())}));
         ASSERT_TRUE(app->watchBells());
-        preferencesPath = app->preferencesPath();
     }
 
     void key(std::uint16_t code, std::uint64_t modifiers = kNone) { ASSERT_TRUE(app->key(code, modifiers)); }
@@ -81,26 +56,10 @@ protected:
     void openOverlay() { ASSERT_TRUE(app->openOverlay()); }
     void jump(std::uint16_t arrow) { ASSERT_TRUE(app->jump(arrow)); }
 
-    bool managed(xcb_window_t window)
-    {
-        X11Connection& c = session->connection();
-        const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
-        return list && std::count(list->begin(), list->end(), window) > 0;
-    }
     bool waitForFrame(xcb_window_t window, const Rect& expected)
     {
         return session->waitUntil([&] { return session->outerFrame(window) == expected; });
     }
-
-    std::optional<Preferences> storedPreferences()
-    {
-        if (!QFile::exists(preferencesPath))
-            return std::nullopt;
-        auto loaded = loadPreferences(preferencesPath);
-        return loaded ? std::optional<Preferences>(*loaded) : std::nullopt;
-    }
-
-    QString preferencesPath;
 };
 
 } // namespace
@@ -150,7 +109,7 @@ TEST_P(MosaroAppTest, OverlayOpensOnTheVisibleFrameAndClosesWithoutMovingTheWind
     EXPECT_EQ(session->outerFrame(target.window), before) << str(session->outerFrame(target.window));
     EXPECT_EQ(session->activeWindow(), target.window);
     EXPECT_EQ(app->bellCount(), 1);
-    EXPECT_FALSE(QFile::exists(preferencesPath));
+    EXPECT_FALSE(QFile::exists(app->preferencesPath()));
     EXPECT_TRUE(app->linesSince(0, logPrefix(M::persistedGlobalResize)).isEmpty());
     EXPECT_TRUE(app->isRunning());
 }
@@ -189,7 +148,7 @@ TEST_P(MosaroAppTest, BindingsPlaceTheWindowAndTheResizedGridIsSaved)
     prefs.proSettings.margin = 10;
     prefs.proSettings.perDisplayMode = true;
     prefs.proSettings.perDisplayGrids.overrides[QStringLiteral("elsewhere")] = {7, 7};
-    ASSERT_TRUE(savePreferences(prefs, preferencesPath));
+    ASSERT_TRUE(savePreferences(prefs, app->preferencesPath()));
     ASSERT_TRUE(session->activateWindow(target.window));
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     mark = app->logMark();
@@ -247,7 +206,7 @@ TEST_P(MosaroAppTest, JumpsBetweenMonitorsAndCommitsOnTheOtherOne)
     prefs.proSettings.perDisplayMode = true;
     prefs.proSettings.margin = 4;
     prefs.proSettings.perDisplayGrids.overrides[right->localizedName()] = {2, 3};
-    ASSERT_TRUE(savePreferences(prefs, preferencesPath));
+    ASSERT_TRUE(savePreferences(prefs, app->preferencesPath()));
     ASSERT_NO_FATAL_FAILURE(startApp());
     const auto target = activeClient({"--title", "Traveller", "--geometry", "300x200+60+50"});
 
@@ -315,7 +274,7 @@ TEST_P(MosaroAppTest, RefusalsAndVanishedWindowsAreAbsorbed)
     ASSERT_NO_FATAL_FAILURE(openOverlay());
     session->stop(doomed.pid);
     ASSERT_TRUE(session->waitUntil(
-        [&] { return !session->connection().windowExists(doomed.window) && !managed(doomed.window); }));
+        [&] { return !session->connection().windowExists(doomed.window) && !session->manages(doomed.window); }));
     // The overlay still holds the keyboard: no other window became active.
     mark = app->logMark();
     key(keys::up);

@@ -16,10 +16,6 @@
 
 #include <signal.h>
 
-#include <memory>
-#include <optional>
-#include <string>
-
 using namespace mosaro;
 using namespace mosaro::test;
 
@@ -52,12 +48,6 @@ protected:
     // 3 x 2 becomes 4 x 2 on screen, nothing saved yet.
     void openAndResize() { ASSERT_TRUE(app->openAndAddColumn()); }
 
-    std::optional<Preferences> stored()
-    {
-        auto loaded = loadPreferences(app->preferencesPath());
-        return loaded ? std::optional<Preferences>(*loaded) : std::nullopt;
-    }
-
     xcb_window_t target = XCB_WINDOW_NONE;
 };
 
@@ -87,7 +77,7 @@ TEST_F(MosaroExitTest, TheQuitCommandAndEverySignalThatEndsTheSessionSaveTheResi
         ASSERT_EQ(app->waitForExit(), 0);
         EXPECT_FALSE(app->linesSince(mark, QString::fromUtf8(M::willTerminate)).isEmpty());
         EXPECT_FALSE(app->linesSince(mark, QStringLiteral("persisted global resize: 4×2")).isEmpty());
-        const auto prefs = stored();
+        const auto prefs = storedPreferences();
         ASSERT_TRUE(prefs);
         EXPECT_EQ(prefs->proSettings.globalGrid, (GridDimensions{4, 2}));
     }
@@ -126,7 +116,7 @@ TEST_F(MosaroExitTest, LosingTheXServerEndsCleanlyAndKeepsWhatWasSaved)
     session->killServer();
     ASSERT_EQ(app->waitForExit(), 1);
     EXPECT_FALSE(app->linesSince(mark, QStringLiteral("[lifecycle] X display '")).isEmpty());
-    const auto after = stored();
+    const auto after = storedPreferences();
     ASSERT_TRUE(after);
     EXPECT_TRUE(after->proSettings.globalGrid == (GridDimensions{4, 2}) ||
                 after->proSettings.globalGrid == (GridDimensions{5, 2}));

@@ -8,8 +8,6 @@
 #include "support/PrivateSessionBus.h"
 #include "support/x11/MosaroAppFixture.h"
 
-#include <QFile>
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -136,8 +134,7 @@ TEST_F(MosaroShellTest, TriggerCommandOpensTheGridOnTheFocusedWindowAndReturnPla
     ASSERT_TRUE(app->key(keys::returnKey));
     const Rect expected = app->expectedFrame(screen, {3, 2}, 0, HighlightedRegion{{1, 1}, {1, 1}});
     EXPECT_TRUE(session->waitUntil([&] { return session->outerFrame(target.window) == expected; }))
-        << describe(session->outerFrame(target.window)).toStdString() << " instead of "
-        << describe(expected).toStdString();
+        << str(session->outerFrame(target.window)) << " instead of " << str(expected);
 }
 
 // Remote commands need a running Mosaro, and a bus to reach it by; otherwise one line and

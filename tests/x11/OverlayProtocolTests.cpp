@@ -1,21 +1,18 @@
 // The overlay seen from the X server: what Mosaro asks of it during a whole session (never a
 // request that reads pixels), and keys typed together with the trigger landing in the overlay.
 
+#include "support/EventLoopWait.h"
 #include "support/KeyCodes.h"
 #include "support/x11/MosaroAppFixture.h"
 
-#include "Grid/ScreenGeometry.h"
 #include "Overlay/UI/PanelOverlayWindow.h"
 #include "Platform/KeyEvent.h"
 #include "Platform/LocalEventMonitors.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/X11/X11PanelHost.h"
 #include "Platform/X11/X11ScreenList.h"
-#include "Platform/X11/XcbXkb.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QRegularExpression>
 #include <QTimer>
@@ -145,11 +142,7 @@ TEST_F(OverlayProtocolTest, APanelTakesTheKeyboardFromTheEventLoopOnceAnotherCli
         xcb_ungrab_keyboard(daemon.connection(), XCB_CURRENT_TIME);
         daemon.flush();
     });
-    QElapsedTimer clock;
-    clock.start();
-    while (!panel->isKeyWindow() && clock.elapsed() < 3000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    EXPECT_TRUE(panel->isKeyWindow());
+    EXPECT_TRUE(waitFor([&] { return panel->isKeyWindow(); }, 3000));
     panel->close();
     EXPECT_FALSE(panel->isVisible());
 }

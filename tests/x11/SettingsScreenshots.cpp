@@ -144,11 +144,13 @@ bool framed(const QWidget* widget)
     return parent && parent->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
-// The window with the frame the window manager drew around it, as a person sees it.
-void shoot(QWidget* window, const QString& file)
+// The window with the frame the window manager drew around it, as a person sees it; then the
+// check that its texts fit.
+void shoot(QWidget* window, const QString& file, const QString& where)
 {
     if (!g_session->saveScreenshot(g_session->outerFrame(xcb_window_t(window->winId())), file))
         g_problems << QStringLiteral("could not write %1").arg(file);
+    checkFits(window, where);
 }
 
 QString argument(int argc, char** argv, const char* name, const char* fallback)
@@ -221,19 +223,15 @@ int main(int argc, char** argv)
     waitFor([&] { return window->isVisible() && window->windowHandle()->isExposed(); });
     const QString prefix = QDir(out).filePath(QStringLiteral("settings-%1x-").arg(scale));
 
-    shoot(window, prefix + QStringLiteral("general.png"));
-    checkFits(window, QStringLiteral("General"));
+    shoot(window, prefix + QStringLiteral("general.png"), QStringLiteral("General"));
     drawn([&] { window->generalPane()->perDisplaySwitch()->click(); });
-    shoot(window, prefix + QStringLiteral("general-per-display.png"));
-    checkFits(window, QStringLiteral("General, per display"));
+    shoot(window, prefix + QStringLiteral("general-per-display.png"), QStringLiteral("General, per display"));
 
     drawn([&] { window->selectPane(SettingsPane::shortcuts); });
-    shoot(window, prefix + QStringLiteral("shortcuts.png"));
-    checkFits(window, QStringLiteral("Shortcuts"));
+    shoot(window, prefix + QStringLiteral("shortcuts.png"), QStringLiteral("Shortcuts"));
 
     drawn([&] { window->selectPane(SettingsPane::about); });
-    shoot(window, prefix + QStringLiteral("about.png"));
-    checkFits(window, QStringLiteral("About"));
+    shoot(window, prefix + QStringLiteral("about.png"), QStringLiteral("About"));
 
     // The conflict alert, reached as a person would: Super+Q typed into the "Move up" recorder.
     drawn([&] { window->selectPane(SettingsPane::shortcuts); });
@@ -248,8 +246,7 @@ int main(int argc, char** argv)
         // Shown is not yet framed: the window manager takes it on, then it is drawn.
         waitFor([&] { return framed(box); });
         drawn([&] { box->repaint(); });
-        shoot(box, prefix + QStringLiteral("conflict-alert.png"));
-        checkFits(box, QStringLiteral("Conflict alert"));
+        shoot(box, prefix + QStringLiteral("conflict-alert.png"), QStringLiteral("Conflict alert"));
         for (QAbstractButton* b : box->buttons())
             if (b->text() == QStringLiteral("Cancel"))
                 b->click();
@@ -270,12 +267,10 @@ int main(int argc, char** argv)
     for (QWidget* w : QApplication::topLevelWidgets())
         if (qobject_cast<OnboardingWidget*>(w) && w->isVisible())
             welcome = w;
-    if (welcome) {
-        shoot(welcome, prefix + QStringLiteral("welcome.png"));
-        checkFits(welcome, QStringLiteral("Welcome"));
-    } else {
+    if (welcome)
+        shoot(welcome, prefix + QStringLiteral("welcome.png"), QStringLiteral("Welcome"));
+    else
         g_problems << QStringLiteral("the welcome window did not open");
-    }
     onboarding.resetForTesting();
     window->close();
     QApplication::processEvents();

@@ -10,7 +10,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QImage>
 
 #include <cstdio>
 #include <functional>

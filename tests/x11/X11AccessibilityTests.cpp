@@ -1,6 +1,7 @@
 #include "Diagnostics/Log/Log.h"
 #include "Platform/X11/X11Accessibility.h"
 #include "Platform/X11/X11AccessibilityTrust.h"
+#include "support/LogLines.h"
 #include "support/x11/X11Session.h"
 
 #include <gtest/gtest.h>
@@ -33,9 +34,7 @@ protected:
     {
         // What the window manager was asked and answered, when something went wrong.
         if (HasFailure())
-            for (const auto& e : Log::Store::shared().entries())
-                if (e.category == QLatin1String("windowmanager"))
-                    std::fprintf(stderr, "%s\n", qPrintable(e.message));
+            std::fprintf(stderr, "%s\n", qPrintable(loggedMessages(QStringLiteral("windowmanager")).join('\n')));
         Log::setMinimumLevel(Log::Level::info);
     }
 
@@ -80,8 +79,6 @@ protected:
         return Rect{p->a, p->b, s->a, s->b};
     }
 
-    Rect wmFrame(xcb_window_t window) { return session->outerFrame(window); }
-
     AXError setPosition(const AXElementRef& e, double x, double y)
     {
         return ax->setAttributeValue(e, AXAttribute::position, AXValue{AXGeometry{AXGeometry::Kind::point, x, y}});
@@ -103,11 +100,6 @@ protected:
     std::unique_ptr<X11Accessibility> ax;
 };
 
-QString describeFrame(const std::optional<Rect>& r)
-{
-    return r ? describe(*r) : QStringLiteral("none");
-}
-
 } // namespace
 
 // Trust is the presence of an EWMH window manager; once it is gone (its check property may
@@ -128,10 +120,7 @@ TEST_P(X11AccessibilityTest, TrustFollowsTheWindowManager)
     EXPECT_FALSE(trust.isProcessTrustedWithOptions(false));
     EXPECT_FALSE(trust.isProcessTrustedWithOptions(true));
     EXPECT_FALSE(trust.isProcessTrustedWithOptions(true));
-    int permissionLines = 0;
-    for (const auto& e : Log::Store::shared().entries())
-        permissionLines += e.category == QLatin1String("permission");
-    EXPECT_EQ(permissionLines, 1);
+    EXPECT_EQ(loggedMessages(QStringLiteral("permission")).size(), 1);
 
     // Someone redirecting the root's substructure without EWMH: a manager Mosaro cannot drive.
     X11Connection primitive(session->displayName());
@@ -236,21 +225,21 @@ TEST_P(X11AccessibilityTest, AWindowFramedAnewIsReadAndPlacedInItsNewFrame)
     ASSERT_TRUE(window);
     const Rect first{0, 0, 640, 400};
     place(window, first);
-    ASSERT_EQ(wmFrame(c.window), first);
+    ASSERT_EQ(session->outerFrame(c.window), first);
 
     session->stopWindowManager();
     ASSERT_TRUE(session->startWindowManager(QString::fromLatin1(GetParam())));
     // Taken in by the new manager: decorated again.
-    ASSERT_TRUE(
-        session->waitUntil([&] { return wmFrame(c.window).height > 200 && session->activateWindow(c.window); }));
+    ASSERT_TRUE(session->waitUntil(
+        [&] { return session->outerFrame(c.window).height > 200 && session->activateWindow(c.window); }));
     window = focus(c);
     ASSERT_TRUE(window);
-    EXPECT_EQ(axFrame(window), wmFrame(c.window)) << describeFrame(axFrame(window)).toStdString();
+    EXPECT_EQ(axFrame(window), session->outerFrame(c.window));
 
     const Rect target{480, 100, 500, 380};
     place(window, target);
-    EXPECT_EQ(axFrame(window), target) << describeFrame(axFrame(window)).toStdString();
-    EXPECT_EQ(wmFrame(c.window), target);
+    EXPECT_EQ(axFrame(window), target);
+    EXPECT_EQ(session->outerFrame(c.window), target);
 }
 
 // A window that is gone answers every call with invalid element, and nothing crashes.

@@ -1,4 +1,5 @@
 #include "support/KeyCodes.h"
+#include "support/LogLines.h"
 #include "support/x11/X11Session.h"
 
 #include "Diagnostics/Log/Log.h"
@@ -256,10 +257,7 @@ TEST(X11HotKeys, ALostConnectionFailsCalmly)
     EventHotKeyRef second = 0;
     EXPECT_EQ(service.registerEventHotKey(53, 0, triggerID, second), HotKeyStatus::paramErr);
     EXPECT_EQ(service.registerEventHotKey(53, 0, triggerID, second), HotKeyStatus::paramErr);
-    const auto entries = Log::Store::shared().entries();
-    EXPECT_EQ(std::count_if(entries.begin(), entries.end(),
-                            [](const Log::Entry& e) { return e.message.contains(QLatin1String("global hotkeys")); }),
-              1);
+    EXPECT_EQ(loggedMessages(QStringLiteral("lifecycle")).filter(QStringLiteral("global hotkeys")).size(), 1);
     EXPECT_EQ(service.unregisterEventHotKey(ref), HotKeyStatus::noErr);
     EXPECT_FALSE(keyboard.sendKeyCombination(keys::returnKey, ModifierFlag::command));
     EXPECT_EQ(connection->processPendingEvents(), 0);

@@ -12,22 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 using namespace mosaro;
 using namespace mosaro::test;
-
-namespace {
-
-xcb_randr_output_t firstOutput(X11Connection& c)
-{
-    auto res = c.ask<xcb_randr_get_screen_resources_current_reply>(xcb_randr_get_screen_resources_current, c.root());
-    if (!res || xcb_randr_get_screen_resources_current_outputs_length(res.get()) < 1)
-        return XCB_NONE;
-    return xcb_randr_get_screen_resources_current_outputs(res.get())[0];
-}
-
-} // namespace
 
 // Without a window manager: one monitor named after its output (or its EDID), the same object for
 // as long as nothing changes; then two monitors on one screen in the server's order (primary
@@ -52,7 +38,7 @@ TEST(X11ScreenList, MonitorsInServerOrderWithNamesIdentityAndConsistentCoordinat
     EXPECT_EQ(list.screens()[0], single[0]) << "same display, same object";
 
     // The EDID product name wins over the output's name.
-    const xcb_randr_output_t output = firstOutput(c);
+    const xcb_randr_output_t output = session.firstOutput();
     ASSERT_NE(output, xcb_randr_output_t(XCB_NONE));
     const auto edid = test::edidWithName("Mosaro Panel");
     xcb_randr_change_output_property(c.connection(), output, c.atom("EDID"), XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE,
@@ -167,7 +153,7 @@ TEST(X11ScreenListWorkArea, SelectionsLandOnTheWorkAreasCells)
         }));
         for (const auto& [strut, format, stateArea] : row.states) {
             const Rect area = stateArea; // captured below
-            SCOPED_TRACE(std::string(row.name) + ", work area " + describe(area).toStdString());
+            SCOPED_TRACE(std::string(row.name) + ", work area " + str(area));
             if (row.states.size() > 1) // the panel's strut changes
                 setStrut(session.connection(), panel->window, strut, format);
             ASSERT_TRUE(session.waitUntil([&] { return workArea(session.connection()) == area; }));
@@ -182,8 +168,7 @@ TEST(X11ScreenListWorkArea, SelectionsLandOnTheWorkAreasCells)
                 ASSERT_TRUE(app.keys(keys));
                 const Rect cell = flippedRect(GridLayout{3, 2, flippedRect(area, 900), 0}.frameFor(region), 900);
                 EXPECT_TRUE(session.waitUntil([&] { return session.outerFrame(target->window) == cell; }))
-                    << describe(cell).toStdString() << " ≠ "
-                    << describe(session.outerFrame(target->window)).toStdString();
+                    << str(cell) << " ≠ " << str(session.outerFrame(target->window));
             }
         }
         EXPECT_EQ(app.bellCount(), 0);

@@ -1,10 +1,10 @@
 #include "Platform/Linux/DBusSingleInstance.h"
 #include "support/ApplicationEnvironment.h"
+#include "support/EventLoopWait.h"
 #include "support/PrivateSessionBus.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
-#include <QElapsedTimer>
 #include <QProcess>
 
 #include <gtest/gtest.h>
@@ -33,15 +33,6 @@ protected:
         const QString name = QStringLiteral("mosaro-test-%1").arg(connections.size());
         connections << name;
         return QDBusConnection::connectToBus(bus.address(), name);
-    }
-
-    bool waitFor(const std::function<bool()>& condition)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        while (!condition() && timer.elapsed() < 5000)
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        return condition();
     }
 
     PrivateSessionBus bus;

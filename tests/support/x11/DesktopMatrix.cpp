@@ -7,7 +7,6 @@
 
 #include <QElapsedTimer>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -15,17 +14,8 @@ namespace mosaro::test {
 
 namespace M = mosaro::LogMessages;
 
-namespace {
-
 // A panel along the top, as most desktops have one (i3 keeps docks only at the top or bottom).
 constexpr double kDockHeight = 30;
-
-std::string str(const Rect& r)
-{
-    return describe(r).toStdString();
-}
-
-} // namespace
 
 const std::vector<DesktopClient>& desktopClients()
 {
@@ -168,14 +158,10 @@ void DesktopMatrixTest::placeClient(const DesktopClient& client, const Scenario&
         // Once the manager has let the dock go, the top is where its work area says (icewm keeps the
         // dock's room until it restarts; managers without a work area give it all back).
         X11Connection& c = session->connection();
-        auto listed = [&] {
-            const auto clients = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
-            return clients && std::count(clients->begin(), clients->end(), dock->window) > 0;
-        };
         ASSERT_TRUE(session->waitUntil([&] {
             const auto area = X11Properties::desktopWorkArea(c.propertyValue(c.root(), c.atom("_NET_WORKAREA")),
                                                              c.propertyValue(c.root(), c.atom("_NET_CURRENT_DESKTOP")));
-            return !listed() && app->xVisible(app->screenAt(0)).y == (area ? area->y : 0);
+            return !session->manages(dock->window) && app->xVisible(app->screenAt(0)).y == (area ? area->y : 0);
         })) << str(app->xVisible(app->screenAt(0)));
     }
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Grid/GridTypes.h"
 #include "Platform/Geometry.h"
 #include "support/x11/MosaroAppFixture.h"
 
@@ -9,7 +8,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <memory>
 #include <string>
 #include <vector>
 

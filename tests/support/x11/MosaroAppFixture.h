@@ -1,12 +1,16 @@
 #pragma once
 
+#include "Preferences/PreferencesFile.h"
 #include "support/x11/MosaroAppDriver.h"
 #include "support/x11/X11Session.h"
+
+#include <QFile>
 
 #include <gtest/gtest.h>
 
 #include <iostream>
 #include <memory>
+#include <optional>
 
 namespace mosaro::test {
 
@@ -29,6 +33,15 @@ protected:
         const auto c = session->startClient(args);
         EXPECT_TRUE(c && session->activateWindow(c->window)) << args.join(QLatin1Char(' ')).toStdString();
         return c.value_or(X11SessionClient{});
+    }
+
+    // The preferences file as the application saved it; none while there is no file or it does not load.
+    std::optional<Preferences> storedPreferences()
+    {
+        if (!QFile::exists(app->preferencesPath()))
+            return std::nullopt;
+        auto loaded = loadPreferences(app->preferencesPath());
+        return loaded ? std::optional<Preferences>(*loaded) : std::nullopt;
     }
 
     void TearDown() override

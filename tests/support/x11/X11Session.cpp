@@ -432,19 +432,19 @@ bool X11Session::waitForManagedProbe(int timeoutMs)
         [&] {
             if (++rounds % 20 == 0)
                 pokeWindowManager();
-            const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 1);
-            return list && std::count(list->begin(), list->end(), probe) > 0;
+            return manages(probe);
         },
         timeoutMs);
     xcb_destroy_window(c.connection(), probe);
     c.flush();
-    waitUntil(
-        [&] {
-            const auto list = c.windows(c.root(), c.atom("_NET_CLIENT_LIST"), 0);
-            return !list || std::count(list->begin(), list->end(), probe) == 0;
-        },
-        2000);
+    waitUntil([&] { return !manages(probe); }, 2000);
     return managed;
+}
+
+bool X11Session::manages(xcb_window_t window)
+{
+    const auto list = m_connection->windows(m_connection->root(), m_connection->atom("_NET_CLIENT_LIST"), 0);
+    return list && std::count(list->begin(), list->end(), window) > 0;
 }
 
 QString X11Session::sessionBus()
@@ -552,15 +552,9 @@ bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
             return false;
     }
     QString output;
-    auto resources =
-        c.ask<xcb_randr_get_screen_resources_current_reply>(xcb_randr_get_screen_resources_current, c.root());
-    if (resources && xcb_randr_get_screen_resources_current_outputs_length(resources.get()) > 0) {
-        const auto first = xcb_randr_get_screen_resources_current_outputs(resources.get())[0];
-        auto info = c.ask<xcb_randr_get_output_info_reply>(xcb_randr_get_output_info, first, XCB_CURRENT_TIME);
-        if (info)
-            output = QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
-                                       xcb_randr_get_output_info_name_length(info.get()));
-    }
+    if (auto info = c.ask<xcb_randr_get_output_info_reply>(xcb_randr_get_output_info, firstOutput(), XCB_CURRENT_TIME))
+        output = QString::fromUtf8(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
+                                   xcb_randr_get_output_info_name_length(info.get()));
     for (std::size_t i = 0; i < monitors.size(); ++i) {
         const X11MonitorSpec& m = monitors[i];
         // Physical size at 96 dpi, so that the scale factor stays 1.
@@ -577,6 +571,15 @@ bool X11Session::xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors)
             return false;
     }
     return true;
+}
+
+xcb_randr_output_t X11Session::firstOutput()
+{
+    X11Connection& c = *m_connection;
+    auto res = c.ask<xcb_randr_get_screen_resources_current_reply>(xcb_randr_get_screen_resources_current, c.root());
+    if (!res || xcb_randr_get_screen_resources_current_outputs_length(res.get()) < 1)
+        return XCB_NONE;
+    return xcb_randr_get_screen_resources_current_outputs(res.get())[0];
 }
 
 xcb_window_t X11Session::activeWindow()

@@ -10,14 +10,32 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <xcb/randr.h>
+
 #include <sys/types.h>
 
 #include <functional>
 #include <memory>
 #include <optional>
+#include <ostream>
+#include <string>
 #include <vector>
 
+namespace mosaro {
+// Rectangles in failure messages as text rather than bytes; GoogleTest looks for this name.
+inline void PrintTo(const Rect& rect, std::ostream* out) // NOLINT(readability-identifier-naming)
+{
+    *out << describe(rect).toStdString();
+}
+} // namespace mosaro
+
 namespace mosaro::test {
+
+// A rectangle as text, for failure messages.
+inline std::string str(const Rect& rect)
+{
+    return describe(rect).toStdString();
+}
 
 // A window of the test client program, mapped and managed.
 struct X11SessionClient {
@@ -78,6 +96,8 @@ public:
     std::vector<xcb_window_t> windowsBelow(xcb_window_t parent, int depth);
     // A managed client window (one with WM_STATE) of the given WM_CLASS instance, or none.
     xcb_window_t findClient(const QString& instance);
+    // Whether the window manager lists the window among its clients (_NET_CLIENT_LIST).
+    bool manages(xcb_window_t window);
     // The address of the session's private D-Bus session bus, started on first use; children
     // started afterwards see it as DBUS_SESSION_BUS_ADDRESS.
     QString sessionBus();
@@ -103,6 +123,8 @@ public:
     // Replaces the server's monitors with the given ones (xrandr --setmonitor), the first one
     // taking over the real output.
     bool xrandrSetMonitors(const std::vector<X11MonitorSpec>& monitors);
+    // The server's first RandR output, or none.
+    xcb_randr_output_t firstOutput();
 
     // Asks the WM to activate the window and waits until _NET_ACTIVE_WINDOW names it.
     bool activateWindow(xcb_window_t window, int timeoutMs = 5000);

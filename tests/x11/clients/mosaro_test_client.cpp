@@ -17,9 +17,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -61,11 +63,9 @@ int main(int argc, char** argv)
 {
     std::string title = "mosaro test client";
     std::string utf8Bytes, wmNameBytes, dockSide;
-    bool hasUtf8Bytes = false, hasWmNameBytes = false, fixedSize = false, fullscreen = false, noPid = false,
-         hasGeometry = false;
+    bool fixedSize = false, fullscreen = false, noPid = false, hasGeometry = false;
     int width = 400, height = 300, x = 0, y = 0, strut = 0, count = 1;
-    std::uint32_t background = 0;
-    bool hasBackground = false;
+    std::optional<std::uint32_t> background;
 
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -73,9 +73,9 @@ int main(int argc, char** argv)
         if (arg == "--title")
             title = next();
         else if (arg == "--utf8-title-bytes")
-            utf8Bytes = next(), hasUtf8Bytes = true;
+            utf8Bytes = next();
         else if (arg == "--wm-name-bytes")
-            wmNameBytes = next(), hasWmNameBytes = true;
+            wmNameBytes = next();
         else if (arg == "--geometry") {
             if (std::sscanf(next().c_str(), "%dx%d+%d+%d", &width, &height, &x, &y) != 4)
                 return fail("bad --geometry");
@@ -96,7 +96,7 @@ int main(int argc, char** argv)
         else if (arg == "--no-pid")
             noPid = true;
         else if (arg == "--background")
-            background = std::uint32_t(std::stoul(next(), nullptr, 16)), hasBackground = true;
+            background = std::uint32_t(std::stoul(next(), nullptr, 16));
         else
             return fail("unknown argument");
     }
@@ -111,27 +111,31 @@ int main(int argc, char** argv)
         x = 0, y = dockSide == "top" ? 0 : h - strut, width = w, height = strut;
     }
 
-    const xcb_window_t win = xcb_generate_id(conn);
     // A TrueColor root visual takes 0xRRGGBB as the pixel.
-    const std::uint32_t values[] = {hasBackground ? background : screen->white_pixel,
+    const std::uint32_t values[] = {background.value_or(screen->white_pixel),
                                     XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE};
-    xcb_create_window(conn, XCB_COPY_FROM_PARENT, win, screen->root, std::int16_t(x), std::int16_t(y),
-                      std::uint16_t(width), std::uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                      screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+    const char wmClass[] = "mosaro_test_client\0MosaroTestClient";
+    std::vector<xcb_window_t> windows(std::size_t(std::max(count, 1)));
+    for (xcb_window_t& w : windows) {
+        w = xcb_generate_id(conn);
+        xcb_create_window(conn, XCB_COPY_FROM_PARENT, w, screen->root, std::int16_t(x), std::int16_t(y),
+                          std::uint16_t(width), std::uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                          screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+        setProp(w, "WM_CLASS", XCB_ATOM_STRING, 8, wmClass, sizeof wmClass);
+    }
+    const xcb_window_t win = windows[0];
 
     const xcb_atom_t utf8 = atom("UTF8_STRING");
-    if (hasUtf8Bytes) {
+    if (!utf8Bytes.empty()) {
         const auto bytes = fromHex(utf8Bytes);
         setProp(win, "_NET_WM_NAME", utf8, 8, bytes.data(), bytes.size());
-    } else if (hasWmNameBytes) {
+    } else if (!wmNameBytes.empty()) {
         const auto bytes = fromHex(wmNameBytes);
         setProp(win, "WM_NAME", XCB_ATOM_STRING, 8, bytes.data(), bytes.size());
     } else {
         setProp(win, "_NET_WM_NAME", utf8, 8, title.data(), title.size());
         setProp(win, "WM_NAME", XCB_ATOM_STRING, 8, title.data(), title.size());
     }
-    const char wmClass[] = "mosaro_test_client\0MosaroTestClient";
-    setProp(win, "WM_CLASS", XCB_ATOM_STRING, 8, wmClass, sizeof wmClass);
     if (!noPid) {
         const std::uint32_t pid = std::uint32_t(getpid());
         setProp(win, "_NET_WM_PID", XCB_ATOM_CARDINAL, 32, &pid, 1);
@@ -171,25 +175,17 @@ int main(int argc, char** argv)
         setProp(win, "_NET_WM_STRUT", XCB_ATOM_CARDINAL, 32, partial, 4);
     }
 
-    xcb_map_window(conn, win);
-    for (int i = 1; i < count; ++i) {
-        const xcb_window_t extra = xcb_generate_id(conn);
-        xcb_create_window(conn, XCB_COPY_FROM_PARENT, extra, screen->root, std::int16_t(x), std::int16_t(y),
-                          std::uint16_t(width), std::uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                          screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
-        setProp(extra, "WM_CLASS", XCB_ATOM_STRING, 8, wmClass, sizeof wmClass);
-        xcb_map_window(conn, extra);
-    }
+    for (const xcb_window_t w : windows)
+        xcb_map_window(conn, w);
     xcb_flush(conn);
 
-    bool announced = false;
-    int mapped = 0;
+    std::size_t mapped = 0;
     while (xcb_generic_event_t* ev = xcb_wait_for_event(conn)) {
         const std::uint8_t type = ev->response_type & 0x7f;
-        if (type == XCB_MAP_NOTIFY && ++mapped >= count && !announced) {
+        // Announced once, when the last window is mapped (a new manager maps them again).
+        if (type == XCB_MAP_NOTIFY && ++mapped == windows.size()) {
             std::printf("0x%x\n", win);
             std::fflush(stdout);
-            announced = true;
         } else if (type == XCB_CLIENT_MESSAGE) {
             auto* cm = reinterpret_cast<xcb_client_message_event_t*>(ev);
             if (cm->data.data32[0] == deleteWindow) {
