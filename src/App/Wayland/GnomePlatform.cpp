@@ -126,7 +126,8 @@ private:
     GnomeAccessibilityTrust m_trust;
     GnomeHotKeyService m_hotKeys;
     GnomeBeeper m_beeper;
-    GnomeKeyboardLayout m_layout;
+    // The Shell gives its keyboards the XKB default layout unless the user chose input sources.
+    WaylandKeyboardLayout m_layout;
     QtDesktopApplication m_application;
     GnomeDesktopWatcher m_watcher;
     WaylandPanelHost m_panelHost;

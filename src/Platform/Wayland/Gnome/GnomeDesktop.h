@@ -4,7 +4,6 @@
 #include "Platform/AccessibilityTrust.h"
 #include "Platform/HotKeyHandlers.h"
 #include "Platform/HotKeyService.h"
-#include "Platform/KeyboardLayout.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Screen.h"
 #include "Platform/System.h"
@@ -162,20 +161,6 @@ private:
     std::optional<EventHotKeyRef> m_grabbed;
     HotKeyHandlers m_handlers;
     EventHotKeyRef m_nextRef = 1;
-};
-
-// Key names of the XKB default layout, which the Shell gives its keyboards unless the user chose
-// input sources.
-class GnomeKeyboardLayout final : public KeyboardLayout {
-public:
-    GnomeKeyboardLayout() : m_keymap(Wayland::Keymap::create()) {}
-    std::optional<QString> translateForDisplay(std::uint16_t keyCode) const override
-    {
-        return m_keymap ? m_keymap->printed(keyCode) : std::nullopt;
-    }
-
-private:
-    std::unique_ptr<Wayland::Keymap> m_keymap;
 };
 
 // The desktop's bell sound, played by the extension when the user has the audible bell on.
