@@ -19,7 +19,8 @@ SwaySession::SwaySession(const Options& options) : CompositorSession(QStringLite
     QString config = QStringLiteral("xwayland disable\nswaynag_command -\nswaybg_command -\n");
     if (options.debianDefaults)
         config += QStringLiteral("include %1\n").arg(defaultConfig());
-    config += QStringLiteral("output HEADLESS-1 resolution 1440x900 position 0 0\n") + options.config + QLatin1Char('\n');
+    config +=
+        QStringLiteral("output HEADLESS-1 resolution 1440x900 position 0 0\n") + options.config + QLatin1Char('\n');
     QFile file(configPath());
     if (!file.open(QIODevice::WriteOnly) || file.write(config.toUtf8()) < 0 || !file.flush() ||
         !ownFile(configPath(), false, 0644)) {
