@@ -134,7 +134,7 @@ TEST(PanelOverlayWindow, KeysGoThroughTheMonitorsAsThePanelsAndOnlyKeyDownsReach
 
 TEST(PanelOverlayWindow, AShowingDrawsAllOnlyWhereTheSurfaceLostItsPixelsOrIsAnother)
 {
-    const qint64 all = 300 * 200;
+    const qint64 all = qint64(300) * 200;
     struct Row {
         const char* name;
         bool kept;
