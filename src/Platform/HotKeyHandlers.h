@@ -36,8 +36,6 @@ public:
         out = m_id;
         return HotKeyStatus::noErr;
     }
-    OSStatus keyCode(std::uint32_t&) const override { return HotKeyStatus::eventParameterNotFound; }
-    OSStatus keyModifiers(std::uint32_t&) const override { return HotKeyStatus::eventParameterNotFound; }
 
 private:
     std::uint32_t m_kind;

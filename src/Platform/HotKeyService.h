@@ -49,15 +49,14 @@ struct EventTypeSpec {
 using EventHotKeyRef = std::uint64_t;  // 0 = none
 using EventHandlerRef = std::uint64_t; // 0 = none
 
-// One delivered event. A parameter the event does not carry reads as eventParameterNotFound.
+// One delivered event: a hotkey pressed or released. An id the event does not carry reads as
+// eventParameterNotFound.
 class HotKeyEvent {
 public:
     virtual ~HotKeyEvent() = default;
     virtual std::uint32_t eventClass() const = 0;
     virtual std::uint32_t kind() const = 0;
     virtual OSStatus hotKeyID(EventHotKeyID& out) const = 0;
-    virtual OSStatus keyCode(std::uint32_t& out) const = 0;
-    virtual OSStatus keyModifiers(std::uint32_t& out) const = 0;
 };
 
 class HotKeyService {

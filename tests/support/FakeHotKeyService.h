@@ -20,8 +20,6 @@ public:
         out = *id;
         return HotKeyStatus::noErr;
     }
-    OSStatus keyCode(std::uint32_t&) const override { return HotKeyStatus::eventParameterNotFound; }
-    OSStatus keyModifiers(std::uint32_t&) const override { return HotKeyStatus::eventParameterNotFound; }
 
     std::uint32_t eventKind = 0;
     std::optional<EventHotKeyID> id;

@@ -21,7 +21,6 @@
 #include <QCoreApplication>
 #include <QImage>
 #include <QStandardPaths>
-#include <QThread>
 
 #include <initializer_list>
 #include <utility>

@@ -31,7 +31,7 @@ public:
         : m_version(BuildBundleInfo().shortVersion().value_or(QString())),
           m_channel(QDBusConnection::sessionBus(), m_version), m_screens(m_channel),
           m_accessibility(m_channel, m_screens), m_trust(m_channel, QDBusConnection::sessionBus(), m_version),
-          m_hotKeys(m_channel, Wayland::Keymap::create()), m_beeper(m_channel),
+          m_hotKeys(m_channel, m_keymap), m_beeper(m_channel), m_layout(m_keymap),
           m_watcher(m_channel, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter()),
           m_panelHost(m_screens,
                       WaylandPanelHook{nullptr,
@@ -119,6 +119,9 @@ public:
     }
 
 private:
+    // The Shell gives its keyboards the XKB default layout unless the user chose input sources;
+    // compiled once for the trigger's key names and the recorder's.
+    const std::shared_ptr<const Wayland::Keymap> m_keymap = Wayland::Keymap::create();
     QString m_version;
     Gnome::ShellChannel m_channel;
     GnomeScreenList m_screens;
@@ -126,7 +129,6 @@ private:
     GnomeAccessibilityTrust m_trust;
     GnomeHotKeyService m_hotKeys;
     GnomeBeeper m_beeper;
-    // The Shell gives its keyboards the XKB default layout unless the user chose input sources.
     WaylandKeyboardLayout m_layout;
     QtDesktopApplication m_application;
     GnomeDesktopWatcher m_watcher;

@@ -33,10 +33,10 @@ constexpr const char* panelNotShownMessage = "KWin's script did not show the pan
 class KWinPlatform final : public DesktopPlatform {
 public:
     KWinPlatform()
-        : m_keymap(Wayland::Keymap::create()), m_screens(m_kwin), m_accessibility(m_kwin), m_trust(m_kwin),
+        : m_screens(m_kwin), m_accessibility(m_kwin), m_trust(m_kwin),
           m_hotKeys(m_kwin, [this](std::uint32_t code, std::uint32_t modifiers) { return kdeKey(code, modifiers); }),
-          m_watcher(m_kwin, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter(),
-                    [this] { m_panelHost.keyboardLost(); }),
+          m_layout(m_keymap), m_watcher(m_kwin, m_screens, NotificationCenter::workspaceCenter(),
+                                        NotificationCenter::defaultCenter(), [this] { m_panelHost.keyboardLost(); }),
           m_panelHost(m_screens,
                       WaylandPanelHook{[this] { m_freshMapping = true; },
                                        [this](const Rect& frame) { placePanel(frame); }, [this] { returnKeyboard(); },
@@ -171,7 +171,8 @@ private:
     }
 
     KWinScripting m_kwin;
-    std::unique_ptr<Wayland::Keymap> m_keymap;
+    // Compiled once: KDE's key ints of the trigger and the recorder's key names both come from it.
+    const std::shared_ptr<const Wayland::Keymap> m_keymap = Wayland::Keymap::create();
     KWinScreenList m_screens;
     KWinAccessibility m_accessibility;
     KWinAccessibilityTrust m_trust;

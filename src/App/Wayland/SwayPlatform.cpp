@@ -29,8 +29,8 @@ namespace {
 class SwayPlatform final : public DesktopPlatform {
 public:
     explicit SwayPlatform(const QString& socket)
-        : m_ipc(socket), m_screens(m_ipc), m_accessibility(m_ipc), m_trust(m_ipc),
-          m_hotKeys(m_ipc, Wayland::Keymap::create()),
+        : m_ipc(socket), m_screens(m_ipc), m_accessibility(m_ipc), m_trust(m_ipc), m_hotKeys(m_ipc, m_keymap),
+          m_layout(m_keymap),
           m_watcher(m_ipc, m_screens, NotificationCenter::workspaceCenter(), NotificationCenter::defaultCenter()),
           m_panelRules(m_ipc, m_screens, m_accessibility, QString::fromLatin1(WaylandPanelWindow::title)),
           m_panelHost(m_screens, WaylandPanelHook{[this] { m_panelRules.prepare(); },
@@ -117,6 +117,8 @@ public:
     }
 
 private:
+    // Compiled once: the trigger's key names and the recorder's both come from it.
+    const std::shared_ptr<const Wayland::Keymap> m_keymap = Wayland::Keymap::create();
     Sway::Ipc m_ipc;
     SwayScreenList m_screens;
     SwayAccessibility m_accessibility;

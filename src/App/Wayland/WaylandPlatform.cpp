@@ -87,11 +87,12 @@ void readSway(const QString& socket, DesktopFacts& facts)
     const QStringList beep = WaylandBeeper::command();
     c.beepPlayer = beep.isEmpty() ? QString() : QFileInfo(beep.first()).fileName();
 
-    WaylandKeyboardLayout layout;
+    const std::shared_ptr<const Wayland::Keymap> keymap = Wayland::Keymap::create();
+    WaylandKeyboardLayout layout(keymap);
     const auto trigger = readStoredTrigger(facts, layout);
     if (!trigger)
         return;
-    SwayHotKeyService hotKeys(ipc, Wayland::Keymap::create());
+    SwayHotKeyService hotKeys(ipc, keymap);
     if (const auto binding =
             hotKeys.userBinding(std::uint32_t(trigger->carbonKeyCode), std::uint32_t(trigger->carbonModifiers))) {
         facts.triggerOwner = DesktopFacts::TriggerOwner::desktopBinding;
@@ -130,9 +131,9 @@ void readKWin(const QString& service, DesktopFacts& facts)
     const QStringList beep = WaylandBeeper::command();
     c.beepPlayer = beep.isEmpty() ? QString() : QFileInfo(beep.first()).fileName();
 
-    WaylandKeyboardLayout layout;
+    const std::shared_ptr<const Wayland::Keymap> keymap = Wayland::Keymap::create();
+    WaylandKeyboardLayout layout(keymap);
     const auto trigger = readStoredTrigger(facts, layout);
-    const auto keymap = Wayland::Keymap::create();
     if (!trigger || !keymap)
         return;
     KWinHotKeyService hotKeys(

@@ -54,14 +54,14 @@ namespace mosaro {
 // sway and KWin read it), since a Wayland client sees a keymap only while it has the keyboard focus.
 class WaylandKeyboardLayout final : public KeyboardLayout {
 public:
-    WaylandKeyboardLayout() : m_keymap(Wayland::Keymap::create()) {}
+    explicit WaylandKeyboardLayout(std::shared_ptr<const Wayland::Keymap> keymap) : m_keymap(std::move(keymap)) {}
     std::optional<QString> translateForDisplay(std::uint16_t keyCode) const override
     {
         return m_keymap ? m_keymap->printed(keyCode) : std::nullopt;
     }
 
 private:
-    std::unique_ptr<Wayland::Keymap> m_keymap;
+    std::shared_ptr<const Wayland::Keymap> m_keymap;
 };
 
 } // namespace mosaro

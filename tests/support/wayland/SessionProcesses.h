@@ -14,9 +14,12 @@ namespace mosaro::test {
 // What the Wayland sessions of the tests share: files handed to the unprivileged user that runs a
 // compositor when the tests run as root, programs started with an environment of their own, and
 // the processes of a session found by its runtime folder and stopped by pid.
-// The user is $MOSARO_TEST_UID, as the root's scripts read it, else nobody.
-inline const uid_t unprivilegedUid =
-    qEnvironmentVariableIsSet("MOSARO_TEST_UID") ? uid_t(qEnvironmentVariableIntValue("MOSARO_TEST_UID")) : 65534;
+// The user is $MOSARO_TEST_UID, as the root's scripts read it, else nobody; never root.
+inline const uid_t unprivilegedUid = [] {
+    bool ok = false;
+    const int uid = qEnvironmentVariableIntValue("MOSARO_TEST_UID", &ok);
+    return ok && uid > 0 ? uid_t(uid) : uid_t(65534);
+}();
 // Its user and group as chown takes them.
 inline const QString unprivilegedOwner = QStringLiteral("%1:%1").arg(unprivilegedUid);
 

@@ -438,7 +438,7 @@ QString acceleratorOfXkbText(const QString& text)
     return accelerator + key;
 }
 
-GnomeHotKeyService::GnomeHotKeyService(Gnome::ShellChannel& channel, std::unique_ptr<Wayland::Keymap> keymap)
+GnomeHotKeyService::GnomeHotKeyService(Gnome::ShellChannel& channel, std::shared_ptr<const Wayland::Keymap> keymap)
     : m_channel(channel), m_keymap(std::move(keymap))
 {
     QObject::connect(&m_channel, &Gnome::ShellChannel::triggered, &m_channel, [this] { pressed(); });

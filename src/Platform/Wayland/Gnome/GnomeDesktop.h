@@ -124,7 +124,7 @@ QString acceleratorOfXkbText(const QString& text);
 // mutter refuses to grab. The grab is made again when the extension comes back.
 class GnomeHotKeyService final : public HotKeyService {
 public:
-    GnomeHotKeyService(Gnome::ShellChannel& channel, std::unique_ptr<Wayland::Keymap> keymap);
+    GnomeHotKeyService(Gnome::ShellChannel& channel, std::shared_ptr<const Wayland::Keymap> keymap);
     OSStatus registerEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers, EventHotKeyID id,
                                  EventHotKeyRef& out) override;
     OSStatus unregisterEventHotKey(EventHotKeyRef ref) override;
@@ -156,7 +156,7 @@ private:
     void pressed();
 
     Gnome::ShellChannel& m_channel;
-    std::unique_ptr<Wayland::Keymap> m_keymap;
+    std::shared_ptr<const Wayland::Keymap> m_keymap;
     std::map<EventHotKeyRef, Registration> m_registrations;
     std::optional<EventHotKeyRef> m_grabbed;
     HotKeyHandlers m_handlers;

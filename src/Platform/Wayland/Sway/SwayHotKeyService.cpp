@@ -18,7 +18,8 @@ constexpr const char* bindingFlags = "--no-repeat --inhibited";
 
 } // namespace
 
-SwayHotKeyService::SwayHotKeyService(Sway::Ipc& ipc, std::unique_ptr<Wayland::Keymap> keymap, Sway::ConfigFiles files)
+SwayHotKeyService::SwayHotKeyService(Sway::Ipc& ipc, std::shared_ptr<const Wayland::Keymap> keymap,
+                                     Sway::ConfigFiles files)
     : m_ipc(ipc), m_keymap(std::move(keymap)), m_files(std::move(files))
 {
     m_eventHandler =

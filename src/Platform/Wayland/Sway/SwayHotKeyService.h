@@ -21,7 +21,7 @@ namespace mosaro {
 // Only presses are delivered: sway reports no release of a binding.
 class SwayHotKeyService final : public HotKeyService {
 public:
-    SwayHotKeyService(Sway::Ipc& ipc, std::unique_ptr<Wayland::Keymap> keymap,
+    SwayHotKeyService(Sway::Ipc& ipc, std::shared_ptr<const Wayland::Keymap> keymap,
                       Sway::ConfigFiles files = Sway::diskConfigFiles());
     ~SwayHotKeyService() override;
     SwayHotKeyService(const SwayHotKeyService&) = delete;
@@ -71,7 +71,7 @@ private:
     std::vector<Sway::ConfigBinding> userBindings();
 
     Sway::Ipc& m_ipc;
-    std::unique_ptr<Wayland::Keymap> m_keymap;
+    std::shared_ptr<const Wayland::Keymap> m_keymap;
     Sway::ConfigFiles m_files;
     std::map<EventHotKeyRef, Registration> m_registrations;
     HotKeyHandlers m_handlers;
